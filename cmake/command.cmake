@@ -1,0 +1,12 @@
+# The korva command.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
+find_package(CLI11 REQUIRED)
+if(TARGET korva_host)
+  get_target_property(kind korva_host TYPE)
+  if(kind STREQUAL "STATIC_LIBRARY")
+    target_link_libraries(korva_host PUBLIC PkgConfig::SNDFILE CLI11::CLI11)
+    add_executable(korva ${CMAKE_SOURCE_DIR}/src/host/korva_main.cpp)
+    target_link_libraries(korva PRIVATE korva_host)
+  endif()
+endif()

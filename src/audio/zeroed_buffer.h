@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <type_traits>
+#include <utility>
+
+namespace korva {
+
+/// Engines' memory: zero-filled, at least 16-byte aligned, null when there is none. One request is held to 256 MiB:
+/// the system promises zeroed pages long before it has them, so an absurd rate must fail here and not later.
+void* AllocateZeroed(std::size_t count, std::size_t size) noexcept;
+void FreeZeroed(void* memory) noexcept;
+
+/// For tests: lets the next `count` allocations of this thread succeed and fails all after them; below 0 lets all be.
+void FailAllocationsAfter(int count) noexcept;
+
+/// An owned run of plain values that starts as zeros. Allocation can fail; nothing throws.
+template <class T>
+class ZeroedBuffer {
+  static_assert(std::is_trivially_copyable_v<T>);
+
+ public:
+  ZeroedBuffer() = default;
+  ZeroedBuffer(const ZeroedBuffer&) = delete;
+  ZeroedBuffer& operator=(const ZeroedBuffer&) = delete;
+  ZeroedBuffer(ZeroedBuffer&& other) noexcept
+      : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+  ZeroedBuffer& operator=(ZeroedBuffer&& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
+    return *this;
+  }
+  ~ZeroedBuffer() { Release(); }
+
+  /// Frees what was held and takes `count` zeroed values; false, and empty, if there is no memory. A count of 0 is
+  /// granted as an empty buffer.
+  [[nodiscard]] bool Allocate(std::size_t count) noexcept {
+    Release();
+    if (count == 0) return true;
+    data_ = static_cast<T*>(AllocateZeroed(count, sizeof(T)));
+    size_ = data_ != nullptr ? count : 0;
+    return data_ != nullptr;
+  }
+
+  void Release() noexcept {
+    FreeZeroed(std::exchange(data_, nullptr));
+    size_ = 0;
+  }
+
+  T* data() noexcept { return data_; }
+  const T* data() const noexcept { return data_; }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  T& operator[](std::size_t index) noexcept { return data_[index]; }
+  const T& operator[](std::size_t index) const noexcept { return data_[index]; }
+  std::span<T> view() noexcept { return {data_, size_}; }
+
+ private:
+  T* data_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+}  // namespace korva

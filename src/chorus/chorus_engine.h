@@ -1,0 +1,86 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "audio/format_record.h"
+#include "audio/tempo_info.h"
+#include "audio/zeroed_buffer.h"
+#include "chorus/chorus_block.h"
+
+namespace korva {
+
+/// Up to three modulated delay voices in series, each with a one-pole low-pass on its tap and its own feedback.
+///
+/// A voice reads a circular line at a position that swings on a sine. Voices run in series and not side by side: the
+/// second voice thickens the first one's output, so three voices sound denser than three parallel taps would.
+/// All arithmetic is in doubles; samples are widened and narrowed a frame at a time, in place.
+///
+/// Latency: none on the dry path. No tail: the lines are dropped when the stream stops.
+/// Threads: one at a time; nothing here locks. Only the recomputes write what the kernels read.
+class ChorusEngine {
+ public:
+  static constexpr int kVoices = 3;
+
+  /// Allocates the three lines for a stream of `format`, all zero, and puts write positions, filter memories and
+  /// modulation phases to 0. 0, or out of memory with the lines so far kept. A recompute must follow.
+  std::int32_t Start(const FormatRecord& format) noexcept;
+
+  /// Frees the lines.
+  void Release() noexcept;
+
+  /// All of the engine's state from `block`; zeroes the filter memories. With `wipe` also resets the write positions
+  /// and clears the lines. Phases stay. `tempo` may be null. Returns 0.
+  std::int32_t FullRecompute(const ChorusParams& block, bool wipe, const TempoInfo* tempo) noexcept;
+
+  /// Gains, cycle, low-pass and depth from `block`. The delay, the number of voices, the lines and all positions stay.
+  void CheapRecompute(const ChorusParams& block, const TempoInfo* tempo) noexcept;
+
+  /// Runs `frames` interleaved frames of the stream's format in place. Returns 0.
+  std::int32_t Process(void* buffer, std::uint32_t frames) noexcept;
+
+  bool bypass() const noexcept { return bypass_; }
+
+ private:
+  struct Voice {
+    ZeroedBuffer<double> line;  // lineFrames_ x channels, interleaved; runs downwards
+    std::int32_t writePos = 0;
+    double readPos = 0;      // centre of the swing, in frames
+    std::int32_t phase = 0;  // frames into the modulation cycle
+    double period = 1;       // frames of a modulation cycle
+    double phaseStep = 0;
+    double gain = 0;
+    alignas(16) std::array<double, kMaxChannels> memory{};
+  };
+
+  // How a voice's tap and input make its output: tap x wet x pan + input x dry.
+  struct Mix {
+    double wet, dry;
+    std::array<double, 2> pan;
+  };
+
+  void SetGains(const ChorusParams& block) noexcept;
+  void SetCycle(const ChorusParams& block, const TempoInfo* tempo) noexcept;
+  void SetLowPass(const ChorusParams& block) noexcept;
+
+  template <class Format, int kChannels>
+  void Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept;
+  template <int kChannels>
+  void RunVoice(Voice& voice, double* block, int frames, const Mix& mix) noexcept;
+
+  std::uint32_t rate_ = 0;
+  std::int32_t channels_ = 0;
+  std::optional<SampleFormat> format_;
+  std::int32_t lineFrames_ = 0;
+  bool bypass_ = false;
+  int voiceCount_ = 1;
+  double inGain_ = 0, dryGain_ = 0, feedbackGain_ = 0;
+  double cycleSeconds_ = 1;
+  double delayFrames_ = 0, depthFrames_ = 0;
+  double lowPassIn_ = 1, lowPassBack_ = 0;
+  std::array<double, 2> pan_{};
+  std::array<Voice, kVoices> voices_;
+};
+
+}  // namespace korva

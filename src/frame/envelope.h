@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+
+#include "audio/list.h"
+#include "platform/media_params.h"
+
+namespace korva {
+
+/// A timed piece of a parameter's course: the published record, and whether it was evaluated since it was added.
+struct EnvelopeSegment {
+  MP_ENVELOPE_SEGMENT course;
+  std::uint32_t entered;
+};
+
+/// The range that an evaluated value is held to, in display units.
+struct ValueRange {
+  float minimum;
+  float maximum;
+};
+
+/// The automation of one parameter: its segments sorted by start, its current value, and where time stands in them.
+///
+/// Values are sampled, not tracked: they are worked out at chunk starts, and one rests where the last chunk start
+/// inside a segment left it. Not locked: the store's lock guards it. Times are in units of 100 ns.
+class Envelope {
+ public:
+  /// What an evaluation says.
+  enum Result : std::uint32_t {
+    kInside = 1,   ///< a segment covers the time
+    kChanged = 2,  ///< the engine must look
+  };
+
+  /// Puts `count` segments in, given in order of start; old ones that they overlap are deleted whole. `E_OUTOFMEMORY`
+  /// changes nothing.
+  HRESULT Add(const MP_ENVELOPE_SEGMENT* segments, std::uint32_t count);
+  /// Deletes every segment that overlaps the span, in part too.
+  void Flush(std::int64_t start, std::int64_t end);
+  bool empty() const noexcept { return segments_.empty(); }
+
+  /// Works the value out at `time`. With `kInside`, `until` is the time left in the segment. While captured nothing
+  /// changes: the user's hand overrides the envelope. `scale` stretches the segments' seconds in the two rates.
+  std::uint32_t Evaluate(std::int64_t time, double scale, ValueRange range, std::int64_t& until);
+  /// With no segment on any parameter: forgets any movement; true if there was one.
+  bool ComeToRest() noexcept;
+
+  float value = 0;              ///< display units
+  bool captured = false;        ///< the user holds the parameter
+  bool releasePending = false;  ///< the user let go and the engine has not been told
+  bool inSegment = false;       ///< a segment covered the last evaluated time
+
+ private:
+  void RemoveOverlap(std::int64_t start, std::int64_t end);
+  /// The index of the segment that covers `time`, or -1; `ranOff` when the search passed the last one.
+  std::int64_t Find(std::int64_t time, bool& ranOff);
+  bool EvaluateSegment(EnvelopeSegment& segment, std::int64_t time, double scale, ValueRange range);
+
+  List<EnvelopeSegment> segments_;
+  double slope_ = 0;      // per second at the last evaluation; 0 means standing still
+  double curvature_ = 0;  // the same of the second derivative
+  std::size_t cursor_ = 0;
+};
+
+}  // namespace korva

@@ -1,0 +1,247 @@
+#include "frame/in_place_filter.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/input_type.h"
+
+namespace korva {
+
+HRESULT CQvInPlaceFilter::NonDelegatingQueryInterface(REFIID iid, void** out) {
+  KORVA_ANSWER_OR(EffectFilter, AnswerInterface<IQvAudioTransformFloat>(this, iid, out));
+}
+
+HRESULT CQvInPlaceFilter::CheckInputType(const AM_MEDIA_TYPE& type) {
+  return CheckAudioType(type);
+}
+
+HRESULT CQvInPlaceFilter::SetMediaType(PIN_DIRECTION direction, const AM_MEDIA_TYPE& type) {
+  formatRecord_ = PlainFormatOf(type);
+  FormatChanged(formatRecord_);
+  parameters().state().SetFormat(0, &formatRecord_);
+  parameters().state().NotifyWindows(direction == PINDIR_INPUT ? kNoticeValueOrInput : kNoticeOutput);
+  return S_OK;
+}
+
+HRESULT CQvInPlaceFilter::BreakConnect(PIN_DIRECTION direction) {
+  if (direction == PINDIR_INPUT) parameters().state().SetFormat(0, nullptr);
+  return S_OK;
+}
+
+HRESULT CQvInPlaceFilter::StartStreaming() {
+  if (CQvPlugInParams* const values = automation(); values != nullptr) {
+    values->SetStreaming(true);
+    values->StartTime(formatRecord_.samplesPerSecond);
+  }
+  sampleSeen_ = false;
+  flushingTail_ = false;
+  afterSkip_ = false;
+  pending_ = Pending();
+  const HRESULT result = StartEngine(formatRecord_);
+  started_ = SUCCEEDED(result);
+  return result;
+}
+
+HRESULT CQvInPlaceFilter::StopStreaming() {
+  if (CQvPlugInParams* const values = automation(); values != nullptr) {
+    values->SetStreaming(false);
+    values->LeaveSegments();
+  }
+  started_ = false;
+  StopEngine();
+  return S_OK;
+}
+
+HRESULT CQvInPlaceFilter::Receive(IMediaSample* sample) {
+  if (sample == nullptr) return E_POINTER;
+  // A sample with no times leaves the last ones in force.
+  sample->GetTime(&sampleStart_, &sampleStop_);
+  if (CQvPlugInParams* const values = automation(); values != nullptr) values->SetHostTime(sampleStart_);
+  ComPtr<IMediaSample> writable;
+  if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
+  const HRESULT result = Transform(*writable.Get());
+  if (result == S_FALSE) return S_OK;
+  return result == S_OK ? outputPin()->Deliver(writable.Get()) : result;
+}
+
+HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample) {
+  const LONG length = flushingTail_ ? sample.GetSize() : sample.GetActualDataLength();
+  bool tailOnly = false;
+  if (const ComPtr<ITailOnlySample> mark = Query<ITailOnlySample>(&sample); mark) tailOnly = mark->IsTailOnly() != 0;
+  const bool skip = tailOnly && TailIsOver();
+  BYTE* data = nullptr;
+  if (!skip && FAILED(sample.GetPointer(&data))) return E_POINTER;
+  sampleSeen_ = true;
+
+  const auto size = static_cast<std::uint32_t>(std::max<LONG>(length, 0));
+  const std::uint32_t blockAlign = std::max<std::uint32_t>(formatRecord_.blockAlign, 1);
+  ProcessMode mode = sample.IsDiscontinuity() == S_OK ? ModeRestart : ModeContinue;
+  if (afterSkip_ && !tailOnly) mode = ModeRestart;
+  if (flushingTail_) {
+    mode = ModeFlush;
+    if (size < blockAlign) return E_FAIL;
+    if (!tailOnly && data != nullptr) {
+      const auto format = SampleFormatOf(formatRecord_);
+      std::memset(data, format ? SilenceByte(*format) : 0, size);
+    }
+  }
+  if (mode == ModeRestart) pending_.restart = true;
+
+  Buffer buffer{data, size / blockAlign, mode, false, tailOnly, skip};
+  HRESULT result = RunChunks(buffer);
+  if (skip) CountSkippedFrames(buffer);
+  if (tailOnly) {
+    // The host's own length stands: the sample goes on as it came.
+    buffer.done = buffer.frames;
+    result = S_OK;
+  }
+  sample.SetActualDataLength(static_cast<LONG>(blockAlign * buffer.done));
+  return result;
+}
+
+void CQvInPlaceFilter::CountSkippedFrames(const Buffer& buffer) {
+  CMFXTempo* const song = tempo();
+  if (song != nullptr && song->HasTempo()) song->SkipFrames(std::int64_t{buffer.frames} - buffer.counted);
+}
+
+HRESULT CQvInPlaceFilter::RunChunks(Buffer& buffer) {
+  HRESULT result = S_OK;
+  while (!buffer.ended && buffer.done < buffer.frames) {
+    const std::uint32_t left = buffer.frames - buffer.done;
+    std::uint32_t tempoChunk = left;
+    TempoInfo info;
+    const TempoInfo* given = nullptr;
+    if (CMFXTempo* const song = tempo(); song != nullptr && song->HasTempo()) {
+      tempoChunk = std::clamp<std::uint32_t>(song->AdvanceTempo(left, 5, info), 1, left);
+      buffer.counted += tempoChunk;
+      if ((info.flags & (kTempoChanged | kMeterChanged)) != 0) pending_.tempoChanged = true;
+      given = &info;
+    }
+    for (std::uint32_t chunkDone = 0; !buffer.ended && chunkDone < tempoChunk;) {
+      std::uint32_t chunk = tempoChunk - chunkDone;
+      if (CQvPlugInParams* const values = automation(); values != nullptr) {
+        chunk = std::min(chunk, values->NextChunk(chunk, &pending_.changeBits, 1.0));
+      }
+      if (buffer.skip) {
+        buffer.ended = true;
+        if (buffer.direct) return S_FALSE;
+        afterSkip_ = true;
+        return S_OK;
+      }
+      const std::uint32_t before = buffer.done;
+      result = RunOneChunk(buffer, chunk, given);
+      chunkDone += buffer.done - before;
+    }
+  }
+  return result;
+}
+
+HRESULT CQvInPlaceFilter::RunOneChunk(Buffer& buffer, std::uint32_t frames, const TempoInfo* tempo) {
+  if (PassesChunk()) {
+    buffer.done += frames;
+    buffer.data += std::size_t{frames} * formatRecord_.blockAlign;
+    return S_OK;
+  }
+  const ProcessMode mode = buffer.mode != ModeFlush && pending_.restart ? ModeRestart : buffer.mode;
+  ChunkEvents events{mode,       !pending_.restart,     buffer.direct,       buffer.tailOnly,
+                     afterSkip_, pending_.tempoChanged, pending_.changeBits, tempo};
+  HRESULT result = PickUp(events);
+  if (FAILED(result)) {
+    buffer.ended = true;
+    return result;
+  }
+  afterSkip_ = false;
+  pending_ = Pending();
+  std::uint32_t produced = frames;
+  result = RunKernel(events.mode, buffer.data, produced, buffer.tailOnly);
+  if (FAILED(result)) produced = 0;
+  buffer.done += produced;
+  buffer.data += std::size_t{produced} * formatRecord_.blockAlign;
+  if (buffer.mode == ModeRestart) buffer.mode = ModeContinue;
+  buffer.ended = result != S_OK || produced == 0;
+  return result;
+}
+
+HRESULT CQvInPlaceFilter::EndOfStream() {
+  CTransformOutputPin* const output = outputPin();
+  if (output == nullptr) return S_OK;
+  if (!HasTail()) return output->DeliverEndOfStream();
+  if (!sampleSeen_) return S_OK;
+  HRESULT result = S_OK;
+  // After a skipped sample the tail has already rung out.
+  bool last = afterSkip_;
+  flushingTail_ = true;
+  while (SUCCEEDED(result) && !last) {
+    ComPtr<IMediaSample> sample;
+    if (const HRESULT got = output->GetDeliveryBuffer(sample.Put(), nullptr, nullptr, 0); FAILED(got)) return got;
+    sample->SetActualDataLength(0);
+    result = Transform(*sample.Get());
+    if (FAILED(result)) break;
+    // A pass that yields no frames would yield none for ever.
+    last = result == S_FALSE || sample->GetActualDataLength() == 0;
+    result = output->Deliver(sample.Get());
+    if (result != S_OK) break;
+  }
+  flushingTail_ = false;
+  sampleSeen_ = false;
+  const HRESULT delivered = output->DeliverEndOfStream();
+  return FAILED(result) ? result : delivered;
+}
+
+HRESULT CQvInPlaceFilter::FloatStart(WORD channels, DWORD samplesPerSecond) {
+  if (channels < 1 || channels > kMaxChannels) return E_INVALIDARG;
+  formatRecord_ = MakeFormat(SampleFormat::kFloat32, channels, samplesPerSecond);
+  parameters().state().SetFormat(0, &formatRecord_);
+  return StartStreaming();
+}
+
+HRESULT CQvInPlaceFilter::FloatProcess(float* buffer, DWORD frames, LONG tailOnly) {
+  if (!started_) return VFW_E_WRONG_STATE;
+  if (buffer == nullptr && frames != 0) return E_POINTER;
+  sampleSeen_ = true;
+  CQvPlugInParams* const values = automation();
+  if (values != nullptr) {
+    sampleStart_ = values->hostTime();
+    sampleStop_ = sampleStart_ + values->TimeOf(frames);
+  }
+  Buffer run{reinterpret_cast<std::uint8_t*>(buffer), frames, ModeContinue, true, tailOnly != 0, false};
+  run.skip = run.tailOnly && TailIsOver();
+  const HRESULT result = RunChunks(run);
+  if (result == S_FALSE) {
+    if (values != nullptr) values->SetHostTime(sampleStop_ + values->TimeOf(1));
+    CountSkippedFrames(run);
+  }
+  return result;
+}
+
+HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
+  if (frames == nullptr) return E_POINTER;
+  if (!HasTail() || !started_ || !sampleSeen_) {
+    *frames = 0;
+    return S_FALSE;
+  }
+  if (buffer == nullptr) return E_POINTER;
+  std::fill_n(buffer, std::size_t{*frames} * formatRecord_.channels, 0.0F);
+  std::uint32_t produced = *frames;
+  const HRESULT result = RunKernel(ModeFlush, buffer, produced, false);
+  *frames = FAILED(result) ? 0 : produced;
+  return result;
+}
+
+HRESULT CQvInPlaceFilter::FloatStop() {
+  return StopStreaming();
+}
+
+HRESULT CQvInPlaceFilter::FloatQuery() {
+  return ChangesWaiting();
+}
+
+HRESULT CQvInPlaceFilter::FloatReset(LONG rewind) {
+  if (!started_) return VFW_E_WRONG_STATE;
+  if (rewind != 0) {
+    if (CQvPlugInParams* const values = automation(); values != nullptr) values->SetHostTime(0);
+  }
+  return ResetEngine(rewind != 0);
+}
+
+}  // namespace korva

@@ -1,0 +1,190 @@
+#include "frame/mfx_tempo.h"
+
+#include <algorithm>
+
+#include "audio/narrow.h"
+
+namespace korva {
+
+HRESULT CMFXTempo::Connect(IUnknown* host) {
+  if (host == nullptr) return E_POINTER;
+  const std::lock_guard guard(tempoLock_);
+  if (connected_) return E_UNEXPECTED;
+  tempoMap_ = Query<IMfxTempoMap>(host);
+  meterMap_ = Query<IMfxMeterMap>(host);
+  timeConverter_ = Query<IMfxTimeConverter>(host);
+  preciseTempo_ = Query<IMfxPreciseTempo>(host);
+  // The host hands its reference over.
+  host->Release();
+  connected_ = true;
+  return S_OK;
+}
+
+HRESULT CMFXTempo::Disconnect() {
+  const std::lock_guard guard(tempoLock_);
+  tempoMap_.Reset();
+  meterMap_.Reset();
+  timeConverter_.Reset();
+  preciseTempo_.Reset();
+  connected_ = false;
+  return S_OK;
+}
+
+HRESULT CMFXTempo::OnStart(LONG tick) {
+  const std::lock_guard guard(tempoLock_);
+  ticksPerQuarter_ = tempoMap_ ? tempoMap_->GetTicksPerQuarterNote() : 1;
+  position_ = TicksToFrames(tick);
+  loopFrom_ = loopTo_ = loopOffset_ = 0;
+  loopFromTick_ = loopToTick_ = 0;
+  running_ = true;
+  firstChunk_ = true;
+  bpm_ = 120.0;
+  numerator_ = denominator_ = 4;
+  pendingTempo_ = pendingMeter_ = PendingChange();
+  return S_OK;
+}
+
+HRESULT CMFXTempo::OnLoop(LONG fromTick, LONG toTick) {
+  const std::lock_guard guard(tempoLock_);
+  loopFrom_ = TicksToFrames(fromTick);
+  loopTo_ = TicksToFrames(toTick);
+  loopFromTick_ = fromTick;
+  loopToTick_ = toTick;
+  loopOffset_ += loopTo_ - loopFrom_;
+  return S_OK;
+}
+
+HRESULT CMFXTempo::OnStop(LONG) {
+  const std::lock_guard guard(tempoLock_);
+  running_ = false;
+  loopOffset_ = 0;
+  pendingTempo_ = PendingChange();
+  return S_OK;
+}
+
+bool CMFXTempo::HasTempo() {
+  const std::lock_guard guard(tempoLock_);
+  return tempoMap_ && meterMap_;
+}
+
+void CMFXTempo::SkipFrames(std::int64_t frames) {
+  const std::lock_guard guard(tempoLock_);
+  position_ += frames;
+}
+
+std::int64_t CMFXTempo::TicksToFrames(LONG tick) {
+  if (timeConverter_) {
+    MfxTime time{};
+    time.format = kMfxTicks;
+    time.ticks = tick;
+    timeConverter_->ConvertMfxTime(&time, kMfxFrames);
+    return time.frames;
+  }
+  if (!tempoMap_) return 0;
+  WAVEFORMATEX format{};
+  GetFormat(&format);
+  const double rate = format.nSamplesPerSec;
+  return Truncate<std::int64_t>(rate / 1000 * tempoMap_->TicksToMsecs(tick) + 0.5);
+}
+
+LONG CMFXTempo::FramesToTicks(std::int64_t frames) {
+  if (timeConverter_) {
+    MfxTime time{};
+    time.format = kMfxFrames;
+    time.frames = frames;
+    timeConverter_->ConvertMfxTime(&time, kMfxTicks);
+    return time.ticks;
+  }
+  if (!tempoMap_) return 0;
+  WAVEFORMATEX format{};
+  GetFormat(&format);
+  const double rate = format.nSamplesPerSec;
+  return tempoMap_->MsecsToTicks(Truncate<std::int32_t>(static_cast<double>(frames) * 1000 / rate + 0.5));
+}
+
+void CMFXTempo::TakeTempo(int index, TempoInfo& info) {
+  LONG tick = 0;
+  int bpm100 = 12000;
+  tempoMap_->GetTempoAt(index, &tick, &bpm100);
+  info.bpm = bpm100 / 100.0;
+  info.flags |= kTempoValid;
+}
+
+void CMFXTempo::TakeMeter(int index, TempoInfo& info) {
+  int measure = 1, top = 4, power = 2;
+  meterMap_->GetMeterAt(index, &measure, &top, &power);
+  info.numerator = top;
+  info.denominator = 1 << std::clamp(power, 0, 30);
+  info.flags |= kMeterValid;
+}
+
+/// Finds the change in force at `here` and the next one. One that is already due is taken; one strictly before `end`
+/// shortens the chunk to it.
+template <class IndexAt, class FrameAt, class Take>
+void CMFXTempo::FollowMap(int count, PendingChange& pending, std::int64_t here, std::int64_t& end, IndexAt&& indexAt,
+                          FrameAt&& frameAt, Take&& take) {
+  // A pending change counts only where the last chunk really ended at it; the other map may have cut that chunk short.
+  const bool reached = pending.set && pending.frame == here;
+  int index = std::clamp(reached ? pending.index : indexAt(), 0, std::max(count - 1, 0));
+  pending = PendingChange();
+  take(index, false);
+  for (++index; index < count; ++index) {
+    const std::int64_t frame = frameAt(index);
+    if (frame <= here) {
+      take(index, true);
+      continue;
+    }
+    if (frame < end) {
+      end = frame;
+      pending = {true, index, frame};
+    }
+    return;
+  }
+}
+
+std::uint32_t CMFXTempo::AdvanceTempo(std::uint32_t frames, std::uint32_t, TempoInfo& info) {
+  const std::lock_guard guard(tempoLock_);
+  info = TempoInfo();
+  const std::int64_t here = position_ - loopOffset_;
+  std::int64_t end = here + frames;
+  const LONG tick = FramesToTicks(here);
+  if (tempoMap_) {
+    FollowMap(
+        tempoMap_->GetTempoCount(), pendingTempo_, here, end, [&] { return tempoMap_->GetTempoIndexForTime(tick); },
+        [&](int index) {
+          LONG changeTick = 0;
+          int bpm100 = 0;
+          tempoMap_->GetTempoAt(index, &changeTick, &bpm100);
+          return TicksToFrames(changeTick);
+        },
+        [&](int index, bool due) {
+          TakeTempo(index, info);
+          if (due || firstChunk_ || info.bpm != bpm_) info.flags |= kTempoChanged;
+          bpm_ = info.bpm;
+        });
+  }
+  if (meterMap_) {
+    FollowMap(
+        meterMap_->GetMeterCount(), pendingMeter_, here, end, [&] { return meterMap_->GetMeterIndexForTime(tick); },
+        [&](int index) {
+          int measure = 1, top = 4, power = 2;
+          meterMap_->GetMeterAt(index, &measure, &top, &power);
+          return TicksToFrames(meterMap_->MBTToTicks(measure, 1, 0));
+        },
+        [&](int index, bool due) {
+          TakeMeter(index, info);
+          if (due || firstChunk_ || info.numerator != numerator_ || info.denominator != denominator_) {
+            info.flags |= kMeterChanged;
+          }
+          numerator_ = info.numerator;
+          denominator_ = info.denominator;
+        });
+  }
+  info.position = static_cast<double>(here);
+  firstChunk_ = false;
+  const std::int64_t chunk = end - here;
+  position_ += chunk;
+  return static_cast<std::uint32_t>(chunk);
+}
+
+}  // namespace korva

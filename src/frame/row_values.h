@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/param_descriptor.h"
+
+// Values of a row in its two units, and the field of a parameter block that holds one.
+namespace korva {
+
+/// Block units to display units, worked in floats.
+inline float ToTableUnits(const ParamDescriptor& row, std::int32_t value) noexcept {
+  const float range = row.info.mpdMaxValue - row.info.mpdMinValue;
+  const auto span = static_cast<float>(row.externalMax - row.externalMin);
+  return range / span * static_cast<float>(value);
+}
+
+/// Display units to block units: worked in floats, rounded half away from zero. `value` lies in the row's range.
+inline std::int32_t ToBlockUnits(const ParamDescriptor& row, float value) noexcept {
+  const float range = row.info.mpdMaxValue - row.info.mpdMinValue;
+  const auto span = static_cast<float>(row.externalMax - row.externalMin);
+  const auto exact = static_cast<double>(value * span / range);
+  return static_cast<std::int32_t>(exact + (value > 0 ? 0.5 : -0.5));
+}
+
+/// A whole-number field of a block.
+inline std::int32_t LoadField(const ParamDescriptor& row, const void* block) noexcept {
+  std::int32_t value = 0;
+  std::memcpy(&value, static_cast<const std::uint8_t*>(block) + row.blockOffset, sizeof value);
+  return value;
+}
+inline void StoreField(const ParamDescriptor& row, void* block, std::int32_t value) noexcept {
+  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &value, sizeof value);
+}
+
+/// A field of any storage as a double in display units, and back: what the command reads and writes.
+inline double LoadDisplayValue(const ParamDescriptor& row, const void* block) noexcept {
+  const auto* field = static_cast<const std::uint8_t*>(block) + row.blockOffset;
+  double value = 0;
+  if (row.storage == Storage::kDouble) {
+    std::memcpy(&value, field, sizeof value);
+  } else {
+    value = LoadField(row, block);
+  }
+  const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
+  return value * range / (static_cast<double>(row.externalMax) - row.externalMin);
+}
+
+}  // namespace korva

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <mutex>
+
+#include "platform/media.h"
+#include "streaming/com_ptr.h"
+#include "streaming/unknown.h"
+
+namespace korva {
+
+class CBasePin;
+
+/// A filter: numbered pins, a state, a clock, a place in a graph.
+///
+/// `filterLock` is held across state changes and connections. The streaming path never takes it: state is read there
+/// as an atomic, so that a call downstream under the receive lock cannot wait on a state change.
+class CBaseFilter : public CUnknown, public IBaseFilter {
+ public:
+  CBaseFilter(IUnknown* outer, REFCLSID classId) : CUnknown(outer), classId_(classId) {}
+
+  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
+
+  virtual int GetPinCount() = 0;
+  /// The pin `n`, with no reference added; null where there is none.
+  virtual CBasePin* GetPin(int n) = 0;
+
+  HRESULT GetClassID(CLSID* classId) override;
+  HRESULT Stop() override;
+  HRESULT Pause() override;
+  HRESULT Run(REFERENCE_TIME start) override;
+  HRESULT GetState(DWORD timeoutMilliseconds, FILTER_STATE* state) override;
+  HRESULT SetSyncSource(IReferenceClock* clock) override;
+  HRESULT GetSyncSource(IReferenceClock** clock) override;
+  HRESULT EnumPins(IEnumPins** enumerator) override;
+  HRESULT FindPin(LPCWSTR id, IPin** pin) override;
+  HRESULT QueryFilterInfo(FILTER_INFO* info) override;
+  HRESULT JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
+  HRESULT QueryVendorInfo(LPWSTR* vendorInfo) override;
+
+  FILTER_STATE state() const noexcept { return state_.load(); }
+  bool IsStopped() const noexcept { return state() == State_Stopped; }
+  LONG PinVersion() const noexcept { return pinVersion_.load(); }
+  /// The graph, with no reference: a graph outlives its filters' membership.
+  IFilterGraph* graph() const noexcept { return graph_; }
+  std::recursive_mutex& filterLock() noexcept { return filterLock_; }
+  /// Asks the graph to renegotiate `pin`; `VFW_E_NOT_IN_GRAPH` with no graph.
+  HRESULT ReconnectPin(IPin* pin);
+
+ protected:
+  ~CBaseFilter() override = default;
+  void SetState(FILTER_STATE state) noexcept { state_.store(state); }
+  /// Enumerators made before this call are out of sync.
+  void PinsChanged() noexcept { pinVersion_.fetch_add(1); }
+
+ private:
+  const CLSID classId_;
+  std::recursive_mutex filterLock_;
+  std::atomic<FILTER_STATE> state_{State_Stopped};
+  std::atomic<LONG> pinVersion_{1};
+  ComPtr<IReferenceClock> clock_;
+  IFilterGraph* graph_ = nullptr;
+  std::array<WCHAR, MAX_FILTER_NAME> name_{};
+};
+
+}  // namespace korva
