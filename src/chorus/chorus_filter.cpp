@@ -54,17 +54,9 @@ void CQvChorus::StopEngine() {
 }
 
 HRESULT CQvChorus::PickUp(ChunkEvents& events) {
-  if (events.direct) {
-    const bool waiting = paramsChanged.load(std::memory_order_relaxed) != 0;
-    if (!waiting && events.changeBits == 0 && !events.tempoChanged) return S_OK;
-    bool changed = false;
-    return UpdateEngine(TakeSnapshot(changed), true, events.tempo);
-  }
   bool changed = false;
   const ChorusParams block = TakeSnapshot(changed);
-  const bool update = changed || !engineReady_ || events.changeBits != 0 || events.tempoChanged || !events.continuous ||
-                      events.afterSkip;
-  return update ? UpdateEngine(block, events.continuous, events.tempo) : S_OK;
+  return events.AskForUpdate(changed, engineReady_) ? UpdateEngine(block, events.continuous, events.tempo) : S_OK;
 }
 
 HRESULT CQvChorus::RunKernel(ProcessMode, void* data, std::uint32_t& frames, bool) {

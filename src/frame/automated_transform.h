@@ -84,8 +84,8 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
   }
 
   /// What a change asks of the effect's own engine, beside the common flags.
-  virtual void ValueSet(std::size_t row) = 0;
-  virtual void AllValuesSet() = 0;
+  virtual void ValueSet(std::size_t /*row*/) {}
+  virtual void AllValuesSet() {}
   virtual void HostChangedValue(DWORD /*index*/) {}
 
  private:

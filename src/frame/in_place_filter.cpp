@@ -168,8 +168,8 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
   if (!HasTail()) return output->DeliverEndOfStream();
   if (!sampleSeen_) return S_OK;
   HRESULT result = S_OK;
-  // After a skipped sample the tail has already rung out.
-  bool last = afterSkip_;
+  // After a skipped sample the tail has already rung out; an effect that lets audio pass has none.
+  bool last = afterSkip_ || PassesChunk();
   flushingTail_ = true;
   while (SUCCEEDED(result) && !last) {
     ComPtr<IMediaSample> sample;
@@ -178,7 +178,7 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
     result = Transform(*sample.Get());
     if (FAILED(result)) break;
     // A pass that yields no frames would yield none for ever.
-    last = result == S_FALSE || sample->GetActualDataLength() == 0;
+    last = result == S_FALSE || sample->GetActualDataLength() == 0 || PassesChunk();
     result = output->Deliver(sample.Get());
     if (result != S_OK) break;
   }
@@ -205,7 +205,7 @@ HRESULT CQvInPlaceFilter::FloatProcess(float* buffer, DWORD frames, LONG tailOnl
     sampleStop_ = sampleStart_ + values->TimeOf(frames);
   }
   Buffer run{reinterpret_cast<std::uint8_t*>(buffer), frames, ModeContinue, true, tailOnly != 0, false};
-  run.skip = run.tailOnly && TailIsOver();
+  run.skip = run.tailOnly && !HasTail();
   const HRESULT result = RunChunks(run);
   if (result == S_FALSE) {
     if (values != nullptr) values->SetHostTime(sampleStop_ + values->TimeOf(1));

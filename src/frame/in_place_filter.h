@@ -22,6 +22,12 @@ struct ChunkEvents {
   bool tempoChanged;         ///< tempo or meter changed since the last update
   std::uint32_t changeBits;  ///< rows that automation moved
   const TempoInfo* tempo;    ///< null when no host gives tempo
+
+  /// Whether an engine that updates itself by chunks has to look; on the direct road nothing restarts by itself.
+  bool AskForUpdate(bool paramsChanged, bool engineReady) const noexcept {
+    if (paramsChanged || changeBits != 0 || tempoChanged) return true;
+    return !direct && (!engineReady || !continuous || afterSkip);
+  }
 };
 
 /// The frame of the four effects that rewrite audio in place. It cuts buffers into chunks over which the parameters
@@ -71,11 +77,11 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
   virtual void StopEngine() = 0;
   /// A new format was negotiated; no stream runs.
   virtual void FormatChanged(const FormatRecord& /*format*/) {}
-  /// Whether the stream's end, or a tail-only sample, finds anything to ring out.
+  /// Whether the effect rings on after its input.
   virtual bool HasTail() { return false; }
   /// Whether tail-only samples are skipped now because the tail is over.
   virtual bool TailIsOver() { return true; }
-  /// Asked before a chunk is picked up: the effect lets it pass as it is.
+  /// Asked before a chunk is picked up: the effect lets it pass as it is, and rings out nothing.
   virtual bool PassesChunk() { return false; }
   /// Picks parameter changes up and updates the engine where `events` ask for it. May lower a restart to running on,
   /// where the update has done what the kernel would.

@@ -34,6 +34,7 @@ struct ParamDescriptor {
   const char* name = "";          ///< name on the command line
   const char* unit = "";          ///< unit on the command line; empty where there is none
   const char* summary = "";       ///< what it does, in a line
+  float commandFactor = 1.0F;     ///< display units to the unit of the command line
 };
 
 /// Table value and block value of one parameter at a time: the ranges of a row.
@@ -54,6 +55,7 @@ struct RowCommand {
   const char* name;
   const char* unit;
   const char* summary;
+  float factor = 1.0F;  ///< display units to this unit
 };
 
 namespace rows {
@@ -77,6 +79,7 @@ constexpr ParamDescriptor Make(MP_TYPE type, std::uint32_t curves, Storage stora
   row.name = command.name;
   row.unit = command.unit;
   row.summary = command.summary;
+  row.commandFactor = command.factor;
   return row;
 }
 

@@ -28,6 +28,19 @@ struct PropertyHead : IUnknown {
   virtual HRESULT EndEdit##Name() = 0;        \
   virtual HRESULT Is##Name##Free() = 0;
 
+// A pair of the effects without automation. `SetValue` holds to the row's range, `SetFreeValue` does not.
+#define KORVA_DECLARE_PAIR(Name, row, set)    \
+  virtual HRESULT Get##Name(LONG* value) = 0; \
+  virtual HRESULT Set##Name(LONG value) = 0;
+
+#define KORVA_IMPLEMENT_PAIR(Name, row, set) \
+  HRESULT Get##Name(LONG* value) override {  \
+    return this->GetValue(row, value);       \
+  }                                          \
+  HRESULT Set##Name(LONG value) override {   \
+    return this->set(row, value);            \
+  }
+
 // Two operations without effect, kept for their slots, and a word for the host's own use.
 #define KORVA_DECLARE_PROPERTY_TAIL()          \
   virtual HRESULT TakeAndLeaveLock() = 0;      \

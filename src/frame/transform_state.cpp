@@ -41,6 +41,13 @@ HRESULT TransformState::GetFormat(WAVEFORMATEX* format, int pin) {
   return S_OK;
 }
 
+HRESULT TransformState::InputRate(DWORD* rate) {
+  if (rate == nullptr) return E_POINTER;
+  const std::lock_guard guard(engineLock);
+  *rate = hasFormat_[0] ? formats_[0].samplesPerSecond : 44100;
+  return hasFormat_[0] ? S_OK : E_FAIL;
+}
+
 void TransformState::SetFormat(int pin, const FormatRecord* format) {
   const std::lock_guard guard(engineLock);
   const auto at = static_cast<std::size_t>(pin);

@@ -30,6 +30,8 @@ class TransformState {
 
   /// The plain record of a pin, 18 bytes; `VFW_E_NOT_CONNECTED` while there is none.
   HRESULT GetFormat(WAVEFORMATEX* format, int pin = 0);
+  /// The frames per second of the input; without one 44100 and `E_FAIL`.
+  HRESULT InputRate(DWORD* rate);
   /// Makes the record known, or with null forgotten.
   void SetFormat(int pin, const FormatRecord* format);
 

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "audio/format_record.h"
+#include "audio/process_mode.h"
+#include "audio/tempo_info.h"
+#include "audio/zeroed_buffer.h"
+#include "delay/echos/echos_block.h"
+#include "delay/tail_frames.h"
+
+namespace korva {
+
+/// One delay with one feedback coefficient: each frame is read, rewritten and passed on at a single point of its line.
+///
+/// Nothing that a pass over the line reads was written in the same pass, so between two ends of the line all samples
+/// are independent of one another, whatever their channel. The memory therefore follows the interleaved stream and a
+/// kernel is one straight loop for any number of channels.
+///
+/// Latency: none on the dry path. Tail: the delay and, with feedback, the decay.
+/// Threads: one at a time; nothing here locks. All arithmetic is in doubles, samples are rewritten in place.
+class EchosEngine {
+ public:
+  /// The stream's format, taken before the first update. Lines are built by the updates.
+  void SetFormat(const FormatRecord& format) noexcept;
+
+  /// Gains, lengths and feedback from `params`; `tempo` may be null. A new length, in any mode, drops all that the
+  /// lines hold; at an unchanged one `ModeRestart` wipes them and any other mode leaves them running. 0, or out of
+  /// memory, which leaves the engine not ready; then no samples are processed until an update succeeds.
+  std::int32_t UpdateEngine(const EchosParams& params, ProcessMode mode, const TempoInfo* tempo) noexcept;
+
+  /// Frees the lines. The next update builds them again.
+  void FreeDelayLines() noexcept;
+
+  /// For a buffer that is passed by: wipes the lines at the first one, and nothing more until `LeaveBypass`.
+  void EnterBypass() noexcept;
+  void LeaveBypass() noexcept { bypassCleared_ = false; }
+
+  /// Runs interleaved frames of the stream's format in place. `frameCount` is the frames offered, then those produced:
+  /// a flush and a buffer that asks for `tailOnly` may yield fewer. 0 to go on, 1 when there is no more to give. A
+  /// negative code, and no frames, without lines.
+  ///
+  /// A flush answers 1 at once on every format but 32-bit float, so that its tail ends with one buffer; hosts rely on
+  /// both behaviours.
+  std::int32_t Process(ProcessMode mode, void* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
+
+  /// The 32-bit float kernel, whatever the stream's format.
+  std::int32_t ProcessFloat32(ProcessMode mode, float* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
+
+  bool engineReady() const noexcept { return engineReady_; }
+  bool tailOnlyDone() const noexcept { return tailOnly_.done(); }
+  std::uint32_t delayLength() const noexcept { return delayLength_; }  ///< frames
+  double feedbackGain() const noexcept { return feedbackGain_; }
+
+ private:
+  std::uint32_t LineLength(const EchosParams& params, const TempoInfo* tempo) const noexcept;
+  std::uint32_t DecayLength(const EchosParams& params, const TempoInfo* tempo) const noexcept;
+  std::uint32_t TailOnlyFrames() const noexcept;
+  std::int32_t BuildDelayLines(const EchosParams& params, ProcessMode mode, const TempoInfo* tempo) noexcept;
+  std::int32_t StartLines(std::uint32_t length, bool fresh) noexcept;
+  bool HasLines() const noexcept;
+  void WipeLines() noexcept;
+
+  template <class Format>
+  std::int32_t Kernel(ProcessMode mode, typename Format::Sample* buffer, std::uint32_t& frameCount,
+                      bool tailOnly) noexcept;
+  template <class Format, bool kReadInput>
+  void Run(typename Format::Sample* buffer, std::size_t samples) noexcept;
+
+  std::uint32_t rate_ = 0;
+  std::uint32_t channels_ = 0;
+  std::optional<SampleFormat> format_;
+  double delayOutGain_ = 0, dryOutGain_ = 0, feedbackGain_ = 0;
+  std::uint32_t delayLength_ = 0;  // frames
+  std::uint32_t decayLength_ = 0;  // samples of all channels
+  std::uint32_t tailLeft_ = 0;     // frames
+  TailOnlyBudget tailOnly_;
+  bool engineReady_ = false;
+  bool bypassCleared_ = false;
+  // One line of `delayLength_` values for each channel, end to end one ring that holds the interleaved stream.
+  std::array<ZeroedBuffer<double>, kMaxChannels> lines_;
+  std::size_t line_ = 0;      // the line and the place in it of the next sample
+  std::size_t position_ = 0;  //
+};
+
+}  // namespace korva
