@@ -1,0 +1,155 @@
+#include <chrono>
+#include <cstring>
+
+#include "audio/process_mode.h"
+#include "bench_shared.h"
+#include "platform/denormals.h"
+#include "reverb/reverb_engine.h"
+#include "reverb/reverb_params.h"
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+namespace korva::bench {
+namespace {
+
+struct Source : ParamSource<ReverbParams> {
+  bool FetchParams(ReverbParams& block) noexcept override {
+    block = params;
+    return false;
+  }
+  // Ten combs, both filters on.
+  ReverbParams params = *static_cast<const ReverbParams*>(kReverbEffect.presets.Block(0));
+};
+
+// The processor's flushing stays as a block of mode 0 leaves it, so every run puts it back.
+struct KeepFlushBits {
+  unsigned bits = _mm_getcsr();
+  ~KeepFlushBits() { _mm_setcsr(bits); }
+};
+
+void Process(ReverbEngine& engine, std::vector<std::uint8_t>& buffer, std::uint32_t frames, std::int32_t mode) {
+  engine.ReverbProcess(mode, buffer.data(), frames, false);
+  benchmark::DoNotOptimize(buffer.data());
+}
+
+// Works in place, so each round starts from a fresh copy of the input; the copy counts.
+void Reverb(benchmark::State& state, SampleFormat format, std::uint16_t channels, bool vector) {
+  const KeepFlushBits keep;
+  const FormatRecord record = MakeFormat(format, channels, kRate);
+  Source source;
+  ReverbEngine engine(source);
+  engine.UseVectorKernel(vector);
+  engine.SetFormat(record);
+  engine.ReverbReset();
+  const auto input = NoiseBuffer(record, kFrames);
+  auto buffer = input;
+  Process(engine, buffer, kFrames, ModeRestart);
+  const FrameTimer timer;
+  for (auto _ : state) {
+    std::memcpy(buffer.data(), input.data(), input.size());
+    Process(engine, buffer, kFrames, ModeContinue);
+  }
+  timer.Report(state, kFrames);
+}
+
+// The dearest second of ten seconds of silence after loud noise. Without a restart block the vector kernel runs with
+// the processor's flushing as it finds it.
+void ReverbSilence(benchmark::State& state, SampleFormat format, bool vector, bool restart) {
+  const KeepFlushBits keep;
+  const FormatRecord record = MakeFormat(format, 2, kRate);
+  double worst = 0;
+  for (auto _ : state) {
+    Source source;
+    source.params.decayTenths = 5;
+    source.params.highHz = 100;
+    ReverbEngine engine(source);
+    engine.UseVectorKernel(vector);
+    engine.SetFormat(record);
+    engine.ReverbReset();
+    auto buffer = NoiseBuffer(record, kRate, 1.0);
+    Process(engine, buffer, kRate, restart ? ModeRestart : ModeContinue);
+    const auto silence = NoiseBuffer(record, kRate, 0.0);
+    for (int second = 0; second < 10; ++second) {
+      buffer = silence;
+      const std::clock_t start = std::clock();
+      Process(engine, buffer, kRate, ModeContinue);
+      worst = std::max(worst, static_cast<double>(std::clock() - start) * 1e9 / CLOCKS_PER_SEC / kRate);
+    }
+  }
+  state.counters["ns_per_frame"] = worst;
+}
+
+#ifdef _OPENMP
+// By the clock on the wall: what the caller waits, with the runtime's own team or all alone.
+void ReverbTeam(benchmark::State& state, std::uint16_t channels, std::uint32_t frames, bool team) {
+  const int usual = omp_get_max_threads();
+  if (!team) omp_set_num_threads(1);
+  const FormatRecord record = MakeFormat(SampleFormat::kFloat32, channels, kRate);
+  Source source;
+  ReverbEngine engine(source);
+  engine.SetFormat(record);
+  engine.ReverbReset();
+  const auto input = NoiseBuffer(record, frames);
+  auto buffer = input;
+  Process(engine, buffer, frames, ModeRestart);
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    std::memcpy(buffer.data(), input.data(), input.size());
+    Process(engine, buffer, frames, ModeContinue);
+  }
+  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
+  state.counters["ns_per_frame"] = taken.count() / (static_cast<double>(state.iterations()) * frames);
+  omp_set_num_threads(usual);
+}
+
+// An empty loop: forking and joining alone.
+void Fork(benchmark::State& state) {
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+#pragma omp parallel for schedule(static)
+    for (int c = 0; c < 6; ++c) benchmark::DoNotOptimize(c);
+  }
+  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
+  state.counters["ns_per_fork"] = taken.count() / static_cast<double>(state.iterations());
+}
+#endif
+
+const bool registered = [] {
+  for (const SampleFormat format : kFormats) {
+    for (const std::uint16_t channels : kChannelCounts) {
+      if (channels != 2) {
+        benchmark::RegisterBenchmark(KernelName("reverb", format, channels).c_str(), Reverb, format, channels, false);
+        continue;
+      }
+      benchmark::RegisterBenchmark(KernelName("reverb/plain", format, 2).c_str(), Reverb, format, channels, false);
+      benchmark::RegisterBenchmark(KernelName("reverb/vector", format, 2).c_str(), Reverb, format, channels, true);
+    }
+  }
+  for (const SampleFormat format : {SampleFormat::kPcm16, SampleFormat::kFloat32}) {
+    benchmark::RegisterBenchmark(KernelName("reverb-silence/plain", format, 2).c_str(), ReverbSilence, format, false,
+                                 true)
+        ->Iterations(1);
+    benchmark::RegisterBenchmark(KernelName("reverb-silence/vector", format, 2).c_str(), ReverbSilence, format, true,
+                                 true)
+        ->Iterations(1);
+    benchmark::RegisterBenchmark(KernelName("reverb-silence/vector-no-restart", format, 2).c_str(), ReverbSilence,
+                                 format, true, false)
+        ->Iterations(1);
+  }
+#ifdef _OPENMP
+  for (const std::uint16_t channels : {std::uint16_t{3}, std::uint16_t{6}}) {
+    for (const std::uint32_t frames : {64U, 256U, 1024U, 4096U}) {
+      const std::string name = std::to_string(channels) + "/" + std::to_string(frames);
+      benchmark::RegisterBenchmark(("reverb-alone/f32/" + name).c_str(), ReverbTeam, channels, frames, false);
+      benchmark::RegisterBenchmark(("reverb-team/f32/" + name).c_str(), ReverbTeam, channels, frames, true);
+    }
+  }
+  benchmark::RegisterBenchmark("reverb-fork", Fork);
+#endif
+  return true;
+}();
+
+}  // namespace
+}  // namespace korva::bench

@@ -1,0 +1,174 @@
+#include "reverb/reverb_engine.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+#include "audio/process_mode.h"
+#include "platform/denormals.h"
+#include "qvkit/cpu.h"
+#include "reverb/reverb_team.h"
+
+namespace korva {
+namespace {
+
+// Samples below which a buffer is sooner done by the calling thread than shared out. An "if" on the loop would not do:
+// the runtime sets up a team of one all the same, with system calls for every buffer.
+constexpr std::size_t kTeamWorth = 4096;
+
+/// Caps `frames` at what is left and takes them off.
+void TakeFrames(std::uint32_t& frames, std::int32_t& left) noexcept {
+  frames = std::min(frames, static_cast<std::uint32_t>(left));
+  left -= static_cast<std::int32_t>(frames);
+}
+
+}  // namespace
+
+ReverbEngine::ReverbEngine(ParamSource<ReverbParams>& source) noexcept
+    : source_(source), useVectorKernel_(QvGetCPUSupport(kCpuVectorMask) & kCpuSse2) {}
+
+ReverbEngine::~ReverbEngine() {
+  ReverbRelease();
+}
+
+void ReverbEngine::SetFormat(const FormatRecord& format) noexcept {
+  const bool usable = format.channels >= 1 && format.channels <= kMaxChannels;
+  rate_ = format.samplesPerSecond;
+  channels_ = usable ? format.channels : 0;
+  format_ = usable ? SampleFormatOf(format) : std::nullopt;
+  ringsFit_ = false;
+  engineReady_ = false;
+  tailOnlyDone_ = false;
+  MarkLinesStale(true);
+}
+
+std::int32_t ReverbEngine::ReverbReset() noexcept {
+  streaming_ = true;
+  MarkLinesStale(true);
+  ReverbParams params{};
+  source_.FetchParams(params);
+  const std::int32_t result = UpdateEngine(params, ModeRestart);
+  // For what a host draws after a start; nothing here draws random numbers.
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+  std::srand(static_cast<std::uint32_t>(milliseconds) >> 3);
+  hasRun_ = false;
+  tailOnlyDone_ = false;
+  return result;
+}
+
+void ReverbEngine::ReverbRelease() noexcept {
+  FreeRings();
+  streaming_ = false;
+  engineReady_ = false;
+  if (teamOwner_ == std::this_thread::get_id()) {
+    EndTeam();
+    teamOwner_.reset();
+  }
+}
+
+std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames,
+                                         bool tailOnly) noexcept {
+  if (tailOnlyDone_) {
+    if (tailOnly) {
+      frames = 0;
+      return kFinished;
+    }
+    tailOnlyLeft_ = tailLength_;
+    engineReady_ = false;
+    tailOnlyDone_ = false;
+  }
+  ReverbParams params{};
+  const bool changed = source_.FetchParams(params);
+  std::int32_t result = kGoOn;
+  if (frameMode == ModeRestart && hasRun_) {
+    result = ReverbReset();
+  } else if ((changed || !engineReady_) && frameMode != ModeFlush) {
+    result = UpdateEngine(params, frameMode);
+  }
+  if (result < 0) {
+    frames = 0;
+    return result;
+  }
+  hasRun_ = true;
+  if (!ringsFit_) {
+    // Flushed with nothing to ring out, or run without a start.
+    frames = 0;
+    return frameMode == ModeFlush ? kFinished : kEngineFailed;
+  }
+  if (frameMode == ModeFlush) {
+    TakeFrames(frames, tailLeft_);
+    if (tailLeft_ == 0) result = kFinished;
+  }
+  if (tailOnly) {
+    TakeFrames(frames, tailOnlyLeft_);
+    if (tailOnlyLeft_ == 0) tailOnlyDone_ = true;
+  } else {
+    tailOnlyLeft_ = tailLength_;
+  }
+  if (bypass_) return result;
+  if (frameMode == ModeRestart && channels_ == 2 && useVectorKernel_) platform::SetFlushDenormals();
+  VisitFormat(*format_, [&](auto policy) {
+    using Format = decltype(policy);
+    Run<Format>(static_cast<typename Format::Sample*>(buffer), frames);
+  });
+  return result;
+}
+
+template <class Format>
+void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) noexcept {
+  constexpr bool kFloat = Format::kFormat == SampleFormat::kFloat32 || Format::kFormat == SampleFormat::kFloat64;
+  if (channels_ == 2) return RunStereo<Format>(samples, frames);
+  // Mono would be a team with one busy worker: the same samples, and no fork to pay for.
+  if (kFloat && channels_ > 1 && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
+  while (frames != 0) {
+    const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
+    for (std::size_t c = 0; c < channels_; ++c) RunChannel<Format>(c, samples + c, run);
+    samples += run * channels_;
+    frames -= run;
+  }
+}
+
+template <class Format>
+void ReverbEngine::RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept {
+  const auto kernel = useVectorKernel_ ? &RunReverbStereoVector : &RunReverbStereoPlain;
+  double block[2 * kReverbBlock];
+  while (frames != 0) {
+    const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
+    for (std::uint32_t i = 0; i < 2 * run; ++i) block[i] = Format::Read(samples[i]);
+    kernel(network_[0], network_[1], mix_, block, run);
+    for (std::uint32_t i = 0; i < 2 * run; ++i) samples[i] = Format::Write(block[i]);
+    samples += 2 * run;
+    frames -= run;
+  }
+}
+
+template <class Format>
+void ReverbEngine::RunChannel(std::size_t channel, typename Format::Sample* samples, std::uint32_t frames) noexcept {
+  const std::size_t stride = channels_;
+  double block[kReverbBlock];
+  while (frames != 0) {
+    const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
+    for (std::uint32_t i = 0; i < run; ++i) block[i] = Format::Read(samples[i * stride]);
+    RunReverbChannel(network_[channel], mix_, block, run);
+    for (std::uint32_t i = 0; i < run; ++i) samples[i * stride] = Format::Write(block[i]);
+    samples += run * stride;
+    frames -= run;
+  }
+}
+
+template <class Format>
+void ReverbEngine::RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept {
+  teamOwner_ = std::this_thread::get_id();
+  const int channels = static_cast<int>(channels_);
+  // Each call has its own frame counter, so the samples are those of one worker whatever the size of the team.
+#ifdef _OPENMP
+#pragma omp parallel for schedule(static)
+#endif
+  for (int c = 0; c < channels; ++c) {
+    const auto channel = static_cast<std::size_t>(c);
+    RunChannel<Format>(channel, samples + channel, frames);
+  }
+}
+
+}  // namespace korva

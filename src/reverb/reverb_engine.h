@@ -1,0 +1,109 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <thread>
+
+#include "audio/format_record.h"
+#include "audio/param_source.h"
+#include "reverb/reverb_block.h"
+#include "reverb/reverb_network.h"
+
+namespace korva {
+
+/// Parallel damped combs, fed from a low-passed and high-passed copy of the input, behind a pre-delay; and three early
+/// taps on the dry input.
+///
+/// Stereo takes one bank of combs for the sum of both sides: only combs 0 and 1 stand twice, the right ones detuned,
+/// which makes width at a fifth more work where two banks would double it. Mono and three to 32 channels take one whole
+/// network a channel. All arithmetic is in doubles, in place.
+///
+/// Latency: none on the dry path. Tail: whole seconds of the decay time.
+/// Threads: `MarkLinesStale` from any, everything else from one at a time. `ReverbProcess` on float streams of three
+/// and more channels forks an OpenMP team over the channels; samples do not depend on its size.
+class ReverbEngine {
+ public:
+  /// `source` gives the parameters whenever the engine refreshes itself; it must outlive the engine.
+  explicit ReverbEngine(ParamSource<ReverbParams>& source) noexcept;
+  ReverbEngine(const ReverbEngine&) = delete;
+  ReverbEngine& operator=(const ReverbEngine&) = delete;
+  ~ReverbEngine();
+
+  /// Takes the stream's format. The rings fit it no more and wait for the next update while streaming, so that a format
+  /// costs nothing until a stream with it starts. Outside 1 to 32 channels or the five sample formats nothing is run.
+  void SetFormat(const FormatRecord& format) noexcept;
+
+  /// Starts from nothing: new rings, all zero, for the parameters of the moment. From here to `ReverbRelease` the
+  /// engine holds memory. 0, or out of memory with no ring held.
+  std::int32_t ReverbReset() noexcept;
+
+  /// Frees all rings. Ends the OpenMP team too, if the calling thread forked it; see `EndTeam`.
+  void ReverbRelease() noexcept;
+
+  /// Brings the network in line with `params`. Rebuilds it, with new rings, when the lines are stale or the engine is
+  /// not ready; otherwise refreshes gains and filters and leaves the rings, and with them delays and comb count, as
+  /// they are. `frameMode` 0 also clears filter memories. 0, or out of memory with no ring held and the engine not
+  /// ready. While not streaming there is nothing to bring in line, and the answer is 0.
+  std::int32_t UpdateEngine(const ReverbParams& params, std::int32_t frameMode) noexcept;
+
+  /// Runs interleaved frames of the stream's format in place. `frames` gives those offered and returns those that
+  /// count. `frameMode` is a ProcessMode; with ModeFlush the buffer holds silence. `tailOnly` says that the caller
+  /// limits the tail. 0; 1 when there is no more to come; a failure, with 0 frames.
+  std::int32_t ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames, bool tailOnly) noexcept;
+
+  /// Whether the next update rebuilds. Any thread.
+  void MarkLinesStale(bool stale) noexcept { linesStale_.store(stale, std::memory_order_relaxed); }
+  bool linesStale() const noexcept { return linesStale_.load(std::memory_order_relaxed); }
+
+  /// Makes the next update rebuild whatever the flag above says: for a stream that resumes after skipped samples.
+  void MarkNotReady() noexcept { engineReady_ = false; }
+
+  bool tailOnlyDone() const noexcept { return tailOnlyDone_; }
+  bool engineReady() const noexcept { return engineReady_; }
+  bool bypass() const noexcept { return bypass_; }
+
+  /// Which of the two stereo kernels runs. The processor decides at construction; tests overrule it.
+  void UseVectorKernel(bool use) noexcept { useVectorKernel_ = use; }
+  bool usesVectorKernel() const noexcept { return useVectorKernel_; }
+
+ private:
+  std::int32_t Rebuild(const ReverbParams& params, bool clearHigh) noexcept;
+  std::int32_t BuildCombs(const ReverbModeRow& row, double decay) noexcept;
+  std::int32_t BuildLines(const ReverbParams& params) noexcept;
+  void RefreshGains(const ReverbModeRow& row, double decay) noexcept;
+  void SetFilters(const ReverbParams& params, bool clearBass) noexcept;
+  void SetTail(double decay) noexcept;
+  void FreeRings() noexcept;
+
+  template <class Format>
+  void Run(typename Format::Sample* samples, std::uint32_t frames) noexcept;
+  template <class Format>
+  void RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept;
+  template <class Format>
+  void RunChannel(std::size_t channel, typename Format::Sample* samples, std::uint32_t frames) noexcept;
+  template <class Format>
+  void RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept;
+
+  ParamSource<ReverbParams>& source_;
+  std::atomic<bool> linesStale_{true};
+  bool hasRun_ = true;
+  bool engineReady_ = false;
+  bool tailOnlyDone_ = false;
+  bool useVectorKernel_;
+  bool streaming_ = false;
+  bool ringsFit_ = false;  // rings are there, and made for the format
+  bool bypass_ = false;
+  bool bassOn_ = false, highOn_ = false;
+  std::uint32_t rate_ = 0;
+  std::size_t channels_ = 0;
+  std::optional<SampleFormat> format_;
+  std::int32_t tailLength_ = 0, tailLeft_ = 0, tailOnlyLeft_ = 0;  // frames
+  std::optional<std::thread::id> teamOwner_;
+  ReverbMix mix_;
+  // Inline, so that the hot path follows no pointer but those of the rings.
+  std::array<ReverbChannel, kMaxChannels> network_;
+};
+
+}  // namespace korva

@@ -1,0 +1,76 @@
+#include "reverb/reverb_filter.h"
+
+#include <cstdlib>
+
+#include "platform/services.h"
+
+namespace korva {
+namespace {
+
+constexpr std::uint32_t kRebuildBit = 2;
+
+}  // namespace
+
+bool CQvReverbTransform::FetchParams(ReverbParams& block) noexcept {
+  bool changed = false;
+  block = TakeSnapshot(changed);
+  return changed;
+}
+
+void CQvReverbTransform::ValueSet(std::size_t row) {
+  if (row == kReverbMode || row == kReverbEarlyStyle || row == kReverbPreDelay) engine_.MarkLinesStale(true);
+}
+
+void CQvReverbTransform::HostChangedValue(DWORD index) {
+  // The mode is not among them: a host that automates it gets its gains on the lines that there are.
+  if (index == kReverbPreDelay || index == kReverbEarlyStyle || index == kAllParams) engine_.MarkLinesStale(true);
+}
+
+CQvReverb::CQvReverb(IUnknown* outer) : CQvInPlaceFilter(outer, kReverbEffect) {
+  SetPreset(0);
+}
+
+HRESULT CQvReverb::NonDelegatingQueryInterface(REFIID iid, void** out) {
+  KORVA_ANSWER_OR(
+      CQvInPlaceFilter,
+      (AnswerInterface<IQvReverbProp2, IMediaParamInfo, IMediaParams, IMediaParamsSetUICallback>(this, iid, out)));
+}
+
+HRESULT CQvReverb::StartEngine(const FormatRecord& format) {
+  engine_.SetFormat(format);
+  const HRESULT result = engine_.ReverbReset();
+  std::srand(platform::TimeMilliseconds() >> 3);
+  return result;
+}
+
+HRESULT CQvReverb::PickUp(ChunkEvents& events) {
+  // On the direct road the kernel finds a setter's flags itself, and with them its request for new lines.
+  if (events.direct && events.changeBits == 0) return S_OK;
+  bool changed = false;
+  const ReverbParams block = TakeSnapshot(changed);
+  const bool update = events.direct || changed || !engine_.engineReady() || events.changeBits != 0 || events.afterSkip;
+  if (!update) return S_OK;
+  // This overwrites what a setter asked for: in a running graph its new lines wait for the next restart.
+  engine_.MarkLinesStale((events.changeBits & kRebuildBit) != 0);
+  if (events.afterSkip) engine_.MarkNotReady();
+  const HRESULT result = engine_.UpdateEngine(block, events.mode);
+  if (events.mode == ModeRestart) events.mode = ModeContinue;
+  return result;
+}
+
+HRESULT CQvReverb::RunKernel(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly) {
+  return engine_.ReverbProcess(mode, data, frames, tailOnly);
+}
+
+HRESULT CQvReverb::ChangesWaiting() {
+  return paramsChanged.load(std::memory_order_relaxed) != 0 ? S_OK : S_FALSE;
+}
+
+HRESULT CQvReverb::ResetEngine(bool rewind) {
+  bool changed = false;
+  const ReverbParams block = TakeSnapshot(changed);
+  if (!changed && !rewind) return S_FALSE;
+  return engine_.UpdateEngine(block, rewind ? ModeRestart : ModeContinue);
+}
+
+}  // namespace korva
