@@ -1,0 +1,239 @@
+#include "pitchtime/pitchs_engine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "audio/narrow.h"
+
+namespace korva {
+namespace {
+
+// The filter's corner lies at 0.45 of the output's rate: below this ratio it would hardly cut anything.
+constexpr double kFilterFromRatio = 1.1;
+
+// The core moves on by at most a whole block.
+constexpr double kLeastKeptRatio = 0.5;
+
+}  // namespace
+
+template <class Real>
+PitchsEngine::Lane<Real>& PitchsEngine::GetLane() noexcept {
+  if constexpr (std::is_same_v<Real, float>) {
+    return single_;
+  } else {
+    return wide_;
+  }
+}
+
+template <class Visitor>
+decltype(auto) PitchsEngine::WithLane(Visitor&& visitor) noexcept {
+  return format_ && NeedsDoubles(*format_) ? visitor(GetLane<double>()) : visitor(GetLane<float>());
+}
+
+void PitchsEngine::SetFormat(const FormatRecord& format) noexcept {
+  const auto sampleFormat =
+      format.channels >= 1 && format.channels <= kMaxChannels ? SampleFormatOf(format) : std::nullopt;
+  // At a rate of 0 the position would never move on.
+  const std::uint32_t rate = std::max<std::uint32_t>(format.samplesPerSecond, 1);
+  if (sampleFormat == format_ && rate == rate_ && format.channels == channels_) return;
+  Release();
+  format_ = sampleFormat;
+  rate_ = rate;
+  channels_ = format.channels;
+  frameBytes_ = format_ ? static_cast<std::uint32_t>(SampleBytes(*format_)) * channels_ : 0;
+}
+
+void PitchsEngine::Release() noexcept {
+  resampler_.Release();
+  single_.core.Release();
+  wide_.core.Release();
+  single_.stage.Release();
+  wide_.stage.Release();
+  engineReady_ = false;
+  RaiseRebuild();
+}
+
+double PitchsEngine::RatioFor(double transposition) const noexcept {
+  const double factor = transposition > 0 && std::isfinite(transposition) ? transposition : 1.0;
+  const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(rate_ / factor), 1);
+  const double ratio = rate_ / static_cast<double>(virtualRate);
+  return preserveDuration_ && ratio < kLeastKeptRatio ? kLeastKeptRatio : ratio;
+}
+
+bool PitchsEngine::UsesFilter() const noexcept {
+  return antiAlias_ && resampleRatio() > kFilterFromRatio;
+}
+
+void PitchsEngine::DesignFilterIfUsed() noexcept {
+  if (UsesFilter()) filter_.DesignAntiAlias(0.5 / resampleRatio());
+}
+
+std::int32_t PitchsEngine::Rebuild(const PitchsParams& params) noexcept {
+  engineReady_ = false;
+  if (!format_) return kEngineFailed;
+  const std::int32_t granted = resampler_.Configure(params.accuracy, channels_);
+  if (granted < 0) return granted;
+  resampler_.SetRatio(RatioFor(params.transposition));
+  const std::int32_t result = WithLane([&](auto& lane) -> std::int32_t {
+    using Real = std::remove_reference_t<decltype(lane.stage[0])>;
+    if (!preserveDuration_) {
+      resampler_.SetKernels(*format_, *format_);
+      return kGoOn;
+    }
+    resampler_.SetKernels(*format_, kPlainFormat<Real>);
+    if (lane.stage.empty() && !lane.stage.Allocate(std::size_t{kStageFrames} * channels_)) return kEngineOutOfMemory;
+    lane.core.SetKernels(kPlainFormat<Real>, *format_);
+    lane.core.MarkFirstBlock();
+    return lane.core.ConfigureStretch(FindStretchMode(params.mode), rate_, channels_, resampleRatio());
+  });
+  if (result < 0) return result;
+  DesignFilterIfUsed();
+  builtFor_ = params;
+  totalIn_ = 0;
+  totalOut_ = 0;
+  engineReady_ = true;
+  return kGoOn;
+}
+
+/// Takes a new ratio up and keeps the audio in the history, the stage and the core.
+void PitchsEngine::RenewRatio(const PitchsParams& params) noexcept {
+  resampler_.SetRatio(RatioFor(params.transposition));
+  if (preserveDuration_) {
+    WithLane([&](auto& lane) {
+      if (lane.core.ready()) lane.core.UpdateStretchRatio(resampleRatio());
+    });
+  }
+  DesignFilterIfUsed();
+}
+
+bool PitchsEngine::IsBuiltFor(const PitchsParams& params) const noexcept {
+  return params.accuracy == builtFor_.accuracy && params.preserveDuration == builtFor_.preserveDuration &&
+         params.mode == builtFor_.mode && params.antiAlias == builtFor_.antiAlias;
+}
+
+std::int32_t PitchsEngine::ConfigurePitch(const PitchsParams& params) noexcept {
+  // The comparison catches a setter that raised the flag between the snapshot and here: its value comes with the next
+  // snapshot, when the flag is gone.
+  const bool raised = rebuildNeeded_.exchange(false, std::memory_order_relaxed);
+  const bool rebuild = raised || !engineReady_ || !IsBuiltFor(params);
+  preserveDuration_ = params.preserveDuration != 0;
+  antiAlias_ = params.antiAlias != 0;
+  if (!rebuild) {
+    RenewRatio(params);
+    return kGoOn;
+  }
+  const std::int32_t result = Rebuild(params);
+  if (result < 0) RaiseRebuild();
+  return result;
+}
+
+std::int32_t PitchsEngine::ResetPitch() noexcept {
+  RaiseRebuild();
+  // Full and not empty: a stream that ends before it began plays the new, silent stage.
+  stageFilled_ = kStageFrames;
+  const bool granted = WithLane([&](auto& lane) {
+    lane.core.ClearLastBlockTaken();
+    return lane.stage.Allocate(std::size_t{kStageFrames} * channels_);
+  });
+  if (!granted) {
+    engineReady_ = false;
+    return kEngineOutOfMemory;
+  }
+  PitchsParams params;
+  params_.FetchParams(params);
+  // A failure leaves the engine not ready, and the next buffer tries again.
+  static_cast<void>(ConfigurePitch(params));
+  hasRun_ = false;
+  return kGoOn;
+}
+
+std::int32_t PitchsEngine::PrepareInput(void* buffer, std::uint32_t frames) noexcept {
+  PitchsParams params;
+  if (params_.FetchParams(params) || !engineReady_) {
+    const std::int32_t result = ConfigurePitch(params);
+    if (result < 0) return result;
+  }
+  if (UsesFilter()) filter_.FilterInPlace(*format_, buffer, channels_, frames);
+  return kGoOn;
+}
+
+std::int32_t PitchsEngine::ProcessDirect(ProcessMode mode, const void* source, void* destination,
+                                         Counts& counts) noexcept {
+  // What lies in the taps is not drained; what found no room before is still made.
+  if (mode == ModeFlush && !resampler_.holdsFrames()) {
+    counts = {};
+    return kFinished;
+  }
+  if (mode == ModeFlush) counts.source = 0;
+  resampler_.ResamplePitch(source, counts.source, destination, counts.destination);
+  return kGoOn;
+}
+
+template <class Real>
+std::int32_t PitchsEngine::ProcessKept(Lane<Real>& lane, ProcessMode mode, const void* source, void* destination,
+                                       Counts& counts) noexcept {
+  const std::uint32_t room = counts.destination;
+  std::uint32_t taken = 0;
+  if (!lane.core.emitting() && (mode != ModeFlush || (stageTaken_ == stageFilled_ && resampler_.holdsFrames()))) {
+    taken = mode != ModeFlush ? counts.source : 0;
+    // No further than the next block needs: then what `totalIn_` says while a block is emitted, and with it the cut
+    // below, does not hang on the size of buffers.
+    std::uint32_t filled = std::min(kStageFrames, lane.core.missing());
+    resampler_.ResamplePitch(source, taken, lane.stage.data(), filled);
+    totalIn_ += taken;
+    stageFilled_ = filled;
+    stageTaken_ = 0;
+  }
+  lane.core.SetEndOfInput(mode == ModeFlush && stageFilled_ == stageTaken_ && !resampler_.holdsFrames());
+
+  std::uint32_t staged = stageFilled_ - stageTaken_, written = room;
+  std::int32_t result =
+      lane.core.RunStretch(lane.stage.data() + std::size_t{stageTaken_} * channels_, staged, destination, written);
+  stageTaken_ += staged;
+  totalOut_ += written;
+  if (totalOut_ > totalIn_ && resampleRatio() < 1.0) {
+    written -= static_cast<std::uint32_t>(std::min<std::uint64_t>(totalOut_ - totalIn_, written));
+    totalOut_ = totalIn_;
+    if (mode == ModeFlush) result = kFinished;
+  } else if (result == kFinished && totalIn_ > totalOut_ && written == 0) {
+    // Zero bytes also in 8 bits, where they are not silence.
+    written = static_cast<std::uint32_t>(std::min<std::uint64_t>(totalIn_ - totalOut_, room));
+    if (written != 0) std::memset(destination, 0, std::size_t{written} * frameBytes_);
+    totalOut_ += written;
+    result = totalOut_ >= totalIn_ ? kFinished : kGoOn;
+  }
+  counts = {taken, written};
+  return result;
+}
+
+std::int32_t PitchsEngine::Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
+                                   std::uint32_t* destinationFrames) noexcept {
+  Counts counts{sourceFrames != nullptr && source != nullptr ? *sourceFrames : 0,
+                destinationFrames != nullptr && destination != nullptr ? *destinationFrames : 0};
+  if (sourceFrames != nullptr) *sourceFrames = 0;
+  if (destinationFrames != nullptr) *destinationFrames = 0;
+
+  PitchsParams params;
+  const bool changed = params_.FetchParams(params);
+  if (mode == ModeRestart && hasRun_) {
+    const std::int32_t result = ResetPitch();
+    if (result < 0) return result;
+  } else if ((changed || !engineReady_) && mode != ModeFlush) {
+    const std::int32_t result = ConfigurePitch(params);
+    if (result < 0) return result;
+  }
+  hasRun_ = true;
+  if (!engineReady_) return mode == ModeFlush ? kFinished : format_ ? kEngineOutOfMemory : kEngineFailed;
+
+  resampler_.SetPrimeRing(mode == ModeRestart);
+  const std::int32_t result =
+      preserveDuration_ ? WithLane([&](auto& lane) { return ProcessKept(lane, mode, source, destination, counts); })
+                        : ProcessDirect(mode, source, destination, counts);
+  if (sourceFrames != nullptr) *sourceFrames = counts.source;
+  if (destinationFrames != nullptr) *destinationFrames = counts.destination;
+  return result;
+}
+
+}  // namespace korva

@@ -1,0 +1,103 @@
+#include "pitchtime/pitchs_params.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "pitchtime/stretch_modes.h"
+
+namespace korva {
+namespace {
+
+constexpr std::int32_t kMostSemitones = 50;
+constexpr std::int32_t kMostCentTenths = 1000;
+constexpr std::int32_t kMostInitialSamples = 225306900;
+// The greatest whole number of frames below that limit that a row's float ranges hold exactly.
+constexpr std::int32_t kMostRowSamples = 225306896;
+
+constexpr RowTexts kNoTexts{};
+
+constexpr ParamDescriptor kRows[] = {
+    rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
+               {"semitones", "", "Whole semitones to shift the pitch by; sets the transposition too."},
+               {-kMostSemitones, kMostSemitones, 0, -kMostSemitones, kMostSemitones}, kNoTexts, 1,
+               offsetof(PitchsParams, semitones)),
+    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kInteger,
+               {"cents", "", "Cents on top of the semitones, to a tenth; sets the transposition too."},
+               {-100, 100, 0, -kMostCentTenths, kMostCentTenths}, kNoTexts, 1, offsetof(PitchsParams, centTenths)),
+    rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
+               {"accuracy", "", "Quality of the interpolation, from 1 (low) to 3 (high)."}, {1, 3, 2, 1, 3}, kNoTexts,
+               2, offsetof(PitchsParams, accuracy)),
+    rows::Switch({"preserve-duration", "", "Keeps the length; otherwise it changes with the pitch."}, kNoTexts, 2,
+                 offsetof(PitchsParams, preserveDuration)),
+    rows::Choice({"mode", "", "Kind of material, for preserve-duration: music, speech, solo instruments or drums."}, 0,
+                 kStretchModes - 1, 0, kNoTexts, 2, offsetof(PitchsParams, mode)),
+    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
+               {"transposition", "", "Frequency ratio of the shift; semitones and cents set it. 0 acts as 1."},
+               {0, 20, 1, 0, 20}, kNoTexts, 1, offsetof(PitchsParams, transposition)),
+    rows::Switch({"anti-alias", "", "Filters the input before its pitch is raised."}, kNoTexts, 2,
+                 offsetof(PitchsParams, antiAlias)),
+    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
+               {"initial-samples", "frames", "Length of the material, for the display of the final time."},
+               {0, kMostRowSamples, 2646000, 0, kMostRowSamples}, kNoTexts, 1, offsetof(PitchsParams, initialSamples)),
+};
+
+constexpr PitchsParams Shift(std::int32_t semitones, double transposition) noexcept {
+  return {semitones, 0, 2, 0, 0, 0, transposition, 0, 0, 2646000.0};
+}
+
+// The ratios are rounded by hand and stay so: a preset sounds as it always did.
+constexpr PresetRow<PitchsParams> kPresets[] = {
+    {7020, Shift(0, 1.0)},       // (Default)
+    {7021, Shift(0, 1.0)},       // Default all parameters
+    {7073, Shift(-7, 0.66742)},  // Fifth down
+    {7074, Shift(7, 1.4983)},    // Fifth up
+    {7075, Shift(-4, 0.7937)},   // Third down
+    {7076, Shift(4, 1.25992)},   // Third up
+};
+
+constexpr RecordForm kForms[] = {
+    {68, {0xED1B4103, 0x93BE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}}, 48},
+};
+
+constexpr PitchsParams kRecordStart = Shift(0, 1.0);
+
+}  // namespace
+
+double TranspositionOf(std::int32_t semitones, std::int32_t centTenths) noexcept {
+  return std::pow(2.0, (centTenths / 1000.0 + semitones) / 12.0);
+}
+
+double HoldPitchsInitialSamples(double frames) noexcept {
+  if (!(frames >= 0.0)) return 0.0;
+  return std::min(frames, static_cast<double>(kMostInitialSamples));
+}
+
+bool HoldRanges(PitchsParams& block) noexcept {
+  const std::int32_t semitones = std::clamp(block.semitones, -kMostSemitones, kMostSemitones);
+  const std::int32_t centTenths = std::clamp(block.centTenths, -kMostCentTenths, kMostCentTenths);
+  const double initialSamples = HoldPitchsInitialSamples(block.initialSamples);
+  const bool within =
+      semitones == block.semitones && centTenths == block.centTenths && initialSamples == block.initialSamples;
+  block.semitones = semitones;
+  block.centTenths = centTenths;
+  block.initialSamples = initialSamples;
+  return within;
+}
+
+const EffectDescription kPitchsEffect = {
+    .name = "pitch-shift",
+    .summary = "Pitch up or down, with the length changed along with it or kept",
+    .className = KORVA_WTEXT("Pitch Shift"),
+    .displayName = KORVA_WTEXT("KORVA Pitch Shift"),
+    .filterClass = {0xED1B4100, 0x93BE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .pageClass = {0xED1B4101, 0x93BE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .blockSize = sizeof(PitchsParams),
+    .rows = kRows,
+    .presets = PresetTable(kPresets),
+    .forms = kForms,
+    .recordStart = &kRecordStart,
+    .noticeOnUnknownRecord = false,
+};
+
+}  // namespace korva

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdint>
+
+#include "audio/format_record.h"
+#include "audio/zeroed_buffer.h"
+#include "pitchtime/offset_search.h"
+#include "pitchtime/sample_kernels.h"
+#include "pitchtime/stretch_modes.h"
+
+namespace korva {
+
+/// Synchronised overlap-add: changes a signal's length and keeps its pitch.
+///
+/// Each block of `blockLength` frames of input gives `outputHop` frames of output, and the input moves on by
+/// `inputHop`. Before a block is laid over the faded tail of the last one, a search finds the offset at which the two
+/// line up best; one offset for all channels, so that their phases stay locked. It works on waveforms and not on
+/// spectra: attacks stay whole, and at moderate ratios nothing smears.
+///
+/// Latency: no output before `blockLength` frames have come in; about as many are held while it runs.
+/// `Real` is the precision of the blocks: float or double. Threads: one at a time.
+template <class Real>
+class StretchCore {
+ public:
+  /// How many frames the last block of a stream emits.
+  enum class LastBlock {
+    kInputLength,     ///< as many as were left of the input
+    kStretchedLength  ///< as many as were left, times the ratio
+  };
+
+  explicit StretchCore(LastBlock lastBlock) noexcept : lastBlockRule_(lastBlock) {}
+
+  /// The kernels of what is read and what is written.
+  void SetKernels(SampleFormat sourceFormat, SampleFormat destinationFormat) noexcept;
+
+  /// Derives everything from a mode and takes fresh, empty buffers. `rate` in frames per second, `channels` 1 to 32,
+  /// `stretchRatio` output length over input length. Keeps `firstBlock` and `lastBlockTaken`. 0 or out of memory; the
+  /// core is then not `ready`.
+  std::int32_t ConfigureStretch(const StretchMode& mode, std::uint32_t rate, std::uint32_t channels,
+                                double stretchRatio) noexcept;
+
+  /// A new ratio from the next block on; nothing is dropped.
+  void UpdateStretchRatio(double stretchRatio) noexcept;
+
+  /// Frees the buffers.
+  void Release() noexcept;
+
+  /// Takes up to `sourceFrames` and writes up to `destinationFrames` frames; both come back as what was taken and
+  /// written. 0 to go on, 1 when the stream is drained. Must be `ready`.
+  std::int32_t RunStretch(const void* source, std::uint32_t& sourceFrames, void* destination,
+                          std::uint32_t& destinationFrames) noexcept;
+
+  /// The next block is laid in with no fade-in.
+  void MarkFirstBlock() noexcept { firstBlock_ = true; }
+  void ClearLastBlockTaken() noexcept { lastBlockTaken_ = false; }
+
+  /// No more input will come, or input comes (again).
+  void SetEndOfInput(bool ended) noexcept;
+
+  bool ready() const noexcept { return !crossfade_.empty(); }
+  /// A finished block waits to be written; no input is taken until it is.
+  bool emitting() const noexcept { return emitting_; }
+  /// Frames that the block being gathered lacks.
+  std::uint32_t missing() const noexcept;
+
+  std::int32_t blockLength() const noexcept { return blockLength_; }
+  std::int32_t outputHop() const noexcept { return outputHop_; }
+  std::int32_t inputHop() const noexcept { return inputHop_; }
+
+ private:
+  void FillCrossfade() noexcept;
+  bool WriteOutputFrames(void* destination, std::uint32_t& written, std::uint32_t room) noexcept;
+  void ReadInputFrames(const void* source, std::uint32_t& taken, std::uint32_t offered) noexcept;
+  void AdvanceBlocks() noexcept;
+  bool TakeFromTail() noexcept;
+  void LayBlock(std::int32_t offset) noexcept;
+
+  const LastBlock lastBlockRule_;
+  ReadKernel<Real> read_ = nullptr;
+  WriteKernel<Real> write_ = nullptr;
+  std::size_t sourceFrameBytes_ = 0, destinationFrameBytes_ = 0;
+  SampleFormat sourceFormat_ = kPlainFormat<Real>, destinationFormat_ = kPlainFormat<Real>;
+
+  std::uint32_t channels_ = 0;
+  std::int32_t blockLength_ = 0, outputHop_ = 0, fadeLength_ = 0;
+  std::int32_t inputHop_ = 0, keepLength_ = 0;
+  float matchThreshold_ = 0;
+  double stretchRatio_ = 1.0;
+
+  ZeroedBuffer<Real> inputBlock_;    // blockLength_ frames
+  ZeroedBuffer<Real> overlapBlock_;  // blockLength_ frames
+  ZeroedBuffer<Real> crossfade_;     // blockLength_ values, one a frame
+  OffsetSearch<Real> search_;
+
+  std::int32_t inputFill_ = 0;
+  std::int32_t blockOutput_ = 0, blockOutputDone_ = 0;
+  bool emitting_ = false;
+  bool firstBlock_ = false;
+  bool endOfInput_ = false;
+  bool lastBlockTaken_ = false;
+  bool madeAtEnd_ = false;  // the block being emitted was made after the end of the input
+};
+
+extern template class StretchCore<float>;
+extern template class StretchCore<double>;
+
+}  // namespace korva

@@ -1,0 +1,20 @@
+#include "pitchtime/time_filter.h"
+
+#include <algorithm>
+
+namespace korva {
+
+HRESULT CQvTimeTransform::SetTempo(DWORD value) {
+  const auto most = static_cast<std::uint32_t>(kTimeEffect.rows[kTimeTempo].externalMax);
+  return SetField(&TimeParams::tempoTimes100, std::min<std::uint32_t>(value, most), kTimeTempo);
+}
+
+CQvTime::CQvTime(IUnknown* outer) : CQvStretchFilter(outer, kTimeEffect) {
+  SetPreset(0);
+}
+
+HRESULT CQvTime::NonDelegatingQueryInterface(REFIID iid, void** out) {
+  KORVA_ANSWER_OR(CQvStretchFilter, AnswerInterface<IQvTimeProp>(this, iid, out));
+}
+
+}  // namespace korva

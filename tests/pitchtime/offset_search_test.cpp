@@ -1,0 +1,134 @@
+#include "pitchtime/offset_search.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace korva {
+namespace {
+
+/// The definition: two plain loops.
+template <class Real>
+int PlainBestOffset(const std::vector<Real>& overlap, const std::vector<Real>& input, int length, int step,
+                    std::size_t channels, float threshold) {
+  std::array<Real, kMaxChannels> reference{}, score{};
+  const auto at = [&](int frame, std::size_t c) { return static_cast<std::size_t>(frame) * channels + c; };
+  for (std::size_t c = 0; c < channels; ++c) {
+    Real sum = 0;
+    for (int i = 0; i < length; i += step) sum += overlap[at(i, c)] * overlap[at(i, c)];
+    reference[c] = static_cast<Real>(threshold) * sum;
+  }
+  Real best = 0;
+  int bestOffset = 0;
+  for (int o = 0; o < length; o += step) {
+    bool accepted = true;
+    Real total = 0;
+    for (std::size_t c = 0; c < channels; ++c) {
+      Real sum = 0;
+      for (int i = 0; i < length; i += step) {
+        const Real mix = overlap[at(i, c)] + input[at(o + i, c)];
+        sum += mix * mix;
+      }
+      score[c] = sum;
+      total += sum;
+      accepted = accepted && (channels <= 2 ? sum > reference[c] : !(sum < reference[c]));
+    }
+    if (accepted) return o;
+    if (total > best) {
+      best = total;
+      bestOffset = o;
+    }
+  }
+  return bestOffset;
+}
+
+enum Kind {
+  kNoise,
+  kTone,
+  kFlat,
+  kClicks,
+  kOneSilentChannel,
+  kTiny,
+  kHuge,
+  kBroken,
+  kSilentTail,
+  kSameEverywhere,
+  kKinds
+};
+
+template <class Real>
+Real Sample(int kind, int frame, std::size_t channel, bool tail, std::minstd_rand& random) {
+  const double noise = std::uniform_real_distribution<double>(-1, 1)(random);
+  const double tone = std::sin(frame * 0.05 + static_cast<double>(channel));
+  const double scales[] = {1e-20, 1e-38, 1e-160};
+  switch (kind) {
+    case kNoise:
+      return static_cast<Real>(noise);
+    case kTone:
+      return static_cast<Real>(tone);
+    case kFlat:
+      return Real{0.25};
+    case kClicks:
+      return frame % 97 == 3 ? Real{1} : Real{0};
+    case kOneSilentChannel:
+      return channel == 0 ? Real{0} : static_cast<Real>(noise * (tail ? 1 : 1e-3));
+    case kTiny:
+      return static_cast<Real>(noise * scales[channel % (sizeof(Real) == 8 ? 3 : 2)]);
+    case kHuge:
+      return static_cast<Real>(noise * 1e19);
+    case kBroken:
+      return frame == 200            ? std::numeric_limits<Real>::quiet_NaN()
+             : frame == 201 && !tail ? std::numeric_limits<Real>::infinity()
+                                     : static_cast<Real>(noise);
+    case kSilentTail:
+      return tail || frame < 30 ? Real{0} : static_cast<Real>(noise);
+    default:
+      return frame % 64 < 32 ? Real{0.5} : Real{-0.5};  // many offsets score the same
+  }
+}
+
+template <class Real>
+void CompareWithPlainLoops() {
+  std::minstd_rand random(7);
+  for (int kind = 0; kind < kKinds; ++kind) {
+    for (const auto& [length, step] : {std::pair{0, 2}, {1, 1}, {7, 3}, {64, 1}, {500, 2}, {501, 1}, {970, 8}}) {
+      for (const std::size_t channels : {1U, 2U, 3U, 6U}) {
+        std::vector<Real> overlap(static_cast<std::size_t>(length) * channels);
+        std::vector<Real> input(static_cast<std::size_t>(2 * length) * channels);
+        for (int i = 0; i < 2 * length; ++i) {
+          for (std::size_t c = 0; c < channels; ++c) {
+            const auto s = static_cast<std::size_t>(i) * channels + c;
+            const Real fade = Real{1} - static_cast<Real>(i) / static_cast<Real>(length);
+            if (i < length) overlap[s] = fade * Sample<Real>(kind, i, c, true, random);
+            input[s] = Sample<Real>(kind, i + 40, c, false, random);
+          }
+        }
+        OffsetSearch<Real> search;
+        ASSERT_TRUE(search.Allocate(length, step, static_cast<std::uint32_t>(channels)));
+        for (const float threshold : {0.5F, 3.5F, 4.4F, 6.0F, 7.5F, 100.0F}) {
+          const int expected = PlainBestOffset(overlap, input, length, step, channels, threshold);
+          for (const bool screen : {true, false}) {
+            search.SetScreen(screen);
+            EXPECT_EQ(search.FindBestOffset(overlap.data(), input.data(), threshold), expected)
+                << "kind " << kind << " length " << length << " step " << step << " channels " << channels
+                << " threshold " << threshold << " screen " << screen;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(OffsetSearch, FindsTheOffsetOfThePlainLoopsInFloats) {
+  CompareWithPlainLoops<float>();
+}
+TEST(OffsetSearch, FindsTheOffsetOfThePlainLoopsInDoubles) {
+  CompareWithPlainLoops<double>();
+}
+
+}  // namespace
+}  // namespace korva

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include "pitchtime/pitchtime_rig.h"
+
+namespace korva {
+namespace {
+
+TEST(TimeStretch, OutputDoesNotDependOnTheSizesOfBuffers) {
+  struct Case {
+    double percent;
+    std::int32_t mode;
+    SampleFormat format;
+    std::uint16_t channels;
+    std::uint32_t rate;
+  };
+  const Case cases[] = {{150, 6, SampleFormat::kFloat32, 2, 44100}, {50, 0, SampleFormat::kFloat32, 1, 44100},
+                        {500, 16, SampleFormat::kPcm16, 1, 22050},  {70, 12, SampleFormat::kPcm32, 3, 11025},
+                        {117, 5, SampleFormat::kPcm8, 2, 8000},     {100, 18, SampleFormat::kFloat64, 1, 3}};
+  for (const Case& c : cases) {
+    // Ends at many places between two blocks: the drain must not care where the last block's emission fell.
+    for (const std::size_t frames : {40000U, 41323U, 42646U, 33071U}) {
+      const auto input = Music(frames, c.channels);
+      TimeRig whole(c.percent, c.mode, c.format, c.channels, c.rate);
+      const auto expected = whole.Run(input, 1000000, 1000000);
+      ASSERT_FALSE(whole.hung);
+      for (const auto& [in, out] : {std::pair<std::size_t, std::size_t>{1, 64}, {7, 4096}, {4096, 7}, {333, 100000}}) {
+        TimeRig cut(c.percent, c.mode, c.format, c.channels, c.rate);
+        EXPECT_EQ(cut.Run(input, in, out), expected) << c.percent << "% " << frames << " in " << in << " out " << out;
+        EXPECT_FALSE(cut.hung);
+      }
+    }
+  }
+}
+
+TEST(TimeStretch, LengthFollowsTheRatioAndShortStreamsAreExact) {
+  for (const double percent : {50.0, 70.0, 100.0, 150.0, 263.7, 500.0}) {
+    TimeRig rig(percent);
+    const auto input = Music(600000, 1);
+    rig.Run(input, 4096, 4096);
+    // What is left at the end is less than half a block, but no last block is longer than a block.
+    EXPECT_NEAR(static_cast<double>(rig.frames()), 600000 * percent / 100, std::max(6615 * percent / 100, 13230.0));
+    // Half a block of row 0 is 6615 frames: what is below goes out in one block.
+    for (const std::size_t frames : {0U, 1U, 2U, 1000U, 6614U}) {
+      TimeRig few(percent);
+      few.Run(Music(frames, 1), 100, 64);
+      const double exact = std::floor(static_cast<double>(frames) * percent / 100);
+      EXPECT_EQ(few.frames(), static_cast<std::size_t>(std::min(exact, 13230.0))) << frames << " at " << percent;
+      EXPECT_FALSE(few.hung);
+    }
+  }
+}
+
+TEST(TimeStretch, StartsUnfadedAndKeepsThePitch) {
+  const auto input = Sine(440, 300000);
+  for (const double percent : {70.0, 100.0, 150.0, 300.0}) {
+    TimeRig rig(percent, 6);
+    rig.Run(input, 4096, 4096);
+    for (std::size_t i = 1; i < 600; ++i) ASSERT_EQ(rig.output[i], static_cast<double>(static_cast<float>(input[i])));
+    EXPECT_LT(std::abs(CentsBetween(FrequencyOf(rig.output, 2000, rig.frames() - 8000), 440)), 2) << percent;
+    // A splice out of phase would dent the tone.
+    for (std::size_t i = 4000; i + 8000 < rig.frames(); i += 400) {
+      ASSERT_NEAR(LevelOf(rig.output, i, i + 401), 0.5 / std::sqrt(2), 0.03) << percent << " at " << i;
+    }
+  }
+}
+
+TEST(TimeStretch, FormatsAgree) {
+  const auto input = Music(60000, 2);
+  TimeRig single(140, 7, SampleFormat::kFloat32, 2), wide(140, 7, SampleFormat::kFloat64, 2);
+  const auto expected = single.Run(input, 4096, 4096);
+  const std::pair<SampleFormat, double> formats[] = {
+      {SampleFormat::kPcm8, 1.0 / 128}, {SampleFormat::kPcm16, 1.0 / 32768}, {SampleFormat::kFloat32, 0}};
+  for (const auto& [format, step] : formats) {
+    TimeRig rig(140, 7, format, 2);
+    rig.Run(input, 4096, 4096);
+    ASSERT_EQ(rig.output.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) ASSERT_NEAR(rig.output[i], expected[i], step * 0.5001);
+  }
+  TimeRig integer(140, 7, SampleFormat::kPcm32, 2);
+  const auto exact = wide.Run(input, 4096, 4096);
+  integer.Run(input, 4096, 4096);
+  ASSERT_EQ(integer.output.size(), exact.size());
+  for (std::size_t i = 0; i < exact.size(); ++i) ASSERT_NEAR(integer.output[i], exact[i], 3e-10);
+}
+
+TEST(TimeStretch, RatioChangesDropNothingAndModeChangesFadeIn) {
+  const auto tone = Sine(300, 120000);
+  const auto part = [&](std::size_t n) { return std::span(tone).subspan(n * 40000, 40000); };
+  TimeRig rig(100, 0);
+  ASSERT_EQ(rig.Start(), 0);
+  rig.Receive(part(0), 4096, ModeRestart);
+  const std::size_t before = rig.frames();
+  rig.store.block.percentTimes100 = 20000;
+  rig.store.changed = true;
+  rig.Receive(part(1), 4096);
+  EXPECT_GT(rig.frames() - before, 60000U);
+  for (std::size_t i = 1; i < rig.frames(); ++i) ASSERT_LT(std::abs(rig.output[i] - rig.output[i - 1]), 0.05) << i;
+
+  // Another mode drops the blocks held and comes up from silence.
+  const std::size_t held = rig.frames();
+  rig.store.block.mode = 6;
+  rig.Change();
+  rig.Receive(part(2), 4096);
+  ASSERT_GT(rig.frames(), held + 2000);
+  EXPECT_EQ(rig.output[held], 0.0);
+  EXPECT_LT(LevelOf(rig.output, held, held + 100), 0.06);
+}
+
+TEST(TimeStretch, RestartDropsWhatWasHeldAndAStreamMayGoOnAfterItsEnd) {
+  const auto first = Music(30000, 1), second = Music(30000, 1, 2);
+  TimeRig fresh(150, 3), rig(150, 3);
+  const auto expected = fresh.Run(second, 1000, 1000);
+  ASSERT_EQ(rig.Start(), 0);
+  rig.Receive(first, 100, ModeRestart);
+  rig.output.clear();
+  rig.Receive(second, 1000, ModeRestart);
+  rig.Drain(1000);
+  EXPECT_EQ(rig.output, expected);
+
+  rig.output.clear();
+  rig.Receive(second, 1000);
+  EXPECT_EQ(rig.result, 0);
+  rig.Drain(1000);
+  EXPECT_EQ(rig.result, 1);
+  EXPECT_NEAR(static_cast<double>(rig.frames()), 45000, 10000);
+}
+
+TEST(TimeStretch, StreamWithNoInputEndsInTwoCalls) {
+  TimeRig rig(150);
+  ASSERT_EQ(rig.Start(), 0);
+  float room[64];
+  for (const std::int32_t expected : {0, 1}) {
+    std::uint32_t written = 64;
+    EXPECT_EQ(rig.engine.Process(ModeFlush, nullptr, nullptr, room, &written), expected);
+    EXPECT_EQ(written, 0U);
+  }
+}
+
+TEST(TimeStretch, FailedAllocationsAreToldAndMadeGood) {
+  for (int allowed = 0; allowed < 12; ++allowed) {
+    TimeRig rig(150, 6, SampleFormat::kFloat32, 2);
+    FailAllocationsAfter(allowed);
+    const std::int32_t started = rig.Start();
+    FailAllocationsAfter(-1);
+    EXPECT_EQ(started, allowed < 10 ? kEngineOutOfMemory : 0) << allowed;
+    if (started < 0) rig.Drain(100);
+    EXPECT_TRUE(rig.output.empty());
+    rig.Receive(Music(20000, 2), 4096, ModeRestart);
+    EXPECT_EQ(rig.result, 0);
+    EXPECT_GT(rig.frames(), 10000U);
+  }
+}
+
+}  // namespace
+}  // namespace korva
