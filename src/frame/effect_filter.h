@@ -1,6 +1,5 @@
 #pragma once
 
-#include "frame/filter_setup.h"
 #include "frame/interfaces.h"
 #include "frame/module_text.h"
 #include "frame/record.h"
@@ -29,8 +28,6 @@ class EffectFilter : public Base,
                     (AnswerInterface<ISpecifyPropertyPages, IPersistStream, IStaticFilterPreset, IQvTranslationInfo>(
                         this, iid, out)));
   }
-
-  std::optional<FilterSetup> GetSetupData() override { return SetupOf(parameters().effect()); }
 
   HRESULT GetPages(CAUUID* pages) override { return PropertyPagesOf(parameters().effect(), pages); }
 

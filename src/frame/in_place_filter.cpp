@@ -3,9 +3,18 @@
 #include <algorithm>
 #include <cstring>
 
+#include "audio/wrapping.h"
 #include "frame/input_type.h"
 
 namespace korva {
+namespace {
+
+bool IsTailOnly(IMediaSample& sample) {
+  const ComPtr<ITailOnlySample> mark = Query<ITailOnlySample>(&sample);
+  return mark && mark->IsTailOnly() != 0;
+}
+
+}  // namespace
 
 HRESULT CQvInPlaceFilter::NonDelegatingQueryInterface(REFIID iid, void** out) {
   KORVA_ANSWER_OR(EffectFilter, AnswerInterface<IQvAudioTransformFloat>(this, iid, out));
@@ -16,19 +25,38 @@ HRESULT CQvInPlaceFilter::CheckInputType(const AM_MEDIA_TYPE& type) {
 }
 
 HRESULT CQvInPlaceFilter::SetMediaType(PIN_DIRECTION direction, const AM_MEDIA_TYPE& type) {
-  formatRecord_ = PlainFormatOf(type);
-  FormatChanged(formatRecord_);
-  parameters().state().SetFormat(0, &formatRecord_);
+  // A stopped graph may connect while a host streams on the direct road; the engine's buffers must keep their shape.
+  if (started_) return VFW_E_NOT_STOPPED;
+  UseFormat(type);
   parameters().state().NotifyWindows(direction == PINDIR_INPUT ? kNoticeValueOrInput : kNoticeOutput);
   return S_OK;
 }
 
+void CQvInPlaceFilter::UseFormat(const AM_MEDIA_TYPE& type) {
+  formatRecord_ = PlainFormatOf(type);
+  FormatChanged(formatRecord_);
+  parameters().state().SetFormat(0, &formatRecord_);
+}
+
+void CQvInPlaceFilter::UseFormatOfInput() {
+  if (inputPin() != nullptr && inputPin()->IsConnected()) UseFormat(inputPin()->connectionType().get());
+}
+
 HRESULT CQvInPlaceFilter::BreakConnect(PIN_DIRECTION direction) {
-  if (direction == PINDIR_INPUT) parameters().state().SetFormat(0, nullptr);
+  if (direction == PINDIR_INPUT) {
+    parameters().state().SetFormat(0, nullptr);
+  } else if (!started_) {
+    // The output may have tried another type in vain.
+    UseFormatOfInput();
+  }
   return S_OK;
 }
 
 HRESULT CQvInPlaceFilter::StartStreaming() {
+  return direct_ ? VFW_E_WRONG_STATE : StartRun();
+}
+
+HRESULT CQvInPlaceFilter::StartRun() {
   if (CQvPlugInParams* const values = automation(); values != nullptr) {
     values->SetStreaming(true);
     values->StartTime(formatRecord_.samplesPerSecond);
@@ -39,6 +67,7 @@ HRESULT CQvInPlaceFilter::StartStreaming() {
   pending_ = Pending();
   const HRESULT result = StartEngine(formatRecord_);
   started_ = SUCCEEDED(result);
+  if (CQvPlugInParams* const values = automation(); values != nullptr && !started_) values->SetStreaming(false);
   return result;
 }
 
@@ -57,20 +86,26 @@ HRESULT CQvInPlaceFilter::Receive(IMediaSample* sample) {
   // A sample with no times leaves the last ones in force.
   sample->GetTime(&sampleStart_, &sampleStop_);
   if (CQvPlugInParams* const values = automation(); values != nullptr) values->SetHostTime(sampleStart_);
-  ComPtr<IMediaSample> writable;
-  if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
-  const HRESULT result = Transform(*writable.Get());
+  const bool tailOnly = IsTailOnly(*sample);
+  ComPtr<IMediaSample> writable(sample);
+  // What is only skipped goes on as it came, in whosever memory; a copy would also lose the mark.
+  if (!(tailOnly && TailIsOver())) {
+    if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
+  }
+  const HRESULT result = Transform(*writable.Get(), tailOnly);
   if (result == S_FALSE) return S_OK;
   return result == S_OK ? outputPin()->Deliver(writable.Get()) : result;
 }
 
 HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample) {
+  return Transform(sample, IsTailOnly(sample));
+}
+
+HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample, bool tailOnly) {
   const LONG length = flushingTail_ ? sample.GetSize() : sample.GetActualDataLength();
-  bool tailOnly = false;
-  if (const ComPtr<ITailOnlySample> mark = Query<ITailOnlySample>(&sample); mark) tailOnly = mark->IsTailOnly() != 0;
   const bool skip = tailOnly && TailIsOver();
   BYTE* data = nullptr;
-  if (!skip && FAILED(sample.GetPointer(&data))) return E_POINTER;
+  if (!skip && (FAILED(sample.GetPointer(&data)) || (data == nullptr && length > 0))) return E_POINTER;
   sampleSeen_ = true;
 
   const auto size = static_cast<std::uint32_t>(std::max<LONG>(length, 0));
@@ -91,9 +126,16 @@ HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample) {
   HRESULT result = RunChunks(buffer);
   if (skip) CountSkippedFrames(buffer);
   if (tailOnly) {
-    // The host's own length stands: the sample goes on as it came.
+    // At the end of the stream the answer counts all the same: a delivery buffer that a host left marked would be asked
+    // for again without end.
+    if (!flushingTail_) {
+      result = S_OK;
+    } else if (skip) {
+      result = S_FALSE;
+    }
+    // The host's own length stands: the sample goes on as it came. Only cut buffers come back in whole frames.
+    if (TakesWholeBuffers()) return result;
     buffer.done = buffer.frames;
-    result = S_OK;
   }
   sample.SetActualDataLength(static_cast<LONG>(blockAlign * buffer.done));
   return result;
@@ -105,6 +147,10 @@ void CQvInPlaceFilter::CountSkippedFrames(const Buffer& buffer) {
 }
 
 HRESULT CQvInPlaceFilter::RunChunks(Buffer& buffer) {
+  if (TakesWholeBuffers()) {
+    afterSkip_ = afterSkip_ || buffer.skip;
+    return buffer.skip ? S_OK : RunOneChunk(buffer, buffer.frames, nullptr);
+  }
   HRESULT result = S_OK;
   while (!buffer.ended && buffer.done < buffer.frames) {
     const std::uint32_t left = buffer.frames - buffer.done;
@@ -173,6 +219,7 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
   flushingTail_ = true;
   while (SUCCEEDED(result) && !last) {
     ComPtr<IMediaSample> sample;
+    // Left at once, in the middle of the tail: the stream counts as ending until it is started anew.
     if (const HRESULT got = output->GetDeliveryBuffer(sample.Put(), nullptr, nullptr, 0); FAILED(got)) return got;
     sample->SetActualDataLength(0);
     result = Transform(*sample.Get());
@@ -190,25 +237,31 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
 
 HRESULT CQvInPlaceFilter::FloatStart(WORD channels, DWORD samplesPerSecond) {
   if (channels < 1 || channels > kMaxChannels) return E_INVALIDARG;
+  if (started_ && !direct_) return VFW_E_NOT_STOPPED;
+  direct_ = true;
   formatRecord_ = MakeFormat(SampleFormat::kFloat32, channels, samplesPerSecond);
   parameters().state().SetFormat(0, &formatRecord_);
-  return StartStreaming();
+  const HRESULT result = StartRun();
+  // A host that cannot start does not stop either, and its graph must not find this road open.
+  if (FAILED(result)) FloatStop();
+  return result;
 }
 
 HRESULT CQvInPlaceFilter::FloatProcess(float* buffer, DWORD frames, LONG tailOnly) {
-  if (!started_) return VFW_E_WRONG_STATE;
+  // A stream of the graph may be of another format than the caller's floats.
+  if (!started_ || !direct_) return VFW_E_WRONG_STATE;
   if (buffer == nullptr && frames != 0) return E_POINTER;
   sampleSeen_ = true;
   CQvPlugInParams* const values = automation();
   if (values != nullptr) {
     sampleStart_ = values->hostTime();
-    sampleStop_ = sampleStart_ + values->TimeOf(frames);
+    sampleStop_ = WrappingSum(sampleStart_, values->TimeOf(frames));
   }
   Buffer run{reinterpret_cast<std::uint8_t*>(buffer), frames, ModeContinue, true, tailOnly != 0, false};
   run.skip = run.tailOnly && !HasTail();
   const HRESULT result = RunChunks(run);
   if (result == S_FALSE) {
-    if (values != nullptr) values->SetHostTime(sampleStop_ + values->TimeOf(1));
+    if (values != nullptr) values->SetHostTime(WrappingSum(sampleStop_, values->TimeOf(1)));
     CountSkippedFrames(run);
   }
   return result;
@@ -216,7 +269,7 @@ HRESULT CQvInPlaceFilter::FloatProcess(float* buffer, DWORD frames, LONG tailOnl
 
 HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
   if (frames == nullptr) return E_POINTER;
-  if (!HasTail() || !started_ || !sampleSeen_) {
+  if (!HasTail() || !started_ || !direct_ || !sampleSeen_) {
     *frames = 0;
     return S_FALSE;
   }
@@ -229,7 +282,11 @@ HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
 }
 
 HRESULT CQvInPlaceFilter::FloatStop() {
-  return StopStreaming();
+  if (started_ && !direct_) return VFW_E_WRONG_STATE;
+  const HRESULT result = StopStreaming();
+  if (direct_) UseFormatOfInput();
+  direct_ = false;
+  return result;
 }
 
 HRESULT CQvInPlaceFilter::FloatQuery() {

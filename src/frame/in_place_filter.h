@@ -111,13 +111,22 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
     std::uint32_t changeBits = 0;
   };
 
+  /// Makes `type`'s format the stream's.
+  void UseFormat(const AM_MEDIA_TYPE& type);
+  void UseFormatOfInput();
+  HRESULT StartRun();
+  HRESULT Transform(IMediaSample& sample, bool tailOnly);
   HRESULT RunChunks(Buffer& buffer);
   HRESULT RunOneChunk(Buffer& buffer, std::uint32_t frames, const TempoInfo* tempo);
   void CountSkippedFrames(const Buffer& buffer);
+  /// Nothing cuts the buffers of an effect without the two stores: its engine is asked once for each, however many
+  /// frames that yields.
+  bool TakesWholeBuffers() noexcept { return automation() == nullptr && tempo() == nullptr; }
 
   FormatRecord formatRecord_;
   std::int64_t sampleStart_ = 0, sampleStop_ = 0;
   bool started_ = false;       // between StartStreaming and StopStreaming
+  bool direct_ = false;        // between FloatStart and FloatStop
   bool sampleSeen_ = false;    // since StartStreaming
   bool afterSkip_ = false;     // the sample before was skipped
   bool flushingTail_ = false;  // the end-of-stream loop runs

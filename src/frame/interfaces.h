@@ -32,7 +32,7 @@ struct IStaticFilterPreset : IUnknown {
 };
 
 /// The direct road, for hosts that hold no graph: interleaved 32-bit float frames, rewritten in place. One thread at a
-/// time; not while the filter runs in a graph.
+/// time; refused while the filter runs in a graph, and the graph's start while this road is open.
 struct IQvAudioTransformFloat : IUnknown {
   virtual HRESULT FloatStart(WORD channels, DWORD samplesPerSecond) = 0;
   /// `tailOnly` nonzero: no new audio, the effect rings out. 1 when there is nothing more to come.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "audio/narrow.h"
+#include "audio/wrapping.h"
 
 namespace korva {
 
@@ -31,7 +32,9 @@ HRESULT CMFXTempo::Disconnect() {
 }
 
 HRESULT CMFXTempo::OnStart(LONG tick) {
+  const double rate = AskRate();
   const std::lock_guard guard(tempoLock_);
+  rate_ = rate;
   ticksPerQuarter_ = tempoMap_ ? tempoMap_->GetTicksPerQuarterNote() : 1;
   position_ = TicksToFrames(tick);
   loopFrom_ = loopTo_ = loopOffset_ = 0;
@@ -45,12 +48,14 @@ HRESULT CMFXTempo::OnStart(LONG tick) {
 }
 
 HRESULT CMFXTempo::OnLoop(LONG fromTick, LONG toTick) {
+  const double rate = AskRate();
   const std::lock_guard guard(tempoLock_);
+  rate_ = rate;
   loopFrom_ = TicksToFrames(fromTick);
   loopTo_ = TicksToFrames(toTick);
   loopFromTick_ = fromTick;
   loopToTick_ = toTick;
-  loopOffset_ += loopTo_ - loopFrom_;
+  loopOffset_ = WrappingSum(loopOffset_, WrappingDifference(loopTo_, loopFrom_));
   return S_OK;
 }
 
@@ -69,7 +74,13 @@ bool CMFXTempo::HasTempo() {
 
 void CMFXTempo::SkipFrames(std::int64_t frames) {
   const std::lock_guard guard(tempoLock_);
-  position_ += frames;
+  position_ = WrappingSum(position_, frames);
+}
+
+double CMFXTempo::AskRate() {
+  WAVEFORMATEX format{};
+  GetFormat(&format);
+  return format.nSamplesPerSec;
 }
 
 std::int64_t CMFXTempo::TicksToFrames(LONG tick) {
@@ -81,10 +92,7 @@ std::int64_t CMFXTempo::TicksToFrames(LONG tick) {
     return time.frames;
   }
   if (!tempoMap_) return 0;
-  WAVEFORMATEX format{};
-  GetFormat(&format);
-  const double rate = format.nSamplesPerSec;
-  return Truncate<std::int64_t>(rate / 1000 * tempoMap_->TicksToMsecs(tick) + 0.5);
+  return Truncate<std::int64_t>(rate_ / 1000 * tempoMap_->TicksToMsecs(tick) + 0.5);
 }
 
 LONG CMFXTempo::FramesToTicks(std::int64_t frames) {
@@ -96,10 +104,7 @@ LONG CMFXTempo::FramesToTicks(std::int64_t frames) {
     return time.ticks;
   }
   if (!tempoMap_) return 0;
-  WAVEFORMATEX format{};
-  GetFormat(&format);
-  const double rate = format.nSamplesPerSec;
-  return tempoMap_->MsecsToTicks(Truncate<std::int32_t>(static_cast<double>(frames) * 1000 / rate + 0.5));
+  return tempoMap_->MsecsToTicks(Truncate<std::int32_t>(static_cast<double>(frames) * 1000 / rate_ + 0.5));
 }
 
 void CMFXTempo::TakeTempo(int index, TempoInfo& info) {
@@ -143,10 +148,12 @@ void CMFXTempo::FollowMap(int count, PendingChange& pending, std::int64_t here, 
 }
 
 std::uint32_t CMFXTempo::AdvanceTempo(std::uint32_t frames, std::uint32_t, TempoInfo& info) {
+  const double rate = AskRate();
   const std::lock_guard guard(tempoLock_);
+  rate_ = rate;
   info = TempoInfo();
-  const std::int64_t here = position_ - loopOffset_;
-  std::int64_t end = here + frames;
+  const std::int64_t here = WrappingDifference(position_, loopOffset_);
+  std::int64_t end = WrappingSum(here, frames);
   const LONG tick = FramesToTicks(here);
   if (tempoMap_) {
     FollowMap(
@@ -182,8 +189,8 @@ std::uint32_t CMFXTempo::AdvanceTempo(std::uint32_t frames, std::uint32_t, Tempo
   }
   info.position = static_cast<double>(here);
   firstChunk_ = false;
-  const std::int64_t chunk = end - here;
-  position_ += chunk;
+  const std::int64_t chunk = WrappingDifference(end, here);
+  position_ = WrappingSum(position_, chunk);
   return static_cast<std::uint32_t>(chunk);
 }
 

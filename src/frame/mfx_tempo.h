@@ -54,6 +54,8 @@ class CMFXTempo : public IMfxSoftSynth {
     std::int64_t frame = 0;
   };
 
+  /// The stream's rate, asked before the lock is taken: the Transform has a lock of its own for it.
+  double AskRate();
   std::int64_t TicksToFrames(LONG tick);
   LONG FramesToTicks(std::int64_t frames);
   void TakeTempo(int index, TempoInfo& info);
@@ -64,6 +66,7 @@ class CMFXTempo : public IMfxSoftSynth {
 
   std::mutex tempoLock_;
   bool connected_ = false, running_ = false, firstChunk_ = true;
+  double rate_ = 0;  // frames per second, as of the call under way
   std::int64_t position_ = 0;
   std::int64_t loopFrom_ = 0, loopTo_ = 0, loopOffset_ = 0;
   LONG loopFromTick_ = 0, loopToTick_ = 0;

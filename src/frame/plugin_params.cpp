@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "audio/narrow.h"
+#include "audio/wrapping.h"
 #include "frame/row_values.h"
 
 namespace korva {
@@ -102,9 +103,7 @@ std::uint32_t CQvPlugInParams::NextChunk(std::uint32_t frames, std::uint32_t* fl
   std::uint32_t changed = 0;
   std::uint32_t chunk = frames;
   // A rate may be so low that a frame takes longer than can be counted; time then goes round.
-  const auto advance = [this](std::int64_t step) {
-    hostTime_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(hostTime_) + static_cast<std::uint64_t>(step));
-  };
+  const auto advance = [this](std::int64_t step) { hostTime_ = WrappingSum(hostTime_, step); };
   std::int64_t limit = Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5);
   const auto used = std::span(envelopes_).first(rows_.size());
   if (std::all_of(used.begin(), used.end(), [](const Envelope& envelope) { return envelope.empty(); })) {

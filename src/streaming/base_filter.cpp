@@ -8,7 +8,7 @@
 namespace korva {
 
 HRESULT CBaseFilter::NonDelegatingQueryInterface(REFIID iid, void** out) {
-  KORVA_ANSWER_OR(CUnknown, (AnswerInterface<IPersist, IMediaFilter, IBaseFilter>(this, iid, out)));
+  KORVA_ANSWER_OR(CUnknown, (AnswerInterface<IPersist, IMediaFilter, IBaseFilter, IAMovieSetup>(this, iid, out)));
 }
 
 HRESULT CBaseFilter::GetClassID(CLSID* classId) {
@@ -116,6 +116,18 @@ HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
 
 HRESULT CBaseFilter::QueryVendorInfo(LPWSTR*) {
   return E_NOTIMPL;
+}
+
+const FilterSetup* CBaseFilter::GetSetupData() {
+  const FilterRegistrar* const registrar = GetFilterRegistrar();
+  return registrar != nullptr ? registrar->find(classId_) : nullptr;
+}
+
+HRESULT CBaseFilter::Enter(bool enter) {
+  const FilterRegistrar* const registrar = GetFilterRegistrar();
+  if (registrar == nullptr) return E_NOTIMPL;
+  const FilterSetup* const setup = GetSetupData();
+  return setup != nullptr ? registrar->enter(*setup, enter) : S_FALSE;
 }
 
 HRESULT CBaseFilter::ReconnectPin(IPin* pin) {

@@ -6,6 +6,7 @@
 
 #include "platform/media.h"
 #include "streaming/com_ptr.h"
+#include "streaming/movie_setup.h"
 #include "streaming/unknown.h"
 
 namespace korva {
@@ -16,7 +17,7 @@ class CBasePin;
 ///
 /// `filterLock` is held across state changes and connections. The streaming path never takes it: state is read there
 /// as an atomic, so that a call downstream under the receive lock cannot wait on a state change.
-class CBaseFilter : public CUnknown, public IBaseFilter {
+class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
  public:
   CBaseFilter(IUnknown* outer, REFCLSID classId) : CUnknown(outer), classId_(classId) {}
 
@@ -39,6 +40,12 @@ class CBaseFilter : public CUnknown, public IBaseFilter {
   HRESULT JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
   HRESULT QueryVendorInfo(LPWSTR* vendorInfo) override;
 
+  /// What the system's list of filters is told about this one; null for a filter that only its own program knows.
+  virtual const FilterSetup* GetSetupData();
+  /// `E_NOTIMPL` where the system keeps no list of filters, `S_FALSE` with no setup record.
+  HRESULT Register() override { return Enter(true); }
+  HRESULT Unregister() override { return Enter(false); }
+
   FILTER_STATE state() const noexcept { return state_.load(); }
   bool IsStopped() const noexcept { return state() == State_Stopped; }
   LONG PinVersion() const noexcept { return pinVersion_.load(); }
@@ -55,6 +62,8 @@ class CBaseFilter : public CUnknown, public IBaseFilter {
   void PinsChanged() noexcept { pinVersion_.fetch_add(1); }
 
  private:
+  HRESULT Enter(bool enter);
+
   const CLSID classId_;
   std::recursive_mutex filterLock_;
   std::atomic<FILTER_STATE> state_{State_Stopped};

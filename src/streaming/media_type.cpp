@@ -5,6 +5,17 @@
 #include "platform/services.h"
 
 namespace korva {
+namespace {
+
+/// Whether two format blocks are the same. A block that claims a length and is not there is like no other.
+bool SameBlock(const AM_MEDIA_TYPE& left, const AM_MEDIA_TYPE& right) noexcept {
+  if (left.cbFormat != right.cbFormat) return false;
+  if (left.cbFormat == 0) return true;
+  return left.pbFormat != nullptr && right.pbFormat != nullptr &&
+         std::memcmp(left.pbFormat, right.pbFormat, left.cbFormat) == 0;
+}
+
+}  // namespace
 
 HRESULT CopyMediaType(AM_MEDIA_TYPE& target, const AM_MEDIA_TYPE& source) noexcept {
   AM_MEDIA_TYPE copy = source;
@@ -48,17 +59,14 @@ void DeleteMediaType(AM_MEDIA_TYPE* type) noexcept {
 
 bool SameMediaType(const AM_MEDIA_TYPE& left, const AM_MEDIA_TYPE& right) noexcept {
   return left.majortype == right.majortype && left.subtype == right.subtype && left.formattype == right.formattype &&
-         left.cbFormat == right.cbFormat &&
-         (left.cbFormat == 0 || std::memcmp(left.pbFormat, right.pbFormat, left.cbFormat) == 0);
+         SameBlock(left, right);
 }
 
 bool MatchesMediaType(const AM_MEDIA_TYPE& type, const AM_MEDIA_TYPE& wanted) noexcept {
   if (wanted.majortype != GUID_NULL && wanted.majortype != type.majortype) return false;
   if (wanted.subtype != GUID_NULL && wanted.subtype != type.subtype) return false;
   if (wanted.formattype == GUID_NULL) return true;
-  return wanted.formattype == type.formattype &&
-         (wanted.cbFormat == 0 ||
-          (wanted.cbFormat == type.cbFormat && std::memcmp(wanted.pbFormat, type.pbFormat, wanted.cbFormat) == 0));
+  return wanted.formattype == type.formattype && (wanted.cbFormat == 0 || SameBlock(wanted, type));
 }
 
 bool IsPartialMediaType(const AM_MEDIA_TYPE& type) noexcept {

@@ -114,10 +114,10 @@ HRESULT CTransInPlaceOutputPin::DecideAllocator(IMemInputPin& peer) {
 }
 
 void CTransInPlaceOutputPin::ShareAllocator(IMemAllocator* allocator, BOOL readOnly) {
-  if (readOnly != 0) return;
   ALLOCATOR_PROPERTIES wanted{};
   peer()->GetAllocatorRequirements(&wanted);
-  if (SUCCEEDED(Accommodate(*allocator, wanted)) && SUCCEEDED(peer()->NotifyAllocator(allocator, FALSE))) {
+  if (readOnly == 0 && SUCCEEDED(Accommodate(*allocator, wanted)) &&
+      SUCCEEDED(peer()->NotifyAllocator(allocator, FALSE))) {
     UseAllocator(allocator);
     return;
   }

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/block_holder.h"
+#include "host/outcome.h"
+#include "platform/media.h"
+#include "streaming/com_ptr.h"
+
+namespace korva {
+
+/// A live effect: its filter, and its parameters as a block. Empty when there was no memory.
+struct EffectInstance {
+  ComPtr<IBaseFilter> filter;
+  BlockHolder* parameters = nullptr;  ///< belongs to the filter
+};
+
+/// How long the audio is that an effect gets.
+struct MaterialLength {
+  double frames = 0;
+  std::uint32_t rate = 0;
+};
+
+/// A name that `--set` takes although no row has it.
+struct DerivedName {
+  const char* name;
+  const char* range;
+  const char* summary;
+};
+
+struct SongMap;
+
+/// What the rows of an effect cannot tell. Each part may be missing.
+struct EffectHabits {
+  std::span<const DerivedName> names = {};
+  /// Takes `name` with `text` if it is one that no row can hold. `taken` says whether it was.
+  Check (*setDerived)(std::string_view name, std::string_view text, const MaterialLength& material, void* block,
+                      bool& taken) = nullptr;
+  /// Brings the block in line after the row `row` was set.
+  void (*afterSet)(std::size_t row, void* block) = nullptr;
+  /// Frames out for each frame in.
+  double (*lengthFactor)(const void* block) = nullptr;
+  /// How long it can ring out, for an effect that gives its tail in one buffer and drops what does not fit. `song` is
+  /// null with no tempo; `moves`: automation may take the parameters anywhere.
+  double (*tailSeconds)(const void* block, const SongMap* song, bool moves) = nullptr;
+};
+
+struct EffectRow {
+  const EffectDescription& description;
+  EffectInstance (*create)();
+  const EffectHabits* habits = nullptr;  ///< null where the rows tell everything
+};
+
+/// Every effect that there is, in the order in which they are listed.
+std::span<const EffectRow> EffectTable() noexcept;
+
+/// The names of all effects.
+std::vector<std::string> EffectNames();
+/// The effect of a name, as `kWrong` the nearest ones.
+Outcome<const EffectRow*> FindEffect(std::string_view name);
+
+/// A new effect with its first preset; `kFailed` when there is no memory.
+Outcome<EffectInstance> CreateEffect(const EffectRow& effect);
+
+}  // namespace korva

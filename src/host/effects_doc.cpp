@@ -1,0 +1,48 @@
+#include <ostream>
+
+#include "frame/module_text.h"
+#include "host/listing.h"
+#include "host/nearest.h"
+#include "host/parameter_text.h"
+#include "qvkit/language.h"
+#include "qvkit/language_locales.h"
+
+namespace korva {
+
+Check WriteEffectsDoc(std::ostream& out) {
+  // The page is one for all readers, whoever writes it.
+  QvLang_UpdateLCID(ModuleLanguage(), kLanguageLocales[kEnglish], 0, 0);
+  out << "# Effects\n\nEvery effect with its parameters and presets, written by `korva docs`: change the description "
+         "rows, not this page.\nThe default is what preset 0 holds. *Ramp* and *jump* say what automation can do with "
+         "a parameter; *tempo* marks\nwhat follows a host's tempo once its tempo-sync switch is on.\n";
+  for (const EffectRow& effect : EffectTable()) {
+    const Outcome<EffectInstance> instance = CreateEffect(effect);
+    if (!instance) return instance.ending();
+    const EffectDescription& description = effect.description;
+    out << "\n## " << description.name << "\n\n"
+        << description.summary << "\n\n"
+        << "| Parameter | Range | Default | Automation | What it does |\n|---|---|---|---|---|\n";
+    const auto line = [&](const std::string& name, const std::string& range, const std::string& value,
+                          const std::string& movement, const std::string& summary) {
+      out << "| `" << name << "` | " << range << " | " << value << " | " << movement << " | " << summary << " |\n";
+    };
+    for (const ParamDescriptor& row : description.rows) {
+      line(row.name, RangeText(row), ValueText(row, description.presets.Block(0)), MovementText(effect, *instance, row),
+           row.summary);
+    }
+    if (effect.habits != nullptr) {
+      for (const DerivedName& name : effect.habits->names) line(name.name, name.range, "", "-", name.summary);
+    }
+    for (const ParamDescriptor& row : description.rows) {
+      const std::vector<std::string> choices = ChoiceNames(row);
+      if (!choices.empty()) out << "\n`" << row.name << "`: " << Joined(choices, ", ") << ".\n";
+    }
+    out << "\n| Preset | Name |\n|---|---|\n";
+    for (std::int32_t i = 0; i < description.presets.count(); ++i) {
+      out << "| " << i << " | " << PresetName(description, i) << " |\n";
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace korva

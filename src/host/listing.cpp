@@ -1,0 +1,116 @@
+#include "host/listing.h"
+
+#include <algorithm>
+#include <array>
+#include <ostream>
+
+#include "host/nearest.h"
+#include "host/number_text.h"
+#include "host/parameter_text.h"
+#include "host/state_file.h"
+#include "platform/media_params.h"
+#include "platform/tempo_host.h"
+
+namespace korva {
+namespace {
+
+/// How many columns a text takes: bytes that continue a character take none.
+std::size_t WidthOf(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+/// Writes rows of cells in columns, the last as it is.
+template <std::size_t N>
+void WriteTable(const std::vector<std::array<std::string, N>>& table, const std::string& margin, std::ostream& out) {
+  std::array<std::size_t, N> widths{};
+  for (const auto& row : table) {
+    for (std::size_t i = 0; i < N; ++i) widths[i] = std::max(widths[i], WidthOf(row[i]));
+  }
+  for (const auto& row : table) {
+    std::string line = margin;
+    for (std::size_t i = 0; i < N; ++i) {
+      line += row[i];
+      if (i + 1 < N) line += std::string(widths[i] - WidthOf(row[i]) + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out << line << "\n";
+  }
+}
+
+void WriteChoices(const ParamDescriptor& row, std::ostream& out) {
+  std::vector<std::string> choices = ChoiceNames(row);
+  if (choices.empty()) return;
+  for (std::size_t i = 0; i < choices.size(); ++i) {
+    choices[i] = NumberText(static_cast<double>(row.info.mpdMinValue) + static_cast<double>(i)) + " " + choices[i];
+  }
+  out << "\n" << row.name << ":\n";
+  for (const std::string& choice : choices) out << "  " << choice << "\n";
+}
+
+}  // namespace
+
+std::string MovementText(const EffectRow&, const EffectInstance& instance, const ParamDescriptor& row) {
+  if (!Query<IMediaParams>(instance.filter.Get())) return "-";
+  const bool ramps = (row.info.mopCaps & static_cast<MP_CAPS>(MP_CURVE_LINEAR)) != 0;
+  const bool follows = FollowsTempo(row) && Query<IMfxSoftSynth>(instance.filter.Get());
+  return std::string(ramps ? "ramp" : "jump") + (follows ? ", tempo" : "");
+}
+
+void ListEffects(std::ostream& out) {
+  std::vector<std::array<std::string, 2>> table;
+  for (const EffectRow& effect : EffectTable()) {
+    table.push_back({effect.description.name, effect.description.summary});
+  }
+  WriteTable(table, "", out);
+}
+
+Check ListParameters(const EffectRow& effect, std::ostream& out) {
+  const Outcome<EffectInstance> instance = CreateEffect(effect);
+  if (!instance) return instance.ending();
+  const EffectDescription& description = effect.description;
+  const void* const defaults = description.presets.Block(0);
+  const bool isAutomated = static_cast<bool>(Query<IMediaParams>(instance->filter.Get()));
+  const bool hasTempo = static_cast<bool>(Query<IMfxSoftSynth>(instance->filter.Get()));
+  out << description.name << ": " << description.summary << "\n\n";
+  std::vector<std::array<std::string, 5>> table{
+      {"NAME", "RANGE", "DEFAULT", isAutomated ? "AUTOMATION" : "", "WHAT IT DOES"}};
+  for (const ParamDescriptor& row : description.rows) {
+    const std::string movement = isAutomated ? MovementText(effect, *instance, row) : "";
+    table.push_back({row.name, RangeText(row), ValueText(row, defaults), movement, row.summary});
+  }
+  if (effect.habits != nullptr) {
+    for (const DerivedName& name : effect.habits->names) table.push_back({name.name, name.range, "", "", name.summary});
+  }
+  WriteTable(table, "", out);
+  for (const ParamDescriptor& row : description.rows) WriteChoices(row, out);
+  if (isAutomated) out << "\nramp: --automate moves it along any curve.  jump: it only jumps.\n";
+  if (hasTempo) out << "tempo: part of what follows --tempo or --tempo-map once its tempo-sync switch is on.\n";
+  return std::nullopt;
+}
+
+void ListPresets(const EffectRow& effect, std::ostream& out) {
+  std::vector<std::array<std::string, 2>> table;
+  for (std::int32_t i = 0; i < effect.description.presets.count(); ++i) {
+    table.push_back({std::to_string(i), PresetName(effect.description, i)});
+  }
+  WriteTable(table, "", out);
+}
+
+Check DescribeState(const std::string& path, std::ostream& out) {
+  const Outcome<StateRecord> record = ReadStateFile(path);
+  if (!record) return record.ending();
+  Outcome<EffectInstance> instance = CreateEffect(*record->effect);
+  if (!instance) return instance.ending();
+  if (const Check check = LoadState(*record, *instance)) return check;
+  const EffectDescription& description = record->effect->description;
+  out << description.name << ", " << (record->form == 0 ? "current form" : "older form") << ", " << record->bytes.size()
+      << " bytes\n";
+  const ParameterBlock block = ReadBlock(*instance);
+  std::vector<std::array<std::string, 2>> table;
+  for (const ParamDescriptor& row : description.rows) table.push_back({row.name, ValueText(row, block.data())});
+  WriteTable(table, "  ", out);
+  return std::nullopt;
+}
+
+}  // namespace korva

@@ -1,0 +1,140 @@
+#include <fcntl.h>
+#include <glib.h>  // before smf.h, which would take it for C
+#include <smf.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "host/output_file.h"
+#include "host/song.h"
+
+namespace korva {
+namespace {
+
+constexpr std::uintmax_t kLargestMidiFile = 64U << 20U;
+
+/// A change as the child process tells it.
+struct ToldChange {
+  std::int32_t tick, microsecondsPerQuarter, numerator, denominator;
+};
+
+/// What the child tells: the division, then the changes. Empty when it found no song.
+using Told = std::vector<ToldChange>;
+
+bool WriteTold(int descriptor, const ToldChange& change) {
+  return ::write(descriptor, &change, sizeof change) == static_cast<ssize_t>(sizeof change);
+}
+
+/// The child's whole life.
+[[noreturn]] void TellSong(int descriptor, const std::vector<char>& bytes) {
+  constexpr unsigned kMostSeconds = 20;
+  ::alarm(kMostSeconds);
+  // The library speaks its mind on standard error, and dies with a core file.
+  if (const int nowhere = ::open("/dev/null", O_WRONLY); nowhere >= 0) ::dup2(nowhere, STDERR_FILENO);
+  const rlimit none{};
+  ::setrlimit(RLIMIT_CORE, &none);
+  for (const int number : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE}) std::signal(number, SIG_DFL);
+  const smf_t* const song = smf_load_from_memory(bytes.data(), static_cast<int>(bytes.size()));
+  if (song == nullptr) ::_exit(1);
+  bool told = WriteTold(descriptor, {song->ppqn, 0, 0, 0});
+  for (int i = 0; told; ++i) {
+    const smf_tempo_t* const change = smf_get_tempo_by_number(song, i);
+    if (change == nullptr) ::_exit(0);
+    told = WriteTold(descriptor, {change->time_pulses, change->microseconds_per_quarter_note, change->numerator,
+                                  change->denominator});
+  }
+  ::_exit(1);
+}
+
+/// Reads the song in a process of its own: on some broken files the library ends the process that it runs in.
+Outcome<Told> LoadApart(const std::vector<char>& bytes) {
+  std::array<int, 2> ends{};
+  if (::pipe(ends.data()) != 0) return Failed(WithSystemReason("cannot read a MIDI file"));
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::close(ends[0]);
+    TellSong(ends[1], bytes);
+  }
+  ::close(ends[1]);
+  Told told;
+  ToldChange change{};
+  while (child > 0) {
+    const ssize_t got = ::read(ends[0], &change, sizeof change);
+    if (got < 0 && errno == EINTR) continue;
+    if (got != static_cast<ssize_t>(sizeof change)) break;
+    told.push_back(change);
+  }
+  ::close(ends[0]);
+  if (child < 0) return Failed(WithSystemReason("cannot read a MIDI file"));
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) told.clear();
+  return told;
+}
+
+Outcome<std::vector<char>> ReadWhole(const std::string& path) {
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (!file || error) return Failed("cannot open " + path + (error ? ": " + error.message() : ""));
+  if (size > kLargestMidiFile) return Failed(path + " is too large for a MIDI file");
+  std::vector<char> bytes(static_cast<std::size_t>(size));
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (file.gcount() != static_cast<std::streamsize>(bytes.size()))
+    return Failed(WithSystemReason("cannot read " + path));
+  return bytes;
+}
+
+void TakeChange(const ToldChange& change, SongMap& map) {
+  const std::int32_t tick = std::max(change.tick, 0);
+  constexpr double kMicrosecondsPerMinute = 6e7;
+  if (change.microsecondsPerQuarter > 0) {
+    const double bpm = kMicrosecondsPerMinute / change.microsecondsPerQuarter;
+    if (map.tempos.back().tick == tick) {
+      map.tempos.back().bpm = bpm;
+    } else if (map.tempos.back().bpm != bpm) {
+      map.tempos.push_back({tick, bpm});
+    }
+  }
+  int power = 0;
+  while (power < 6 && 1 << power < change.denominator) ++power;
+  if (change.numerator < 1 || 1 << power != change.denominator) return;
+  SongMap::Meter& last = map.meters.back();
+  if (last.tick == tick) {
+    last = {tick, change.numerator, power};
+  } else if (last.top != change.numerator || last.bottomPower != power) {
+    map.meters.push_back({tick, change.numerator, power});
+  }
+}
+
+}  // namespace
+
+Outcome<SongMap> ReadMidiSong(const std::string& path) {
+  Outcome<std::vector<char>> bytes = ReadWhole(path);
+  if (!bytes) return bytes.ending();
+  const Outcome<Told> told = LoadApart(*bytes);
+  if (!told) return told.ending();
+  if (told->empty()) return Failed(path + " is no MIDI file, or a broken one");
+  SongMap map;
+  map.ticksPerQuarter = told->front().tick;
+  if (map.ticksPerQuarter <= 0) return Failed(path + " counts in film frames and not in quarter notes");
+  for (std::size_t i = 1; i < told->size(); ++i) {
+    // Changes come in order; a file whose times run over would break that, and the maps rely on it.
+    if ((*told)[i].tick < map.tempos.back().tick || (*told)[i].tick < map.meters.back().tick) {
+      return Failed(path + " is a broken MIDI file: its times run backwards");
+    }
+    TakeChange((*told)[i], map);
+  }
+  return map;
+}
+
+}  // namespace korva

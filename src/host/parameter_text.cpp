@@ -1,0 +1,219 @@
+#include "host/parameter_text.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "frame/module_text.h"
+#include "frame/row_values.h"
+#include "host/nearest.h"
+#include "host/number_text.h"
+#include "platform/wide_text.h"
+#include "qvkit/language.h"
+#include "qvkit/language_locales.h"
+
+namespace korva {
+namespace {
+
+/// Texts in English, whatever the language in force: scripts rely on names that do not move.
+std::string EnglishText(std::int32_t id) {
+  struct Handle {
+    Handle() noexcept { QvLang_Open(&language, nullptr, kLanguageLocales[kEnglish], 0); }
+    ~Handle() { QvLang_Close(language); }
+    QvLanguage* language = nullptr;
+  };
+  static const Handle english;
+  return platform::ToUtf8(QvGetString(english.language, id));
+}
+
+std::string CurrentText(std::int32_t id) {
+  return platform::ToUtf8(ModuleText(id));
+}
+
+std::vector<std::string> SplitAtCommas(const std::string& text) {
+  std::vector<std::string> parts;
+  if (text.empty()) return parts;
+  std::size_t start = 0;
+  for (std::size_t comma = text.find(','); comma != std::string::npos; comma = text.find(',', start)) {
+    parts.push_back(text.substr(start, comma - start));
+    start = comma + 1;
+  }
+  parts.push_back(text.substr(start));
+  return parts;
+}
+
+std::ptrdiff_t IndexOfName(const std::vector<std::string>& names, std::string_view typed) {
+  const std::string wanted = Folded(typed);
+  if (wanted.empty()) return -1;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (Folded(names[i]) == wanted) return static_cast<std::ptrdiff_t>(i);
+  }
+  return -1;
+}
+
+bool IsWhole(const ParamDescriptor& row) {
+  return row.info.mpType == MPT_INT || row.info.mpType == MPT_ENUM;
+}
+
+/// A row's own display units to those that are typed and shown, which may be plainer: seconds for tenths of a second.
+double Factor(const ParamDescriptor& row) {
+  return std::round(static_cast<double>(row.commandFactor) * 1e6) / 1e6;
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
+  const std::string folded = Folded(text);
+  if (folded == "1" || folded == "on") return 1.0;
+  if (folded == "0" || folded == "off") return 0.0;
+  return Wrong(std::string(row.name) + " takes on or off, not \"" + std::string(text) + "\"");
+}
+
+}  // namespace
+
+std::string RangeText(const ParamDescriptor& row) {
+  if (row.info.mpType == MPT_BOOL) return "on or off";
+  const std::string unit = row.unit;
+  // The bounds are floats: 0.001 stands there as 0.001000000047.
+  const auto bound = [&](float value) { return NumberText(std::round(value * Factor(row) * 1e6) / 1e6); };
+  std::string text = bound(row.info.mpdMinValue) + " to " + bound(row.info.mpdMaxValue);
+  if (!unit.empty()) text += " " + unit;
+  return text;
+}
+
+std::string ValueText(const ParamDescriptor& row, const void* block) {
+  const double value = LoadDisplayValue(row, block);
+  if (row.info.mpType == MPT_BOOL) return value != 0 ? "on" : "off";
+  const std::string unit = row.unit;
+  std::string text = NumberText(value * Factor(row));
+  if (!unit.empty()) text += " " + unit;
+  const std::vector<std::string> names = ChoiceNames(row);
+  const double index = value - static_cast<double>(row.info.mpdMinValue);
+  if (index >= 0 && index < static_cast<double>(names.size())) text += " " + names[static_cast<std::size_t>(index)];
+  return text;
+}
+
+std::vector<std::string> ChoiceNames(const ParamDescriptor& row) {
+  return row.enumId < 0 ? std::vector<std::string>() : SplitAtCommas(CurrentText(row.enumId));
+}
+
+Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text) {
+  if (row.info.mpType == MPT_BOOL) return ParseSwitch(row, text);
+  const std::vector<std::string> names = ChoiceNames(row);
+  if (!names.empty()) {
+    std::ptrdiff_t index = IndexOfName(names, text);
+    if (index < 0) index = IndexOfName(SplitAtCommas(EnglishText(row.enumId)), text);
+    if (index >= 0) return static_cast<double>(index) + static_cast<double>(row.info.mpdMinValue);
+  }
+  const std::string unit = row.unit;
+  std::string_view digits = text;
+  if (!unit.empty() && EndsWith(Folded(digits), Folded(unit)) && EndsWith(digits, unit)) {
+    digits.remove_suffix(unit.size());
+    while (!digits.empty() && digits.back() == ' ') digits.remove_suffix(1);
+  }
+  const std::optional<double> shown = ParseNumber(digits);
+  const auto refused = [&](const std::string& why) {
+    return Wrong(std::string(row.name) + " takes " + RangeText(row) + why);
+  };
+  if (!shown) {
+    if (!names.empty())
+      return Wrong(UnknownName(std::string(row.name) + " has no choice", text, names, RangeText(row)));
+    return refused("; \"" + std::string(text) + "\" is no number");
+  }
+  const double value = *shown / Factor(row);
+  // Compared as the row's own floats, so that the bound that is shown is a value that may be typed.
+  const auto narrowed = static_cast<float>(value);
+  if (!(narrowed >= row.info.mpdMinValue && narrowed <= row.info.mpdMaxValue))
+    return refused(", not " + std::string(text));
+  if (IsWhole(row) && value != std::floor(value)) return refused(", whole numbers only");
+  return value;
+}
+
+void StoreDisplayValue(const ParamDescriptor& row, void* block, double value) {
+  if (row.storage != Storage::kDouble) {
+    StoreField(row, block, ToBlockUnits(row, static_cast<float>(value)));
+    return;
+  }
+  const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
+  const double stored = value * (static_cast<double>(row.externalMax) - row.externalMin) / range;
+  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &stored, sizeof stored);
+}
+
+Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name) {
+  const EffectDescription& description = effect.description;
+  std::vector<std::string> names;
+  for (std::size_t row = 0; row < description.rows.size(); ++row) {
+    if (name == description.rows[row].name) return row;
+    names.emplace_back(description.rows[row].name);
+  }
+  if (effect.habits != nullptr) {
+    for (const DerivedName& derived : effect.habits->names) names.emplace_back(derived.name);
+  }
+  return Wrong(UnknownName(std::string(description.name) + " has no parameter", name, names,
+                           "see korva params " + std::string(description.name)));
+}
+
+Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block) {
+  const std::string_view effectName = effect.description.name;
+  const std::size_t equals = setting.find('=');
+  if (equals == std::string_view::npos || equals == 0) {
+    return Wrong("--set takes NAME=VALUE, not \"" + std::string(setting) + "\"");
+  }
+  const std::string_view name = setting.substr(0, equals);
+  const std::string_view text = setting.substr(equals + 1);
+  const auto told = [&](const Ending& ending) {
+    return Ending{ending.exitCode, std::string(effectName) + ": " + ending.text};
+  };
+  if (effect.habits != nullptr && effect.habits->setDerived != nullptr) {
+    bool taken = false;
+    if (const Check check = effect.habits->setDerived(name, text, material, block, taken)) return told(*check);
+    if (taken) return std::nullopt;
+  }
+  const Outcome<std::size_t> row = FindRow(effect, name);
+  if (!row) return row.ending();
+  const ParamDescriptor& descriptor = effect.description.rows[*row];
+  const Outcome<double> value = ParseValue(descriptor, text);
+  if (!value) return told(value.ending());
+  StoreDisplayValue(descriptor, block, *value);
+  if (effect.habits != nullptr && effect.habits->afterSet != nullptr) effect.habits->afterSet(*row, block);
+  return std::nullopt;
+}
+
+Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text) {
+  const PresetTable& presets = effect.description.presets;
+  const std::string name = effect.description.name;
+  if (const std::optional<std::int64_t> index = ParseWhole(text)) {
+    if (*index >= 0 && *index < presets.count()) return static_cast<std::int32_t>(*index);
+    return Wrong(name + " has presets 0 to " + std::to_string(presets.count() - 1) + ", not " + std::string(text));
+  }
+  std::vector<std::string> current, english;
+  for (std::int32_t i = 0; i < presets.count(); ++i) {
+    current.push_back(CurrentText(presets.NameId(i)));
+    english.push_back(EnglishText(presets.NameId(i)));
+  }
+  for (const auto* names : {&current, &english}) {
+    if (const std::ptrdiff_t found = IndexOfName(*names, text); found >= 0) return static_cast<std::int32_t>(found);
+  }
+  return Wrong(UnknownName(name + " has no preset", text, current, "see korva presets " + name));
+}
+
+std::string PresetName(const EffectDescription& effect, std::int32_t index) {
+  return CurrentText(effect.presets.NameId(index));
+}
+
+ParameterBlock ReadBlock(const EffectInstance& effect) {
+  ParameterBlock block(effect.parameters->effect().blockSize);
+  effect.parameters->ReadBlock(block.data());
+  return block;
+}
+
+bool FollowsTempo(const ParamDescriptor& row) {
+  return EndsWith(row.name, "-note") || EndsWith(row.name, "-multiplier") || IsTempoSwitch(row);
+}
+
+bool IsTempoSwitch(const ParamDescriptor& row) {
+  return std::string_view(row.name).substr(0, 10) == "tempo-sync";
+}
+
+}  // namespace korva

@@ -1,0 +1,106 @@
+#include "host/pitchtime_habits.h"
+
+#include <cstring>
+
+#include "host/number_text.h"
+#include "pitchtime/pitchs_params.h"
+#include "pitchtime/time_params.h"
+
+namespace korva {
+namespace {
+
+enum InputFormatKind : std::int32_t { kAsPercentage, kAsTempo, kAsTime };
+
+constexpr double kLeastPercent = 50, kMostPercent = 500;
+
+/// A block works on a copy: it comes as bytes.
+template <class Block>
+Block Loaded(const void* bytes) {
+  Block block;
+  std::memcpy(&block, bytes, sizeof block);
+  return block;
+}
+
+void FollowSemitones(std::size_t row, void* bytes) {
+  if (row != kPitchsSemitones && row != kPitchsCents) return;
+  auto block = Loaded<PitchsParams>(bytes);
+  block.transposition = TranspositionOf(block.semitones, block.centTenths);
+  std::memcpy(bytes, &block, sizeof block);
+}
+
+double PitchsLengthFactor(const void* bytes) {
+  const auto block = Loaded<PitchsParams>(bytes);
+  return block.preserveDuration != 0 || !(block.transposition > 0) ? 1.0 : 1.0 / block.transposition;
+}
+
+double TimeLengthFactor(const void* bytes) {
+  return Loaded<TimeParams>(bytes).percentTimes100 / 10000.0;
+}
+
+bool IsPossible(double percentTimes100) {
+  return percentTimes100 >= kLeastPercent * 100 && percentTimes100 <= kMostPercent * 100;
+}
+
+/// "INITIAL:FINAL" in beats per minute.
+Check SetTempoPair(std::string_view text, TimeParams& block) {
+  const std::size_t colon = text.find(':');
+  const std::optional<double> initial = ParseNumber(text.substr(0, colon));
+  const std::optional<double> final = ParseNumber(text.substr(colon + 1));
+  constexpr double kMostTempo = 500;
+  if (!initial || !final || !(*initial > 0) || !(*final > 0) || *initial > kMostTempo) {
+    return Wrong("tempo takes INITIAL:FINAL in bpm, the initial one up to 500, not \"" + std::string(text) + "\"");
+  }
+  block.tempoTimes100 = static_cast<std::uint32_t>(*initial * 100 + 0.5);
+  const double percentTimes100 = PercentTimes100ForTempo(block.tempoTimes100, *final);
+  if (!IsPossible(percentTimes100)) {
+    return Wrong("tempo: from " + NumberText(*initial) + " bpm a final tempo of " + NumberText(*initial / 5) + " to " +
+                 NumberText(*initial * 2) + " can be reached, not " + NumberText(*final));
+  }
+  block.percentTimes100 = percentTimes100;
+  block.inputFormatKind = kAsTempo;
+  return std::nullopt;
+}
+
+Check SetDuration(std::string_view text, const MaterialLength& material, TimeParams& block) {
+  const std::optional<double> seconds = ParseDuration(text);
+  if (!seconds) return Wrong("duration takes a time such as 90, 1:30 or 1:02:30.5, not \"" + std::string(text) + "\"");
+  if (!(material.frames > 0) || material.rate == 0) {
+    return Wrong("duration needs an input whose length is known; percent does without");
+  }
+  const double final = FramesOfTime(*seconds * 1000, material.rate);
+  const double percentTimes100 = PercentTimes100ForFrames(material.frames, final);
+  if (!IsPossible(percentTimes100)) {
+    const double length = material.frames / material.rate;
+    return Wrong("duration: the input lasts " + DurationText(length) + ", so " +
+                 DurationText(length * kLeastPercent / 100) + " to " + DurationText(length * kMostPercent / 100) +
+                 " can be reached, not " + std::string(text));
+  }
+  block.percentTimes100 = percentTimes100;
+  block.initialSamples = HoldTimeInitialSamples(material.frames);
+  block.inputFormatKind = kAsTime;
+  return std::nullopt;
+}
+
+Check SetTimeDerived(std::string_view name, std::string_view text, const MaterialLength& material, void* bytes,
+                     bool& taken) {
+  const bool isPair = name == "tempo" && text.find(':') != std::string_view::npos;
+  taken = isPair || name == "duration";
+  if (!taken) return std::nullopt;
+  auto block = Loaded<TimeParams>(bytes);
+  if (Check check = isPair ? SetTempoPair(text, block) : SetDuration(text, material, block)) return check;
+  std::memcpy(bytes, &block, sizeof block);
+  return std::nullopt;
+}
+
+constexpr DerivedName kTimeNames[] = {
+    {"tempo", "INITIAL:FINAL", "a pair of tempos in bpm sets percent, such as 120:90"},
+    {"duration", "[[H:]M:]S", "the final length as a time sets percent, such as 1:30"},
+};
+
+}  // namespace
+
+const EffectHabits kPitchsHabits = {.afterSet = &FollowSemitones, .lengthFactor = &PitchsLengthFactor};
+const EffectHabits kTimeHabits = {
+    .names = kTimeNames, .setDerived = &SetTimeDerived, .lengthFactor = &TimeLengthFactor};
+
+}  // namespace korva

@@ -1,0 +1,259 @@
+#include "frame/envelope.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "frame_rig.h"
+
+namespace korva {
+namespace {
+
+constexpr REFERENCE_TIME kSecond = 10'000'000;
+constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr ValueRange kRange{-100, 100};
+constexpr std::uint32_t kInside = Envelope::kInside, kChanged = Envelope::kChanged;
+
+MP_CURVE_TYPE Curve(int value) {
+  return static_cast<MP_CURVE_TYPE>(value);
+}
+
+struct Point {
+  std::int64_t time;
+  std::uint32_t result;
+  float value;
+  std::int64_t until = 0;
+};
+
+// Every point in turn on one envelope: the results depend on where time came from.
+void Follow(const char* what, const std::vector<MP_ENVELOPE_SEGMENT>& segments, const std::vector<Point>& points) {
+  Envelope envelope;
+  envelope.value = 77;
+  ASSERT_EQ(envelope.Add(segments.data(), static_cast<std::uint32_t>(segments.size())), S_OK);
+  for (const Point& point : points) {
+    std::int64_t until = 0;
+    EXPECT_EQ(envelope.Evaluate(point.time, 1.0, kRange, until), point.result) << what << " at " << point.time;
+    EXPECT_EQ(envelope.value, point.value) << what << " at " << point.time;
+    EXPECT_EQ(envelope.inSegment, (point.result & kInside) != 0) << what << " at " << point.time;
+    EXPECT_EQ(until, point.until) << what << " at " << point.time;
+  }
+}
+
+TEST(Envelope, CurvesHaveTheirShapes) {
+  const struct {
+    const char* what;
+    int curve;
+    float quarter, half;
+    bool moves;
+  } rows[] = {
+      {"linear", MP_CURVE_LINEAR, 4, 6, true},
+      {"square", MP_CURVE_SQUARE, 2.5F, 4, true},
+      {"inverse square", MP_CURVE_INVSQUARE, 5.5F, 8, true},
+      {"jump", MP_CURVE_JUMP, 2, 2, false},
+      {"sine, as a jump", MP_CURVE_SINE, 2, 2, false},
+      {"no curve at all", 0x7FFF, 2, 2, false},
+  };
+  for (const auto& row : rows) {
+    // From 2 to 10 over a second that begins at three.
+    const std::uint32_t going = row.moves ? kInside | kChanged : kInside;
+    Follow(row.what, {Segment(3 * kSecond, 4 * kSecond, 2, 10, Curve(row.curve))},
+           {{3 * kSecond - 1, 0, 77},
+            {3 * kSecond, kInside | kChanged, 2, kSecond},
+            {3 * kSecond + kSecond / 4, going, row.quarter, 3 * kSecond / 4},
+            {3 * kSecond + kSecond / 2, going, row.half, kSecond / 2},
+            {4 * kSecond, kChanged, row.half},  // it rests where it was last worked out
+            {4 * kSecond + 1, 0, row.half},
+            {3 * kSecond, kInside | kChanged, 2, kSecond}});
+  }
+}
+
+TEST(Envelope, SegmentsThatMeanNothingChangeNothingAndEndNowhere) {
+  const float stands = 77;
+  const struct {
+    const char* what;
+    std::vector<MP_ENVELOPE_SEGMENT> segments;
+    std::vector<Point> points;
+  } rows[] = {
+      {"no length", {Segment(5, 5, 1, 2)}, {{4, 0, stands}, {5, kChanged, stands}, {6, 0, stands}}},
+      {"end before start", {Segment(10, 2, 1, 2)}, {{1, 0, stands}, {5, 0, stands}, {12, 0, stands}, {5, 0, stands}}},
+      {"not a number", {Segment(0, 10, kNan, 2)}, {{0, kInside | kChanged, stands, 10}}},
+      {"to not a number", {Segment(0, 10, 1, kNan)}, {{0, kInside | kChanged, stands, 10}}},
+      {"above the range", {Segment(0, 10, 1e30F, 1e30F)}, {{0, kInside | kChanged, 100, 10}}},
+      {"to infinity", {Segment(0, 10, 0, kInfinity)}, {{5, kInside | kChanged, 100, 5}}},
+      {"below the range", {Segment(0, 10, -kInfinity, 0, MP_CURVE_JUMP)}, {{5, kInside | kChanged, -100, 5}}},
+      {"all of time",
+       {Segment(kLeast, kMost, -1, 1)},
+       {{kLeast, kInside | kChanged, -1, kMost}, {0, kInside | kChanged, 0, kMost}, {kMost, kChanged, 0}}},
+      {"unsorted",
+       {Segment(20, 30, 1, 1, MP_CURVE_JUMP), Segment(0, 10, 2, 2, MP_CURVE_JUMP)},
+       {{5, 0, stands}, {25, kInside | kChanged, 1, 5}, {5, 0, 1}, {40, 0, 1}}},
+      {"two at once, added together",
+       {Segment(0, 20, 1, 1, MP_CURVE_JUMP), Segment(0, 20, 2, 2, MP_CURVE_JUMP)},
+       {{5, kInside | kChanged, 1, 15}, {5, kInside, 1, 15}}},
+  };
+  for (const auto& row : rows) Follow(row.what, row.segments, row.points);
+}
+
+TEST(Envelope, NewSegmentsDriveOutWhatTheyOverlapWhole) {
+  const struct {
+    const char* what;
+    MP_ENVELOPE_SEGMENT added;
+    std::vector<std::pair<std::int64_t, float>> points;  // 77 where nothing stands
+  } rows[] = {
+      // On 10..20 = 1, 20..30 = 2, 40..50 = 3.
+      {"beside them", Segment(30, 40, 9, 9, MP_CURVE_JUMP), {{15, 1}, {25, 2}, {35, 9}, {45, 3}}},
+      {"into one", Segment(29, 31, 9, 9, MP_CURVE_JUMP), {{15, 1}, {25, 77}, {30, 9}, {45, 3}}},
+      {"across two", Segment(19, 21, 9, 9, MP_CURVE_JUMP), {{11, 77}, {20, 9}, {29, 77}, {45, 3}}},
+      {"over all", Segment(0, 99, 9, 9, MP_CURVE_JUMP), {{5, 9}, {15, 9}, {98, 9}}},
+      {"before all", Segment(0, 10, 9, 9, MP_CURVE_JUMP), {{5, 9}, {15, 1}, {25, 2}, {45, 3}}},
+  };
+  for (const auto& row : rows) {
+    for (const auto& [time, expected] : row.points) {
+      Envelope envelope;
+      const MP_ENVELOPE_SEGMENT old[] = {Segment(10, 20, 1, 1, MP_CURVE_JUMP), Segment(20, 30, 2, 2, MP_CURVE_JUMP),
+                                         Segment(40, 50, 3, 3, MP_CURVE_JUMP)};
+      ASSERT_EQ(envelope.Add(old, 3), S_OK);
+      ASSERT_EQ(envelope.Add(&row.added, 1), S_OK);
+      envelope.value = 77;
+      std::int64_t until = 0;
+      envelope.Evaluate(time, 1.0, kRange, until);
+      EXPECT_EQ(envelope.value, expected) << row.what << " at " << time;
+    }
+  }
+  Envelope envelope;
+  const MP_ENVELOPE_SEGMENT old[] = {Segment(10, 20, 1, 1), Segment(20, 30, 2, 2)};
+  ASSERT_EQ(envelope.Add(old, 2), S_OK);
+  envelope.Flush(29, 30);
+  envelope.Flush(20, 20);
+  EXPECT_FALSE(envelope.empty());
+  envelope.Flush(12, 13);
+  EXPECT_TRUE(envelope.empty());
+}
+
+TEST(Envelope, TheHandOverridesItAndItsReleaseIsTold) {
+  Envelope envelope;
+  const auto segment = Segment(0, 100, 5, 5, MP_CURVE_JUMP);
+  ASSERT_EQ(envelope.Add(&segment, 1), S_OK);
+  std::int64_t until = 0;
+  envelope.value = 77;
+  envelope.captured = true;
+  EXPECT_EQ(envelope.Evaluate(50, 1.0, kRange, until), 0U);
+  EXPECT_EQ(envelope.value, 77);
+  envelope.captured = false;
+  envelope.releasePending = true;
+  EXPECT_EQ(envelope.Evaluate(50, 1.0, kRange, until), kInside | kChanged);
+  EXPECT_EQ(envelope.value, 5);
+  EXPECT_EQ(envelope.Evaluate(51, 1.0, kRange, until), kInside);
+  // Outside of every segment too.
+  envelope.releasePending = true;
+  EXPECT_EQ(envelope.Evaluate(500, 1.0, kRange, until), kChanged);
+  EXPECT_EQ(envelope.Evaluate(501, 1.0, kRange, until), 0U);
+  // Segments that vanish under a ramp are told once.
+  const auto ramp = Segment(0, 100, 5, 6);
+  ASSERT_EQ(envelope.Add(&ramp, 1), S_OK);
+  EXPECT_EQ(envelope.Evaluate(50, 1.0, kRange, until), kInside | kChanged);
+  envelope.Flush(0, 100);
+  EXPECT_EQ(envelope.Evaluate(51, 1.0, kRange, until), kChanged);
+  EXPECT_EQ(envelope.Evaluate(52, 1.0, kRange, until), 0U);
+}
+
+TEST(Envelope, TimeMayJumpAnywhereAmongTenThousandSegments) {
+  Envelope envelope;
+  std::vector<MP_ENVELOPE_SEGMENT> segments;
+  // Half of the time stands in gaps.
+  for (int i = 0; i < 10000; ++i) {
+    segments.push_back(Segment(i * 100, i * 100 + 50, static_cast<float>(i % 90), 0, MP_CURVE_JUMP));
+  }
+  ASSERT_EQ(envelope.Add(segments.data(), 10000), S_OK);
+  std::mt19937 random(4);
+  std::int64_t until = 0;
+  for (int i = 0; i < 2000; ++i) {
+    const std::int64_t time = static_cast<std::int64_t>(random() % 1'100'000) - 50'000;
+    envelope.value = -5;
+    envelope.Evaluate(time, 1.0, kRange, until);
+    const bool inside = time >= 0 && time < 1'000'000 && time % 100 < 50;
+    EXPECT_EQ(envelope.inSegment, inside) << time;
+    EXPECT_EQ(envelope.value, inside ? static_cast<float>(time / 100 % 90) : -5) << time;
+  }
+}
+
+TEST(NextChunk, CutsAtTwentyMillisecondsAndAtTheEndOfTheSegmentInForce) {
+  const struct {
+    const char* what;
+    std::vector<MP_ENVELOPE_SEGMENT> segments;
+    std::uint32_t frames;
+    std::vector<std::uint32_t> chunks;
+  } rows[] = {
+      {"no segment", {}, 5000, {5000}},
+      {"far in the future", {Segment(kSecond, 2 * kSecond, 1, 2)}, 2200, {960, 960, 280}},
+      {"ends in 10 ms", {Segment(-kSecond, 100'000, 1, 2)}, 2000, {480, 960, 560}},
+      // A coming segment is met where the next chunk begins.
+      {"begins in 10 ms", {Segment(100'000, 300'000, 1, 2)}, 2400, {960, 480, 960}},
+      {"shorter than a frame", {Segment(-1, 1, 1, 2)}, 100, {1, 99}},
+      {"two that meet", {Segment(0, 50'000, 1, 2), Segment(50'000, 90'000, 1, 2)}, 1000, {240, 192, 568}},
+  };
+  for (const auto& row : rows) {
+    BareStore store;
+    store.StartTime(48000);
+    auto segments = row.segments;
+    if (!segments.empty()) {
+      ASSERT_EQ(store.AddEnvelope(kChorusModDepth, static_cast<DWORD>(segments.size()), segments.data()), S_OK);
+    }
+    std::uint32_t left = row.frames;
+    for (const std::uint32_t chunk : row.chunks) {
+      std::uint32_t flags = 0;
+      EXPECT_EQ(store.NextChunk(left, &flags, 1.0), chunk) << row.what << " with " << left << " left";
+      left -= chunk;
+    }
+    EXPECT_EQ(left, 0U) << row.what;
+  }
+}
+
+TEST(NextChunk, AddsTheBitOfEachRowThatMoved) {
+  BareStore store;
+  store.StartTime(48000);
+  std::uint32_t flags = 0;
+  store.NextChunk(100, &flags, 1.0);
+  EXPECT_EQ(flags, 0U);
+  auto rate = Segment(0, kSecond, 1, 2);
+  auto delay = Segment(0, kSecond, 50, 50, MP_CURVE_JUMP);
+  store.AddEnvelope(kChorusModRate, 1, &rate);
+  store.AddEnvelope(kChorusDelay, 1, &delay);
+  store.NextChunk(100, &flags, 1.0);
+  EXPECT_EQ(flags, 3U);
+  flags = 0;
+  store.NextChunk(100, &flags, 1.0);
+  EXPECT_EQ(flags, 1U);  // the jump stands
+  // Emptied while it moved: told once more, by the short form.
+  store.FlushEnvelope(0xFFFFFFFF, kLeast, kMost);
+  flags = 0;
+  EXPECT_EQ(store.NextChunk(10000, &flags, 1.0), 10000U);
+  EXPECT_EQ(flags, 1U);
+  store.NextChunk(100, nullptr, 1.0);
+}
+
+TEST(NextChunk, NoRateAndNoTimeCanHoldItUp) {
+  for (const std::uint32_t rate : {0U, 1U, 7U, 44100U, 768000U, 20'000'000U, 0xFFFFFFFFU}) {
+    for (const REFERENCE_TIME time : {REFERENCE_TIME{0}, kMost, kLeast}) {
+      for (const bool automated : {false, true}) {
+        BareStore store;
+        store.StartTime(rate);
+        store.SetHostTime(time);
+        auto segment = Segment(kLeast, kMost, 1, 2);
+        if (automated) store.AddEnvelope(kChorusModDepth, 1, &segment);
+        for (int i = 0; i < 3; ++i) {
+          EXPECT_GE(store.NextChunk(1000, nullptr, 1.0), 1U) << rate;
+          EXPECT_GE(store.NextChunk(0xFFFFFFFFU, nullptr, 1.0), 1U) << rate;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korva

@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+
+#include "frame/row_values.h"
+#include "frame_rig.h"
+#include "support/test_graph.h"
+
+namespace korva {
+namespace {
+
+TEST(Conversion, EveryBlockValueOfEveryRowSurvivesTheRoundTrip) {
+  BareStore store;
+  for (std::size_t row = 0; row < kChorusEffect.rows.size(); ++row) {
+    const ParamDescriptor& r = kChorusEffect.rows[row];
+    store.WriteOne(row, r.externalMax);
+    for (std::int32_t value = r.externalMin; value <= r.externalMax; ++value) {
+      EXPECT_EQ(store.WriteOne(row, value), r.externalMin != r.externalMax) << r.name << ' ' << value;
+      ASSERT_EQ(store.ReadOne(row), value) << r.name;
+      EXPECT_FALSE(store.WriteOne(row, value)) << r.name << ' ' << value;
+    }
+  }
+}
+
+TEST(Conversion, HalvesRoundAwayFromZeroAndAnyValueIsHeldToTheRow) {
+  BareStore store;
+  const struct {
+    std::size_t row;
+    float table;
+    std::int32_t block;
+  } rows[] = {
+      {kChorusModDepth, 50.5F, 51}, {kChorusModDepth, 50.49F, 50}, {kChorusDryOut, -6.05F, -61},
+      {kChorusDryOut, -6.04F, -60}, {kChorusDryOut, 0.0F, 0},      {kChorusModRate, 0.0014F, 1},
+      {kChorusModRate, 0.0016F, 2}, {kChorusDelay, 99.96F, 1000},  {kChorusModPeriodMultiplier, 32.0F, 32000},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(store.SetParam(static_cast<DWORD>(row.row), row.table), S_OK) << row.table;
+    EXPECT_EQ(store.ReadOne(row.row), row.block) << row.table;
+  }
+  for (const std::int32_t value :
+       {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+    for (std::size_t row = 0; row < kChorusEffect.rows.size(); ++row) {
+      const ParamDescriptor& r = kChorusEffect.rows[row];
+      store.WriteOne(row, value);
+      EXPECT_EQ(store.ReadOne(row), value < 0 ? r.externalMin : r.externalMax) << r.name;
+    }
+  }
+}
+
+TEST(Callback, HearsWholeCapturesInOrderAndNothingOfEqualValues) {
+  BareStore store;
+  ListeningHost host;
+  host.store = &store;
+  EXPECT_EQ(store.SetUICallback(&host), S_OK);
+  store.WriteOne(kChorusFeedback, 40);
+  EXPECT_EQ(host.Take(), "begin 3, changed 3=400, end 3");
+  store.WriteOne(kChorusFeedback, 40);
+  store.WriteOne(kChorusFeedback, 40);
+  EXPECT_EQ(host.Take(), "");
+  EXPECT_EQ(store.BeginEdit(kChorusFeedback), 0);
+  EXPECT_EQ(store.BeginEdit(kChorusFeedback), 1);
+  store.WriteOne(kChorusFeedback, 41);
+  store.WriteOne(kChorusFeedback, 42);
+  EXPECT_EQ(store.EndEdit(kChorusFeedback), 0);
+  EXPECT_EQ(store.EndEdit(kChorusFeedback), 1);
+  EXPECT_EQ(host.Take(), "begin 3, changed 3=410, changed 3=420, end 3");
+  EXPECT_EQ(store.SetParam(kChorusFeedback, 12), S_OK);
+  EXPECT_EQ(host.Take(), "");  // the host knows what it has set
+
+  ChorusParams block{};
+  store.ReadAll(&block);
+  store.WriteAll(&block);  // neutral values are not exact in block units
+  host.Take();
+  block.feedback = 13;
+  store.WriteAll(&block);
+  std::string expected;
+  for (int row = 0; row < 16; ++row) expected.append("begin ").append(std::to_string(row)).append(", ");
+  expected += "changed 3=130";
+  for (int row = 0; row < 16; ++row) expected.append(", end ").append(std::to_string(row));
+  EXPECT_EQ(host.Take(), expected);
+  EXPECT_EQ(host.references, 1U);
+  store.SetUICallback(nullptr);
+  EXPECT_EQ(host.references, 0U);
+}
+
+TEST(Flags, OnlyAChangeRaisesThem) {
+  Owned<CQvChorus> chorus;
+  const auto flags = [&] {
+    const std::uint32_t raised = chorus->paramsChanged * 2 + chorus->stateDirty;
+    chorus->paramsChanged = 0;
+    chorus->stateDirty = 0;
+    return raised;
+  };
+  EXPECT_EQ(flags(), 2U);  // a new filter: to be picked up, nothing to save
+  const auto params = chorus.As<IMediaParams>();
+  ChorusParams block{};
+  LONG value = 0;
+  const struct {
+    const char* what;
+    std::uint32_t raised;
+    std::function<HRESULT()> act;
+  } steps[] = {
+      {"Set of the value in force", 0, [&] { return chorus->SetDelay(400); }},
+      {"Set of another", 3, [&] { return chorus->SetDelay(500); }},
+      {"Set past the range", 3, [&] { return chorus->SetDelay(5000); }},
+      {"Set past it again", 0, [&] { return chorus->SetDelay(1000000); }},
+      {"Get", 0, [&] { return chorus->GetDelay(&value); }},
+      {"SetParams of the values in force", 3,
+       [&] {
+         chorus->GetParams(&block);
+         return chorus->SetParams(&block);
+       }},
+      {"BeginEdit", 0, [&] { return chorus->BeginEditDelay(); }},
+      {"EndEdit with nothing moved", 2, [&] { return chorus->EndEditDelay(); }},
+      {"SetParam of another value", 3, [&] { return params->SetParam(kChorusDelay, 7); }},
+      {"SetParam of that value", 0, [&] { return params->SetParam(kChorusDelay, 7) == S_FALSE ? S_OK : E_FAIL; }},
+      {"SetParam out of range", 0, [&] { return params->SetParam(kChorusDelay, 101) == E_INVALIDARG ? S_OK : E_FAIL; }},
+      {"the reserved word", 0,
+       [&] {
+         chorus->SetReserved(77);
+         chorus->GetReserved(&value);
+         return value == 77 ? S_OK : E_FAIL;
+       }},
+      {"the operation that reads zero", 0,
+       [&] {
+         chorus->ReadZero(&value);
+         return value == 0 ? chorus->TakeAndLeaveLock() : E_FAIL;
+       }},
+  };
+  for (const auto& step : steps) {
+    EXPECT_EQ(step.act(), S_OK) << step.what;
+    EXPECT_EQ(flags(), step.raised) << step.what;
+  }
+}
+
+TEST(PropertyInterface, SlotsStandInTheTabledOrder) {
+  // The interface as a host without our headers sees it: a table of functions.
+  Owned<CQvChorus> chorus;
+  IQvChorusProp2* const property = chorus.Get();
+  using Slot = HRESULT (*)(void*, LONG*);
+  const auto* const table = *reinterpret_cast<Slot* const*>(property);
+  ChorusParams block{-10, -20, -30, 2, 40, 1, 500, 6000, 70, 1, 8000, 1, 1, 9, 10000, 1};
+  property->SetParams(&block);
+  const LONG groups[] = {-10, -20, -30, 2, 40, 1, 500, 6000, 70, 1, 8000, 1, 9, 10000, 1, 1};
+  for (std::size_t group = 0; group < 16; ++group) {
+    LONG value = -1;
+    EXPECT_EQ(table[7 + 5 * group](property, &value), 0);
+    EXPECT_EQ(value, groups[group]) << "group " << group + 1;
+  }
+  LONG value = 5;
+  EXPECT_EQ(table[88](property, &value), 0);
+  EXPECT_EQ(value, 0);
+  property->SetReserved(31);
+  EXPECT_EQ(table[90](property, &value), 0);
+  EXPECT_EQ(value, 31);
+  EXPECT_EQ(table[91](property, nullptr), 0);  // no tempo
+  // The two words that differ from another group only in their place.
+  property->SetBypass(0);
+  EXPECT_EQ(table[7 + 5 * 15](property, &value), 0);
+  EXPECT_EQ(value, 0);
+}
+
+TEST(Notices, GoToTheWindowsThatAreRegisteredAndAlive) {
+  Owned<CQvChorus> chorus;
+  platform::NoticeWindow first, third;
+  auto second = std::make_unique<platform::NoticeWindow>();
+  EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 0), S_OK);  // unknown and taken out: nothing happens
+  EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 7), S_OK);
+  EXPECT_EQ(chorus->SetNotifyWindow(second->Handle(), 8), S_OK);
+  EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 9), E_OUTOFMEMORY);
+  EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 0), S_OK);
+  EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 70), S_OK);
+  chorus->SetPreset(2);
+  chorus.As<IMediaParams>()->SetParam(kChorusDelay, 7);
+  chorus->SetDelay(100);  // a page tells itself
+  EXPECT_EQ(Notices(first), "100/70 0/70");
+  EXPECT_EQ(Notices(*second), "100/8 0/8");
+  EXPECT_EQ(Notices(third), "");
+  // A dead window keeps its slot until the next notice.
+  second.reset();
+  EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 9), E_OUTOFMEMORY);
+  chorus->SetPreset(0);
+  EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 9), S_OK);
+  EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 0), S_OK);
+  EXPECT_EQ(Notices(first), "100/70");
+  {
+    TestGraph graph(*chorus, MakeFormat(SampleFormat::kPcm16, 2, 48000));
+    EXPECT_EQ(Notices(third), "0/9 1/9");
+  }
+  EXPECT_EQ(Notices(first), "");
+}
+
+TEST(Format, IsKnownFromTheInputsConnectionToItsEnd) {
+  Owned<CQvChorus> chorus;
+  WAVEFORMATEX format{};
+  EXPECT_EQ(chorus->GetFormat(&format), VFW_E_NOT_CONNECTED);
+  EXPECT_EQ(chorus->GetFormat(nullptr), E_POINTER);
+  {
+    // An extensible block that lies about its derived fields.
+    WAVEFORMATEXTENSIBLE block{};
+    block.Format = {WAVE_FORMAT_EXTENSIBLE, 2, 48000, 1, 99, 32, 22};
+    block.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+    AM_MEDIA_TYPE type{};
+    type.majortype = MEDIATYPE_Audio;
+    type.formattype = FORMAT_WaveFormatEx;
+    type.cbFormat = sizeof block;
+    type.pbFormat = reinterpret_cast<BYTE*>(&block);
+    Owned<SourceFilter> source;
+    ASSERT_EQ(source->pin.Connect(chorus->GetPin(0), &type), S_OK);
+    ASSERT_EQ(chorus->GetFormat(&format), S_OK);
+    EXPECT_EQ(format.wFormatTag, 3);
+    EXPECT_EQ(format.nBlockAlign, 8);
+    EXPECT_EQ(format.nAvgBytesPerSec, 384000U);
+    EXPECT_EQ(format.cbSize, 0);
+    source->pin.Disconnect();
+    chorus->GetPin(0)->Disconnect();
+  }
+  EXPECT_EQ(chorus->GetFormat(&format), VFW_E_NOT_CONNECTED);
+  for (const std::uint16_t channels : {std::uint16_t{0}, std::uint16_t{33}}) {
+    CMediaType refused;
+    refused.SetWave(MakeFormat(SampleFormat::kPcm16, channels, 48000));
+    EXPECT_EQ(chorus->CheckInputType(refused.get()), E_INVALIDARG);
+    EXPECT_EQ(chorus->GetPin(0)->QueryAccept(&refused.get()), S_FALSE);
+  }
+  CMediaType compressed;
+  compressed.SetWave(MakeFormat(SampleFormat::kPcm16, 2, 0));
+  EXPECT_EQ(chorus->CheckInputType(compressed.get()), S_OK);  // the rate is nobody's concern
+  compressed.get().bTemporalCompression = TRUE;
+  EXPECT_EQ(chorus->CheckInputType(compressed.get()), E_INVALIDARG);
+  EXPECT_EQ(chorus->CQvInPlaceFilter::GetMediaType(0, compressed), E_UNEXPECTED);
+}
+
+// The output side may be offered a type that the far source would change to; when that comes to nothing, the stream
+// must still run in the type of the input's connection.
+TEST(Format, AnOutputThatIsRefusedLeavesTheInputsFormat) {
+  Owned<CQvChorus> chorus;
+  Owned<SourceFilter> source;
+  Owned<SinkFilter> sink;
+  source->pin.refuseOtherTypes = false;
+  CMediaType stereo, mono;
+  stereo.SetWave(MakeFormat(SampleFormat::kFloat64, 2, 44100));
+  mono.SetWave(MakeFormat(SampleFormat::kPcm8, 1, 8000));
+  ASSERT_EQ(source->pin.Connect(chorus->GetPin(0), &stereo.get()), S_OK);
+  EXPECT_TRUE(FAILED(chorus->GetPin(1)->Connect(&sink->pin, &mono.get())));
+  WAVEFORMATEX format{};
+  ASSERT_EQ(chorus->GetFormat(&format), S_OK);
+  EXPECT_EQ(format.nBlockAlign, 16);
+  for (IPin* pin : {static_cast<IPin*>(&source->pin), static_cast<IPin*>(chorus->GetPin(0))}) pin->Disconnect();
+}
+
+}  // namespace
+}  // namespace korva

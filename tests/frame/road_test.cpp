@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "frame_rig.h"
+#include "support/test_graph.h"
+#include "support/test_song.h"
+
+namespace korva {
+namespace {
+
+const FormatRecord kStereo = MakeFormat(SampleFormat::kFloat32, 2, 48000);
+constexpr REFERENCE_TIME kSecond = 10'000'000;
+
+TEST(GraphRoad, SamplesKeepTheirTimesAndLoseOnlyPartFrames) {
+  Owned<CQvChorus> chorus;
+  TestGraph graph(*chorus, kStereo);
+  ASSERT_EQ(graph.Start(), S_OK);
+  for (const std::size_t length : {0, 1, 7, 8, 15, 801}) {
+    graph.sink->pin.arrivals.clear();
+    EXPECT_EQ(graph.Send(Bytes(length), {5000, false, false}), S_OK);
+    ASSERT_EQ(graph.sink->pin.arrivals.size(), 1U) << length;
+    EXPECT_EQ(graph.sink->pin.arrivals[0].bytes, length / 8 * 8);
+    EXPECT_EQ(graph.sink->pin.arrivals[0].start, 5000);
+  }
+  graph.source->pin.DeliverEndOfStream();
+  EXPECT_EQ(graph.sink->pin.events, "sample sample sample sample sample sample end ");  // and no tail
+}
+
+TEST(GraphRoad, ATailOnlySamplePassesUntouchedWhosesoeverMemoryItIsIn) {
+  for (const bool copies : {false, true}) {
+    Owned<CQvChorus> chorus;
+    GraphOptions options;
+    options.readOnly = copies;
+    TestGraph graph(*chorus, kStereo, options);
+    ASSERT_EQ(graph.Start(), S_OK);
+    TestSample sample(NoiseBytes(kStereo, 100));
+    const Bytes before = sample.data;
+    sample.tailOnly = 1;
+    sample.hasTime = true;
+    EXPECT_EQ(graph.input().Receive(&sample), S_OK);
+    ASSERT_EQ(graph.sink->pin.arrivals.size(), 1U);
+    EXPECT_EQ(graph.sink->pin.arrivals[0].address, sample.data.data());
+    EXPECT_EQ(sample.pointerFetches, 1);  // the sink's
+    EXPECT_EQ(sample.data, before);
+    EXPECT_EQ(sample.references, 0U);
+    // One that cannot give its memory is passed as well; a real one is not.
+    sample.pointerResult = E_FAIL;
+    EXPECT_EQ(graph.input().Receive(&sample), S_OK);
+    sample.tailOnly = 0;
+    EXPECT_TRUE(FAILED(graph.input().Receive(&sample)));
+    EXPECT_EQ(graph.sink->pin.arrivals.size(), 2U);
+    EXPECT_EQ(sample.references, 0U);
+  }
+}
+
+TEST(GraphRoad, SkippedFramesCountForTheSong) {
+  TestSong song({{0, 12000}, {480, 6000}}, {{1, 4, 2}}, 48000);
+  {
+    Owned<CQvChorus> chorus;
+    TestGraph graph(*chorus, kStereo);
+    ASSERT_EQ(graph.Start(), S_OK);
+    const auto synth = chorus.As<IMfxSoftSynth>();
+    song.ConnectTo(*synth.Get());
+    EXPECT_EQ(chorus->IsTempoAvailable(), 1);
+    synth->OnStart(0);
+    const Bytes buffer(kStereo.blockAlign * 4000);
+    graph.Send(buffer, {0, true, false});
+    // Across the tempo's change at 24000.
+    for (int i = 0; i < 6; ++i) graph.Send(buffer, {0, false, true});
+    TempoInfo info;
+    chorus->AdvanceTempo(100, 5, info);
+    EXPECT_EQ(info.position, 28000);
+  }
+  EXPECT_EQ(song.references, 0U);
+}
+
+// Values are worked out where a chunk begins: at each buffer, every 20 ms from there, and where a segment ends. So the
+// output is the same for any cutting whose buffers begin on whole chunks of 20 ms, as long as segments end on them.
+TEST(Automation, IsTheSameForAllCuttingsIntoWholeChunks) {
+  for (const std::uint32_t rate : {48000U, 44100U}) {
+    for (const SampleFormat sampleFormat : {SampleFormat::kPcm16, SampleFormat::kFloat64}) {
+      const FormatRecord format = MakeFormat(sampleFormat, 2, rate);
+      const std::size_t chunk = rate / 50;
+      const Bytes input = NoiseBytes(format, chunk * 30 + 17);
+      Bytes first;
+      for (const std::size_t chunksPerBuffer : {1, 2, 7, 31}) {
+        Owned<CQvChorus> chorus;
+        const auto params = chorus.As<IMediaParams>();
+        MP_ENVELOPE_SEGMENT dry[] = {Segment(0, kSecond / 10, -10, 0),
+                                     Segment(kSecond / 5, kSecond / 2, 0, -20, MP_CURVE_SQUARE)};
+        MP_ENVELOPE_SEGMENT depth = Segment(kSecond / 50, kSecond, 1, 100, MP_CURVE_INVSQUARE);
+        MP_ENVELOPE_SEGMENT size = Segment(kSecond / 25, kSecond, 1, 3, MP_CURVE_JUMP);
+        ASSERT_EQ(params->AddEnvelope(kChorusDryOut, 2, dry), S_OK);
+        ASSERT_EQ(params->AddEnvelope(kChorusModDepth, 1, &depth), S_OK);
+        ASSERT_EQ(params->AddEnvelope(kChorusSize, 1, &size), S_OK);
+        GraphOptions options;
+        options.bufferFrames = input.size() / format.blockAlign;
+        TestGraph graph(*chorus, format, options);
+        const Bytes output = graph.Run(input, chunksPerBuffer * chunk);
+        ASSERT_EQ(output.size(), input.size()) << graph.outcome;
+        if (first.empty()) first = output;
+        EXPECT_EQ(output, first) << Describe(format) << ", " << chunksPerBuffer << " chunks a buffer";
+      }
+    }
+  }
+}
+
+TEST(DirectRoad, AnswersWithItsCodes) {
+  Owned<CQvChorus> chorus;
+  const auto direct = chorus.As<IQvAudioTransformFloat>();
+  std::vector<float> buffer(200, 0.5F);
+  DWORD frames = 100;
+  const auto tail = [&] {
+    frames = 100;
+    const HRESULT result = direct->FloatTail(buffer.data(), &frames);
+    return result == S_FALSE && frames == 0;
+  };
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 100, 0), VFW_E_WRONG_STATE);
+  EXPECT_TRUE(tail());
+  EXPECT_EQ(direct->FloatStart(0, 48000), E_INVALIDARG);
+  EXPECT_EQ(direct->FloatStart(33, 48000), E_INVALIDARG);
+  EXPECT_EQ(direct->FloatStart(2, 48000), S_OK);
+  WAVEFORMATEX format{};
+  EXPECT_EQ(chorus->GetFormat(&format), S_OK);
+  EXPECT_EQ(format.nAvgBytesPerSec, 384000U);
+  EXPECT_EQ(direct->FloatReset(0), S_FALSE);  // the start has picked everything up
+  chorus->SetFeedback(50);
+  EXPECT_EQ(direct->FloatReset(0), S_OK);
+  EXPECT_EQ(direct->FloatReset(0), S_FALSE);
+  EXPECT_EQ(direct->FloatReset(1), S_OK);
+  EXPECT_EQ(direct->FloatQuery(), S_FALSE);
+  EXPECT_EQ(direct->FloatProcess(nullptr, 100, 0), E_POINTER);
+  EXPECT_EQ(direct->FloatProcess(nullptr, 0, 0), S_OK);
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 100, 0), S_OK);
+  EXPECT_TRUE(tail());
+  buffer.assign(200, 0.5F);
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 100, 1), S_FALSE);
+  EXPECT_EQ(buffer, std::vector<float>(200, 0.5F));
+  EXPECT_EQ(direct->FloatStop(), S_OK);
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 100, 0), VFW_E_WRONG_STATE);
+}
+
+TEST(DirectRoad, CarriesItsOwnTimeForward) {
+  Owned<CQvChorus> chorus;
+  const auto direct = chorus.As<IQvAudioTransformFloat>();
+  ASSERT_EQ(direct->FloatStart(1, 44100), S_OK);
+  ASSERT_EQ(direct->FloatReset(1), S_OK);
+  std::vector<float> buffer(882);
+  direct->FloatProcess(buffer.data(), 882, 0);
+  EXPECT_EQ(chorus->hostTime(), 200'000);
+  // A buffer with nothing in it takes its own time and one frame more.
+  direct->FloatProcess(buffer.data(), 882, 1);
+  EXPECT_EQ(chorus->hostTime(), 400'227);
+  direct->FloatReset(1);
+  EXPECT_EQ(chorus->hostTime(), 0);
+  // A stream with no rate has endless frames; time goes round and is never undefined.
+  ASSERT_EQ(direct->FloatStart(1, 0), S_OK);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(direct->FloatProcess(buffer.data(), 10, 0), S_OK);
+}
+
+TEST(DirectRoad, AndTheGraphKeepOutOfEachOthersWay) {
+  Owned<CQvChorus> chorus;
+  const auto direct = chorus.As<IQvAudioTransformFloat>();
+  TestGraph graph(*chorus, MakeFormat(SampleFormat::kFloat64, 6, 48000));
+  ASSERT_EQ(graph.Start(), S_OK);
+  std::vector<float> buffer(6);
+  DWORD frames = 1;
+  EXPECT_EQ(direct->FloatStart(1, 44100), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 1, 0), VFW_E_WRONG_STATE);
+  EXPECT_EQ(direct->FloatTail(buffer.data(), &frames), S_FALSE);
+  EXPECT_EQ(direct->FloatStop(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(graph.Send(Bytes(480)), S_OK);
+  graph.Stop();
+  EXPECT_EQ(direct->FloatStart(1, 44100), S_OK);
+  EXPECT_EQ(graph.Start(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(direct->FloatProcess(buffer.data(), 6, 0), S_OK);
+  EXPECT_EQ(direct->FloatStop(), S_OK);
+  graph.Stop();
+  // The connection's format is back.
+  EXPECT_EQ(graph.Start(), S_OK);
+  graph.sink->pin.arrivals.clear();
+  EXPECT_EQ(graph.Send(Bytes(480)), S_OK);
+  EXPECT_EQ(graph.sink->pin.arrivals[0].bytes, 480U);
+}
+
+}  // namespace
+}  // namespace korva

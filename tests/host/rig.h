@@ -1,0 +1,110 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+#include <stdlib.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/korva.h"
+
+namespace korva {
+
+/// The names of presets and choices follow the environment's language.
+inline const int kPlainLanguage = ::setenv("LC_ALL", "C", 1);
+
+/// A folder that goes with the test, and is where its files are.
+class HostTest : public ::testing::Test {
+ protected:
+  HostTest() {
+    std::string name = (std::filesystem::temp_directory_path() / "korva-test-XXXXXX").string();
+    folder_ = ::mkdtemp(name.data());
+  }
+  ~HostTest() override { std::filesystem::remove_all(folder_); }
+
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  bool Exists(const std::string& name) const { return std::filesystem::exists(Path(name)); }
+  std::size_t FileCount() const {
+    std::size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder_)) ++count;
+    return count;
+  }
+  std::string Bytes(const std::string& name) const {
+    std::ifstream file(Path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  void Put(const std::string& name, const std::string& bytes) const {
+    std::ofstream(Path(name), std::ios::binary) << bytes;
+  }
+
+  struct Sound {
+    SF_INFO info{};
+    std::vector<double> samples;
+  };
+  Sound Read(const std::string& name) const {
+    Sound sound;
+    SNDFILE* const file = sf_open(Path(name).c_str(), SFM_READ, &sound.info);
+    EXPECT_NE(file, nullptr) << name << ": " << sf_strerror(nullptr);
+    if (file == nullptr) return sound;
+    // Not every file says how long it is.
+    std::vector<double> frame(static_cast<std::size_t>(sound.info.channels));
+    sound.info.frames = 0;
+    while (sf_readf_double(file, frame.data(), 1) == 1) {
+      sound.samples.insert(sound.samples.end(), frame.begin(), frame.end());
+      ++sound.info.frames;
+    }
+    sf_close(file);
+    return sound;
+  }
+  /// A sound of `frames` frames that is nowhere periodic, in any format of the library.
+  void PutSound(const std::string& name, int format, int channels, int frames, int rate = 48000) const {
+    SF_INFO info{};
+    info.format = format;
+    info.channels = channels;
+    info.samplerate = rate;
+    SNDFILE* const file = sf_open(Path(name).c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    std::vector<std::int32_t> samples(static_cast<std::size_t>(frames * channels));
+    std::uint32_t state = 7;
+    for (std::int32_t& sample : samples) {
+      state = state * 1664525U + 1013904223U;
+      sample = static_cast<std::int32_t>(state) / 4;
+    }
+    sf_writef_int(file, samples.data(), frames);
+    sf_close(file);
+  }
+
+  /// What one run said, and how it ended.
+  struct Run {
+    int exitCode;
+    std::string out, err;
+  };
+  /// Runs the command in this process. A word that starts with '@' is a file of the folder.
+  Run Korva(const std::vector<std::string>& words, const std::string& input = "") const {
+    std::vector<std::string> arguments;
+    for (const std::string& word : words) {
+      arguments.push_back(word.size() > 1 && word[0] == '@' ? Path(word.substr(1)) : word);
+    }
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    Streams streams{in, out, err};
+    const int exitCode = RunKorva(arguments, streams);
+    return {exitCode, out.str(), err.str()};
+  }
+  /// The same from one line, cut at its spaces.
+  Run KorvaLine(const std::string& line, const std::string& input = "") const {
+    std::istringstream words(line);
+    return Korva({std::istream_iterator<std::string>(words), {}}, input);
+  }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace korva

@@ -1,0 +1,178 @@
+#include <cmath>
+
+#include "frame/row_values.h"
+#include "host/automation_text.h"
+#include "host/nearest.h"
+#include "host/number_text.h"
+#include "host/parameter_text.h"
+#include "host/pitchtime_habits.h"
+#include "pitchtime/pitchs_params.h"
+#include "pitchtime/time_params.h"
+#include "rig.h"
+
+namespace korva {
+namespace {
+
+const EffectRow& Effect(const char* name) {
+  return **FindEffect(name);
+}
+
+TEST(NumberText, TakesWholeFiniteNumbersOnly) {
+  struct Case {
+    const char* text;
+    double value;  // not-a-number: refused
+  };
+  for (const auto& [text, value] : {Case{"1", 1},
+                                    {"-2.5", -2.5},
+                                    {"+3", 3},
+                                    {"1e3", 1000},
+                                    {"", NAN},
+                                    {"+", NAN},
+                                    {"+-1", NAN},
+                                    {"1x", NAN},
+                                    {" 1", NAN},
+                                    {"nan", NAN},
+                                    {"inf", NAN},
+                                    {"1e999", NAN},
+                                    {"0,8", NAN},
+                                    {"0x10", NAN},
+                                    {"--1", NAN}}) {
+    const std::optional<double> parsed = ParseNumber(text);
+    EXPECT_EQ(parsed.has_value(), !std::isnan(value)) << text;
+    if (parsed) {
+      EXPECT_EQ(*parsed, value) << text;
+    }
+  }
+}
+
+TEST(NumberText, DurationsAreReadAndShown) {
+  struct Case {
+    const char* text;
+    double seconds;
+    const char* shown;
+  };
+  for (const auto& [text, seconds, shown] : {Case{"0", 0, "0.00 s"},
+                                             {"0.0125", 0.0125, "12.5 ms"},
+                                             {"59.25", 59.25, "59.25 s"},
+                                             {"90", 90, "1:30.00"},
+                                             {"1:30.5", 90.5, "1:30.50"},
+                                             {"1:02:03", 3723, "1:02:03.00"},
+                                             {"59:59.999", 3599.999, "1:00:00.00"}}) {
+    ASSERT_TRUE(ParseDuration(text)) << text;
+    EXPECT_EQ(*ParseDuration(text), seconds) << text;
+    EXPECT_EQ(DurationText(seconds), shown);
+  }
+  for (const char* bad : {"", ":", "1:", ":30", "1:60", "1.5:30", "-1", "-1:30", "1:2:3:4", "1:99:00", "nan"}) {
+    EXPECT_FALSE(ParseDuration(bad)) << bad;
+  }
+}
+
+TEST(Nearest, FindsWhatWasMeantAndNothingElse) {
+  const std::vector<std::string> names = {"delay", "decay", "dry-out", "delay-out", "feedback"};
+  EXPECT_EQ(NearestNames("delya", names).front(), "delay");
+  EXPECT_EQ(NearestNames("Dry_Out", names), std::vector<std::string>{"dry-out"});
+  EXPECT_EQ(NearestNames("back", names), std::vector<std::string>{"feedback"});
+  EXPECT_TRUE(NearestNames("zzzzz", names).empty());
+  EXPECT_TRUE(NearestNames(std::string(100000, 'x'), names).empty());
+  EXPECT_TRUE(NearestNames("--", names).empty());
+}
+
+// Everything that is shown may be typed, and gives the same block again.
+TEST(ParameterText, EveryPresetOfEveryEffectComesBackFromItsText) {
+  for (const EffectRow& effect : EffectTable()) {
+    const EffectDescription& description = effect.description;
+    for (std::int32_t preset = 0; preset < description.presets.count(); ++preset) {
+      const auto* const first = static_cast<const std::uint8_t*>(description.presets.Block(preset));
+      const ParameterBlock wanted(first, first + description.blockSize);
+      const auto* const start = static_cast<const std::uint8_t*>(description.presets.Block(0));
+      ParameterBlock typed(start, start + description.blockSize);
+      for (const ParamDescriptor& row : description.rows) {
+        std::string text = ValueText(row, wanted.data());
+        if (!ChoiceNames(row).empty()) text = text.substr(text.find(' ') + 1);
+        const Check check = ApplySetting(effect, std::string(row.name) + "=" + text, {}, typed.data());
+        // Some presets hold values that no setter would take; the row says so and leaves the block alone.
+        if (check) {
+          EXPECT_NE(check->text.find(" takes "), std::string::npos) << check->text;
+          StoreField(row, typed.data(), LoadField(row, wanted.data()));
+        }
+      }
+      EXPECT_EQ(typed, wanted) << description.name << " preset " << preset;
+      for (const std::string& name : {std::to_string(preset), PresetName(description, preset)}) {
+        const Outcome<std::int32_t> found = FindPreset(effect, name);
+        ASSERT_TRUE(found) << name;
+        EXPECT_EQ(PresetName(description, *found), PresetName(description, preset));
+      }
+    }
+  }
+}
+
+TEST(ParameterText, BothEndsOfEveryRangeAreTakenAndNothingBeyond) {
+  for (const EffectRow& effect : EffectTable()) {
+    for (const ParamDescriptor& row : effect.description.rows) {
+      if (row.info.mpType == MPT_BOOL) continue;
+      const std::string range = RangeText(row);
+      const std::size_t middle = range.find(" to ");
+      const std::string low = range.substr(0, middle);
+      const std::string high = range.substr(middle + 4, range.find(' ', middle + 4) - middle - 4);
+      for (const auto& [text, outward] : {std::pair(low, -1.0), std::pair(high, 1.0)}) {
+        EXPECT_TRUE(ParseValue(row, text)) << effect.description.name << " " << row.name << " " << text;
+        EXPECT_FALSE(ParseValue(row, NumberText(*ParseNumber(text) * 1.001 + outward))) << row.name << " " << text;
+      }
+    }
+  }
+}
+
+TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
+  PitchsParams pitch{};
+  const EffectRow& pitchShift = Effect("pitch-shift");
+  ASSERT_FALSE(ApplySetting(pitchShift, "semitones=4", {}, &pitch));
+  EXPECT_EQ(pitch.transposition, TranspositionOf(4, 0));
+  ASSERT_FALSE(ApplySetting(pitchShift, "cents=-10.5", {}, &pitch));
+  EXPECT_EQ(pitch.centTenths, -105);
+  EXPECT_EQ(pitch.transposition, TranspositionOf(4, -105));
+  ASSERT_FALSE(ApplySetting(pitchShift, "transposition=1.5", {}, &pitch));
+  EXPECT_EQ(pitch.transposition, 1.5);
+
+  const EffectRow& stretch = Effect("time-stretch");
+  const MaterialLength minute{60.0 * 44100, 44100};
+  struct Case {
+    const char* setting;
+    double percentTimes100;  // 0: refused
+  };
+  for (const auto& [setting, percent] : {Case{"percent=150", 15000},
+                                         {"tempo=120:60", 20000},
+                                         {"duration=1:30", 15000},
+                                         {"duration=90", 15000},
+                                         {"tempo=120:10", 0},
+                                         {"tempo=0:10", 0},
+                                         {"tempo=120:0", 0},
+                                         {"tempo=120:nan", 0},
+                                         {"tempo=600:500", 0},
+                                         {"duration=1", 0},
+                                         {"duration=10:00", 0},
+                                         {"duration=soon", 0},
+                                         {"percent=49", 0}}) {
+    TimeParams time{10000.0, 0, 12000, 2646000.0, 0, 0};
+    const Check check = ApplySetting(stretch, setting, minute, &time);
+    EXPECT_EQ(check.has_value(), percent == 0) << setting;
+    EXPECT_EQ(time.percentTimes100, percent == 0 ? 10000 : percent) << setting;
+    EXPECT_EQ(check.value_or(Wrong("")).exitCode, kWrong);
+  }
+  TimeParams time{};
+  EXPECT_TRUE(ApplySetting(stretch, "duration=10", {}, &time)) << "an empty input has no length to change";
+}
+
+TEST(AutomationText, FieldsBecomeASegmentInTheRowsOwnUnits) {
+  const auto span = ParseAutomation(Effect("simple-delay"), "decay:0.5:1.25:2:3.5:square");
+  ASSERT_TRUE(span);
+  EXPECT_EQ(span->segment.rtStart, 5'000'000);
+  EXPECT_EQ(span->segment.rtEnd, 12'500'000);
+  EXPECT_EQ(span->segment.valStart, 20.0F);  // tenths of a second
+  EXPECT_EQ(span->segment.valEnd, 35.0F);
+  EXPECT_EQ(span->segment.iCurve, MP_CURVE_SQUARE);
+  EXPECT_EQ(ParseAutomation(Effect("chorus"), "delay:0:1:5:6")->segment.iCurve, MP_CURVE_LINEAR);
+  EXPECT_EQ(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off")->segment.iCurve, MP_CURVE_JUMP);
+}
+
+}  // namespace
+}  // namespace korva

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <atomic>
+
+#include "streaming/trans_in_place.h"
+
+namespace korva {
+
+/// The simplest in-place transform: adds one to every byte.
+class AddingFilter final : public CTransInPlaceFilter {
+ public:
+  explicit AddingFilter(IUnknown* outer = nullptr) : CTransInPlaceFilter(outer, CLSID{7, 0, 0, {}}) {}
+  KORVA_DELEGATE_UNKNOWN()
+
+  HRESULT CheckInputType(const AM_MEDIA_TYPE& type) override {
+    return type.majortype == MEDIATYPE_Audio ? S_OK : E_INVALIDARG;
+  }
+  HRESULT CheckTransform(const AM_MEDIA_TYPE&, const AM_MEDIA_TYPE&) override { return S_OK; }
+  HRESULT GetMediaType(int, CMediaType&) override { return E_UNEXPECTED; }
+  HRESULT StartStreaming() override {
+    ++starts;
+    return startResult;
+  }
+  HRESULT StopStreaming() override {
+    ++stops;
+    return S_OK;
+  }
+  HRESULT Receive(IMediaSample* sample) override {
+    ComPtr<IMediaSample> writable;
+    if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
+    BYTE* bytes = nullptr;
+    writable->GetPointer(&bytes);
+    for (LONG i = 0; i < writable->GetActualDataLength(); ++i) ++bytes[i];
+    return outputPin()->Deliver(writable.Get());
+  }
+
+  std::atomic<int> starts{0}, stops{0};
+  HRESULT startResult = S_OK;
+};
+
+}  // namespace korva
