@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "audio/wrapping.h"
 #include "frame/input_type.h"
 
 namespace korva {
 namespace {
+
+// Half a day of sound: more than any tail that ends by itself.
+constexpr std::int64_t kMostTailFrames = std::numeric_limits<std::int32_t>::max();
 
 bool IsTailOnly(IMediaSample& sample) {
   const ComPtr<ITailOnlySample> mark = Query<ITailOnlySample>(&sample);
@@ -216,6 +220,7 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
   HRESULT result = S_OK;
   // After a skipped sample the tail has already rung out; an effect that lets audio pass has none.
   bool last = afterSkip_ || PassesChunk();
+  std::int64_t bytesLeft = kMostTailFrames * formatRecord_.blockAlign;
   flushingTail_ = true;
   while (SUCCEEDED(result) && !last) {
     ComPtr<IMediaSample> sample;
@@ -226,6 +231,9 @@ HRESULT CQvInPlaceFilter::EndOfStream() {
     if (FAILED(result)) break;
     // A pass that yields no frames would yield none for ever.
     last = result == S_FALSE || sample->GetActualDataLength() == 0 || PassesChunk();
+    // Automation that never comes to rest would arm the tail again for ever.
+    bytesLeft -= sample->GetActualDataLength();
+    last = last || bytesLeft <= 0;
     result = output->Deliver(sample.Get());
     if (result != S_OK) break;
   }

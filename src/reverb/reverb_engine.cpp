@@ -1,11 +1,12 @@
 #include "reverb/reverb_engine.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 
 #include "audio/process_mode.h"
-#include "platform/denormals.h"
+#include "platform/services.h"
 #include "qvkit/cpu.h"
 #include "reverb/reverb_team.h"
 
@@ -15,6 +16,21 @@ namespace {
 // Samples below which a buffer is sooner done by the calling thread than shared out. An "if" on the loop would not do:
 // the runtime sets up a team of one all the same, with system calls for every buffer.
 constexpr std::size_t kTeamWorth = 4096;
+
+/// Has the processor flush small numbers while it lives. The block that turns this on for good never comes by the
+/// direct road, nor where a restart meets a change; silence would cost the vector kernel twice as much as sound.
+class FlushHere {
+ public:
+  explicit FlushHere(bool wanted) noexcept : before_(_mm_getcsr()) {
+    if (wanted) platform::SetFlushDenormals();
+  }
+  FlushHere(const FlushHere&) = delete;
+  FlushHere& operator=(const FlushHere&) = delete;
+  ~FlushHere() { _mm_setcsr(before_); }
+
+ private:
+  const unsigned before_;
+};
 
 /// Caps `frames` at what is left and takes them off.
 void TakeFrames(std::uint32_t& frames, std::int32_t& left) noexcept {
@@ -49,9 +65,7 @@ std::int32_t ReverbEngine::ReverbReset() noexcept {
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);
   // For what a host draws after a start; nothing here draws random numbers.
-  const auto now = std::chrono::steady_clock::now().time_since_epoch();
-  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-  std::srand(static_cast<std::uint32_t>(milliseconds) >> 3);
+  std::srand(platform::TimeMilliseconds() >> 3);
   hasRun_ = false;
   tailOnlyDone_ = false;
   return result;
@@ -131,6 +145,7 @@ void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) n
 
 template <class Format>
 void ReverbEngine::RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept {
+  const FlushHere flush(useVectorKernel_);
   const auto kernel = useVectorKernel_ ? &RunReverbStereoVector : &RunReverbStereoPlain;
   double block[2 * kReverbBlock];
   while (frames != 0) {

@@ -1,9 +1,5 @@
 #include "reverb/reverb_filter.h"
 
-#include <cstdlib>
-
-#include "platform/services.h"
-
 namespace korva {
 namespace {
 
@@ -38,9 +34,7 @@ HRESULT CQvReverb::NonDelegatingQueryInterface(REFIID iid, void** out) {
 
 HRESULT CQvReverb::StartEngine(const FormatRecord& format) {
   engine_.SetFormat(format);
-  const HRESULT result = engine_.ReverbReset();
-  std::srand(platform::TimeMilliseconds() >> 3);
-  return result;
+  return engine_.ReverbReset();
 }
 
 HRESULT CQvReverb::PickUp(ChunkEvents& events) {

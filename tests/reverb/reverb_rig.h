@@ -1,13 +1,8 @@
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-#include <random>
-#include <span>
-#include <vector>
-
 #include "audio/process_mode.h"
 #include "reverb/reverb_engine.h"
+#include "support/signals.h"
 
 namespace korva {
 
@@ -61,20 +56,26 @@ struct Rig {
   std::int32_t result = 0;
 };
 
-/// Noise on the grid of 8-bit samples, which every format holds exactly.
-inline std::vector<double> Noise(std::size_t samples, double level = 0.5) {
-  std::minstd_rand random(1);
-  std::vector<double> noise(samples);
-  for (double& x : noise) {
-    x = std::floor((static_cast<double>(random()) / 2147483647.0 * 2 - 1) * level * 128) / 128;
-  }
-  return noise;
-}
-
-inline std::vector<double> Impulse(std::size_t frames, std::size_t channels, std::size_t channel = 0) {
-  std::vector<double> impulse(frames * channels);
-  impulse[channel] = 1;
-  return impulse;
+/// Any parameters that a store can hold.
+template <class Random>
+ReverbParams RandomParams(Random& random) {
+  const auto any = [&](std::int32_t low, std::int32_t high) {
+    return low + static_cast<std::int32_t>(random() % static_cast<std::uint32_t>(high - low + 1));
+  };
+  // A gain in eight is silence.
+  const auto gain = [&] { return any(0, 7) == 0 ? -800 : any(-400, 0); };
+  return {gain(),
+          gain(),
+          gain(),
+          any(0, kReverbModes - 1),
+          any(0, kEarlyStyles - 1),
+          any(5, 50),
+          any(0, 200),
+          any(0, 1),
+          any(10, 5000),
+          any(0, 1),
+          any(100, 15000),
+          0};
 }
 
 }  // namespace korva
