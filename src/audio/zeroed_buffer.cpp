@@ -1,5 +1,6 @@
 #include "audio/zeroed_buffer.h"
 
+#include <atomic>
 #include <cstdlib>
 
 namespace korva {
@@ -7,17 +8,19 @@ namespace {
 
 constexpr std::size_t kLargestRequest = std::size_t{256} << 20;
 
-thread_local int allocationsLeft = -1;
+// Not one for each thread: what a library keeps for a thread that outlives it is never freed.
+std::atomic<int> allocationsLeft{-1};
 
 }  // namespace
 
 void FailAllocationsAfter(int count) noexcept {
-  allocationsLeft = count;
+  allocationsLeft.store(count, std::memory_order_relaxed);
 }
 
 void* AllocateZeroed(std::size_t count, std::size_t size) noexcept {
-  if (allocationsLeft == 0) return nullptr;
-  if (allocationsLeft > 0) --allocationsLeft;
+  const int left = allocationsLeft.load(std::memory_order_relaxed);
+  if (left == 0) return nullptr;
+  if (left > 0) allocationsLeft.store(left - 1, std::memory_order_relaxed);
   if (count > kLargestRequest / size) return nullptr;
   return std::calloc(count, size);
 }

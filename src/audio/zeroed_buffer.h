@@ -13,7 +13,7 @@ namespace korva {
 void* AllocateZeroed(std::size_t count, std::size_t size) noexcept;
 void FreeZeroed(void* memory) noexcept;
 
-/// For tests: lets the next `count` allocations of this thread succeed and fails all after them; below 0 lets all be.
+/// For tests: lets the next `count` allocations of any thread succeed and fails all after them; below 0 lets all be.
 void FailAllocationsAfter(int count) noexcept;
 
 /// An owned run of plain values that starts as zeros. Allocation can fail; nothing throws.

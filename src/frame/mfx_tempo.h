@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "audio/tempo_info.h"
+#include "platform/locks.h"
 #include "platform/tempo_host.h"
 #include "streaming/com_ptr.h"
 
@@ -64,7 +65,7 @@ class CMFXTempo : public IMfxSoftSynth {
   void FollowMap(int count, PendingChange& pending, std::int64_t here, std::int64_t& end, IndexAt&& indexAt,
                  FrameAt&& frameAt, Take&& take);
 
-  std::mutex tempoLock_;
+  platform::Lock tempoLock_;
   bool connected_ = false, running_ = false, firstChunk_ = true;
   double rate_ = 0;  // frames per second, as of the call under way
   std::int64_t position_ = 0;

@@ -29,12 +29,14 @@ struct ParamDescriptor {
   std::int32_t labelId = -1;      ///< string ids; -1 means none
   std::int32_t unitId = -1;       ///
   std::int32_t enumId = -1;       ///< one string, entries separated by commas
+  std::int32_t firstNameId = -1;  ///< or one string an entry, with ids in a row from here
   std::uint32_t hidden = 0;       ///< 1: `GetParamInfo` reports the parameter as not there
   std::uint32_t reserved1 = 0;    ///
   const char* name = "";          ///< name on the command line
   const char* unit = "";          ///< unit on the command line; empty where there is none
   const char* summary = "";       ///< what it does, in a line
   float commandFactor = 1.0F;     ///< display units to the unit of the command line
+  bool followsTempo = false;      ///< acts while the effect follows a host's tempo; a switch turns that on
 };
 
 /// Table value and block value of one parameter at a time: the ranges of a row.
@@ -47,7 +49,8 @@ struct RowRange {
 struct RowTexts {
   std::int32_t label = -1;
   std::int32_t unit = -1;
-  std::int32_t choices = -1;
+  std::int32_t choices = -1;      ///< one string for all
+  std::int32_t firstChoice = -1;  ///< or the first of one string each
 };
 
 /// What the command line says of a row.
@@ -76,6 +79,7 @@ constexpr ParamDescriptor Make(MP_TYPE type, std::uint32_t curves, Storage stora
   row.labelId = texts.label;
   row.unitId = texts.unit;
   row.enumId = texts.choices;
+  row.firstNameId = texts.firstChoice;
   row.name = command.name;
   row.unit = command.unit;
   row.summary = command.summary;
@@ -99,6 +103,12 @@ constexpr ParamDescriptor Choice(RowCommand command, std::int32_t first, std::in
 /// A switch, 0 or 1; only jumps.
 constexpr ParamDescriptor Switch(RowCommand command, RowTexts texts, std::uint32_t changeBit, std::size_t offset) {
   return Make(MPT_BOOL, kCurvesJump, Storage::kBool, command, {0, 1, 0, 0, 1}, texts, changeBit, offset);
+}
+
+/// A row that acts only while the effect follows a host's tempo, or the switch for it.
+constexpr ParamDescriptor FollowsTempo(ParamDescriptor row) {
+  row.followsTempo = true;
+  return row;
 }
 
 }  // namespace rows

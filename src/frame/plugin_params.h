@@ -7,6 +7,7 @@
 
 #include "frame/envelope.h"
 #include "frame/param_descriptor.h"
+#include "platform/locks.h"
 #include "platform/media_params.h"
 
 namespace korva {
@@ -87,7 +88,7 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   void TellEnd(std::size_t row);
 
   std::span<const ParamDescriptor> rows_;
-  std::mutex paramLock_;
+  platform::Lock paramLock_;
   std::array<Envelope, kMostRows> envelopes_;
   GUID timeFormat_;
   MP_TIMEDATA timeData_ = 0;

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "audio/format_record.h"
+#include "platform/locks.h"
 #include "platform/platform.h"
 #include "platform/wave_format.h"
 
@@ -50,7 +51,7 @@ class TransformState {
   /// Takes the flag: whether something changed since it was last taken.
   bool TakeChanged() noexcept { return paramsChanged.exchange(0, std::memory_order_relaxed) != 0; }
 
-  std::recursive_mutex engineLock;
+  platform::RecursiveLock engineLock;
   std::atomic<std::uint32_t> paramsChanged{1};
   std::atomic<std::uint32_t> stateDirty{0};
 

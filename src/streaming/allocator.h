@@ -1,8 +1,8 @@
 #pragma once
 
-#include <condition_variable>
 #include <mutex>
 
+#include "platform/locks.h"
 #include "platform/media.h"
 #include "streaming/media_sample.h"
 #include "streaming/unknown.h"
@@ -40,8 +40,8 @@ class CBaseAllocator : public IMemAllocator, public CBaseObject {
   void DropSamples() noexcept;
 
  private:
-  std::mutex lock_;
-  std::condition_variable freed_;
+  platform::Lock lock_;
+  platform::Condition freed_;
   ALLOCATOR_PROPERTIES properties_{};
   CMediaSample* free_ = nullptr;
   LONG lent_ = 0;

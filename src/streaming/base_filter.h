@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "platform/locks.h"
 #include "platform/media.h"
 #include "streaming/com_ptr.h"
 #include "streaming/movie_setup.h"
@@ -51,7 +52,7 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   LONG PinVersion() const noexcept { return pinVersion_.load(); }
   /// The graph, with no reference: a graph outlives its filters' membership.
   IFilterGraph* graph() const noexcept { return graph_; }
-  std::recursive_mutex& filterLock() noexcept { return filterLock_; }
+  platform::RecursiveLock& filterLock() noexcept { return filterLock_; }
   /// Asks the graph to renegotiate `pin`; `VFW_E_NOT_IN_GRAPH` with no graph.
   HRESULT ReconnectPin(IPin* pin);
 
@@ -65,7 +66,7 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   HRESULT Enter(bool enter);
 
   const CLSID classId_;
-  std::recursive_mutex filterLock_;
+  platform::RecursiveLock filterLock_;
   std::atomic<FILTER_STATE> state_{State_Stopped};
   std::atomic<LONG> pinVersion_{1};
   ComPtr<IReferenceClock> clock_;

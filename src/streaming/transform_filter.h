@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "platform/locks.h"
 #include "streaming/base_filter.h"
 #include "streaming/base_pin.h"
 
@@ -91,7 +92,7 @@ class CTransformFilter : public CBaseFilter {
   virtual HRESULT EndFlush();
   virtual HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
 
-  std::recursive_mutex& receiveLock() noexcept { return receiveLock_; }
+  platform::RecursiveLock& receiveLock() noexcept { return receiveLock_; }
   /// Null until `GetPin` made them.
   CTransformInputPin* inputPin() const noexcept { return input_; }
   CTransformOutputPin* outputPin() const noexcept { return output_; }
@@ -104,7 +105,7 @@ class CTransformFilter : public CBaseFilter {
   virtual CTransformOutputPin* CreateOutputPin();
 
  private:
-  std::recursive_mutex receiveLock_;
+  platform::RecursiveLock receiveLock_;
   CTransformInputPin* input_ = nullptr;
   CTransformOutputPin* output_ = nullptr;
   bool started_ = false;
