@@ -57,7 +57,7 @@ void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecor
     std::copy_n(source.begin() + static_cast<std::ptrdiff_t>(at), buffer.size(), buffer.begin());
     at += buffer.size();
     if (at + buffer.size() > source.size()) at = 0;
-    engine.PrepareInput(buffer.data(), kFrames);
+    engine.PrepareInput(ModeContinue, buffer.data(), kFrames);
     std::uint32_t left = kFrames;
     const std::uint8_t* from = buffer.data();
     while (left != 0) {

@@ -149,7 +149,11 @@ std::int32_t PitchsEngine::ResetPitch() noexcept {
   return kGoOn;
 }
 
-std::int32_t PitchsEngine::PrepareInput(void* buffer, std::uint32_t frames) noexcept {
+std::int32_t PitchsEngine::PrepareInput(ProcessMode mode, void* buffer, std::uint32_t frames) noexcept {
+  // Before the filter runs: its history is part of the audio that a restart drops.
+  if (mode == ModeRestart && hasRun_) {
+    if (const std::int32_t result = ResetPitch(); result < 0) return result;
+  }
   PitchsParams params;
   if (params_.FetchParams(params) || !engineReady_) {
     const std::int32_t result = ConfigurePitch(params);
@@ -172,37 +176,49 @@ std::int32_t PitchsEngine::ProcessDirect(ProcessMode mode, const void* source, v
 }
 
 template <class Real>
+void PitchsEngine::FillStage(Lane<Real>& lane, ProcessMode mode, const void* source, std::uint32_t& taken) noexcept {
+  if (mode == ModeFlush) taken = 0;
+  // No further than the next block needs: then what `totalIn_` says while a block is emitted, and with it what is cut
+  // of the block, does not hang on the size of buffers.
+  std::uint32_t filled = std::min(kStageFrames, lane.core.missing());
+  resampler_.ResamplePitch(source, taken, lane.stage.data(), filled);
+  totalIn_ += taken;
+  stageFilled_ = filled;
+  stageTaken_ = 0;
+}
+
+template <class Real>
 std::int32_t PitchsEngine::ProcessKept(Lane<Real>& lane, ProcessMode mode, const void* source, void* destination,
                                        Counts& counts) noexcept {
   const std::uint32_t room = counts.destination;
-  std::uint32_t taken = 0;
-  if (!lane.core.emitting() && (mode != ModeFlush || (stageTaken_ == stageFilled_ && resampler_.holdsFrames()))) {
-    taken = mode != ModeFlush ? counts.source : 0;
-    // No further than the next block needs: then what `totalIn_` says while a block is emitted, and with it the cut
-    // below, does not hang on the size of buffers.
-    std::uint32_t filled = std::min(kStageFrames, lane.core.missing());
-    resampler_.ResamplePitch(source, taken, lane.stage.data(), filled);
-    totalIn_ += taken;
-    stageFilled_ = filled;
-    stageTaken_ = 0;
-  }
-  lane.core.SetEndOfInput(mode == ModeFlush && stageFilled_ == stageTaken_ && !resampler_.holdsFrames());
+  std::uint32_t taken = 0, written = 0;
+  std::int32_t result = kGoOn;
+  // Once more where all that was written is cut: a call that gives nothing and takes nothing would look like the last.
+  for (bool cut = true; cut && written == 0 && taken == 0 && result == kGoOn;) {
+    if (!lane.core.emitting() && (mode != ModeFlush || (stageTaken_ == stageFilled_ && resampler_.holdsFrames()))) {
+      taken = counts.source;
+      FillStage(lane, mode, source, taken);
+    }
+    lane.core.SetEndOfInput(mode == ModeFlush && stageFilled_ == stageTaken_ && !resampler_.holdsFrames());
 
-  std::uint32_t staged = stageFilled_ - stageTaken_, written = room;
-  std::int32_t result =
-      lane.core.RunStretch(lane.stage.data() + std::size_t{stageTaken_} * channels_, staged, destination, written);
-  stageTaken_ += staged;
-  totalOut_ += written;
-  if (totalOut_ > totalIn_ && resampleRatio() < 1.0) {
-    written -= static_cast<std::uint32_t>(std::min<std::uint64_t>(totalOut_ - totalIn_, written));
-    totalOut_ = totalIn_;
-    if (mode == ModeFlush) result = kFinished;
-  } else if (result == kFinished && totalIn_ > totalOut_ && written == 0) {
-    // Zero bytes also in 8 bits, where they are not silence.
-    written = static_cast<std::uint32_t>(std::min<std::uint64_t>(totalIn_ - totalOut_, room));
-    if (written != 0) std::memset(destination, 0, std::size_t{written} * frameBytes_);
+    std::uint32_t staged = stageFilled_ - stageTaken_;
+    written = room;
+    result =
+        lane.core.RunStretch(lane.stage.data() + std::size_t{stageTaken_} * channels_, staged, destination, written);
+    stageTaken_ += staged;
     totalOut_ += written;
-    result = totalOut_ >= totalIn_ ? kFinished : kGoOn;
+    cut = totalOut_ > totalIn_ && resampleRatio() < 1.0;
+    if (cut) {
+      written -= static_cast<std::uint32_t>(std::min<std::uint64_t>(totalOut_ - totalIn_, written));
+      totalOut_ = totalIn_;
+      if (mode == ModeFlush) result = kFinished;
+    } else if (result == kFinished && totalIn_ > totalOut_ && written == 0) {
+      // Zero bytes also in 8 bits, where they are not silence.
+      written = static_cast<std::uint32_t>(std::min<std::uint64_t>(totalIn_ - totalOut_, room));
+      if (written != 0) std::memset(destination, 0, std::size_t{written} * frameBytes_);
+      totalOut_ += written;
+      result = totalOut_ >= totalIn_ ? kFinished : kGoOn;
+    }
   }
   counts = {taken, written};
   return result;

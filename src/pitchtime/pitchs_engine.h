@@ -34,7 +34,7 @@ class PitchsEngine final : public StretchEngine {
   std::int32_t Reset() noexcept override { return ResetPitch(); }
   void Release() noexcept override;
   /// Brings the engine in line and runs the anti-alias filter where it applies.
-  std::int32_t PrepareInput(void* buffer, std::uint32_t frames) noexcept override;
+  std::int32_t PrepareInput(ProcessMode mode, void* buffer, std::uint32_t frames) noexcept override;
   std::int32_t Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
                        std::uint32_t* destinationFrames) noexcept override;
 
@@ -69,6 +69,8 @@ class PitchsEngine final : public StretchEngine {
   void DesignFilterIfUsed() noexcept;
   bool UsesFilter() const noexcept;
   std::int32_t ProcessDirect(ProcessMode mode, const void* source, void* destination, Counts& counts) noexcept;
+  template <class Real>
+  void FillStage(Lane<Real>& lane, ProcessMode mode, const void* source, std::uint32_t& taken) noexcept;
   template <class Real>
   std::int32_t ProcessKept(Lane<Real>& lane, ProcessMode mode, const void* source, void* destination,
                            Counts& counts) noexcept;

@@ -15,30 +15,30 @@ constexpr std::int32_t kMostInitialSamples = 225306900;
 // The greatest whole number of frames below that limit that a row's float ranges hold exactly.
 constexpr std::int32_t kMostRowSamples = 225306896;
 
-constexpr RowTexts kNoTexts{};
+constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = 7094};
 
 constexpr ParamDescriptor kRows[] = {
     rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
-               {"semitones", "", "Whole semitones to shift the pitch by; sets the transposition too."},
+               {"semitones", "", "whole semitones to shift the pitch by; sets the transposition too"},
                {-kMostSemitones, kMostSemitones, 0, -kMostSemitones, kMostSemitones}, kNoTexts, 1,
                offsetof(PitchsParams, semitones)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kInteger,
-               {"cents", "", "Cents on top of the semitones, to a tenth; sets the transposition too."},
+               {"cents", "", "cents on top of the semitones, to a tenth; sets the transposition too"},
                {-100, 100, 0, -kMostCentTenths, kMostCentTenths}, kNoTexts, 1, offsetof(PitchsParams, centTenths)),
     rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
-               {"accuracy", "", "Quality of the interpolation, from 1 (low) to 3 (high)."}, {1, 3, 2, 1, 3}, kNoTexts,
-               2, offsetof(PitchsParams, accuracy)),
-    rows::Switch({"preserve-duration", "", "Keeps the length; otherwise it changes with the pitch."}, kNoTexts, 2,
+               {"accuracy", "", "quality of the interpolation, from 1 (low) to 3 (high)"}, {1, 3, 2, 1, 3}, kNoTexts, 2,
+               offsetof(PitchsParams, accuracy)),
+    rows::Switch({"preserve-duration", "", "keeps the length; otherwise it changes with the pitch"}, kNoTexts, 2,
                  offsetof(PitchsParams, preserveDuration)),
-    rows::Choice({"mode", "", "Kind of material, for preserve-duration: music, speech, solo instruments or drums."}, 0,
-                 kStretchModes - 1, 0, kNoTexts, 2, offsetof(PitchsParams, mode)),
+    rows::Choice({"mode", "", "kind of material, for preserve-duration"}, 0, kStretchModes - 1, 0, kModeNames, 2,
+                 offsetof(PitchsParams, mode)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
-               {"transposition", "", "Frequency ratio of the shift; semitones and cents set it. 0 acts as 1."},
+               {"transposition", "", "frequency ratio of the shift; semitones and cents set it; 0 acts as 1"},
                {0, 20, 1, 0, 20}, kNoTexts, 1, offsetof(PitchsParams, transposition)),
-    rows::Switch({"anti-alias", "", "Filters the input before its pitch is raised."}, kNoTexts, 2,
+    rows::Switch({"anti-alias", "", "filters the input before its pitch is raised"}, kNoTexts, 2,
                  offsetof(PitchsParams, antiAlias)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
-               {"initial-samples", "frames", "Length of the material, for the display of the final time."},
+               {"initial-samples", "frames", "length of the material, for the display of the final time"},
                {0, kMostRowSamples, 2646000, 0, kMostRowSamples}, kNoTexts, 1, offsetof(PitchsParams, initialSamples)),
 };
 
@@ -87,7 +87,7 @@ bool HoldRanges(PitchsParams& block) noexcept {
 
 const EffectDescription kPitchsEffect = {
     .name = "pitch-shift",
-    .summary = "Pitch up or down, with the length changed along with it or kept",
+    .summary = "pitch up or down, with the length changed along with it or kept",
     .className = KORVA_WTEXT("Pitch Shift"),
     .displayName = KORVA_WTEXT("KORVA Pitch Shift"),
     .filterClass = {0xED1B4100, 0x93BE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},

@@ -73,7 +73,7 @@ std::int32_t StretchCore<Real>::ConfigureStretch(const StretchMode& mode, std::u
   inputFill_ = 0;
   blockOutputDone_ = 0;
   emitting_ = false;
-  endOfInput_ = false;
+  SetEndOfInput(false);
   madeAtEnd_ = false;
 
   const std::size_t frames = static_cast<std::size_t>(blockLength_);

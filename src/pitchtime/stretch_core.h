@@ -34,8 +34,8 @@ class StretchCore {
   void SetKernels(SampleFormat sourceFormat, SampleFormat destinationFormat) noexcept;
 
   /// Derives everything from a mode and takes fresh, empty buffers. `rate` in frames per second, `channels` 1 to 32,
-  /// `stretchRatio` output length over input length. Keeps `firstBlock` and `lastBlockTaken`. 0 or out of memory; the
-  /// core is then not `ready`.
+  /// `stretchRatio` output length over input length. Input comes (again); `firstBlock` stays. 0 or out of
+  /// memory; the core is then not `ready`.
   std::int32_t ConfigureStretch(const StretchMode& mode, std::uint32_t rate, std::uint32_t channels,
                                 double stretchRatio) noexcept;
 

@@ -27,15 +27,16 @@ class StretchEngine {
   /// Frees all memory.
   virtual void Release() noexcept = 0;
 
-  /// Works on a whole input buffer in place, once, before any of it goes to `Process`. A failure ends the buffer.
-  virtual std::int32_t PrepareInput(void* buffer, std::uint32_t frames) noexcept = 0;
+  /// Works on a whole input buffer in place, once, before any of it goes to `Process`. `mode` is that of the first call
+  /// of `Process` for it. A failure ends the buffer.
+  virtual std::int32_t PrepareInput(ProcessMode mode, void* buffer, std::uint32_t frames) noexcept = 0;
 
   /// Takes up to `*sourceFrames` frames and writes up to `*destinationFrames`; both come back as what was taken and
   /// written. A null count is 0, and nothing is reported.
   ///
-  /// Given a source and room for a frame, repeated calls always come to take or to write frames. In `ModeFlush`, given
-  /// room for a frame, the result comes to be 1, and at most two calls in a row write nothing before it does; such a
-  /// call is not yet the end.
+  /// Given a source and room for a frame, every call takes or writes frames. In `ModeFlush`, given room for a frame,
+  /// the result comes to be 1, and at most two calls in a row write nothing before it does; such a call is not yet the
+  /// end.
   virtual std::int32_t Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
                                std::uint32_t* destinationFrames) noexcept = 0;
 };

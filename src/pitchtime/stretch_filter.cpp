@@ -22,7 +22,8 @@ FormatRecord BlockHead(const AM_MEDIA_TYPE& type) {
 }
 
 bool IsAudioBlock(const AM_MEDIA_TYPE& type) {
-  return type.majortype == MEDIATYPE_Audio && type.bTemporalCompression == 0 && type.cbFormat >= 16;
+  return type.majortype == MEDIATYPE_Audio && type.bTemporalCompression == 0 && type.cbFormat >= 16 &&
+         type.pbFormat != nullptr;
 }
 
 bool HasChannels(const FormatRecord& format) {
@@ -182,18 +183,15 @@ HRESULT CQvStretchFilter::Receive(IMediaSample* sample) {
     if (const HRESULT result = AnnounceFormat(*output.Get()); FAILED(result)) return result;
   }
   if (const HRESULT result = WritableInput(data, bytes); FAILED(result)) return result;
-  if (const HRESULT result = engine().PrepareInput(data, bytes / std::max<std::uint32_t>(in.blockAlign, 1));
-      FAILED(result)) {
-    return result;
-  }
-  return FeedEngine(output, data, bytes, restart);
+  const std::uint32_t frames = bytes / std::max<std::uint32_t>(in.blockAlign, 1);
+  const ProcessMode mode = restart ? ModeRestart : ModeContinue;
+  if (const HRESULT result = engine().PrepareInput(mode, data, frames); FAILED(result)) return result;
+  return FeedEngine(output, data, frames, mode);
 }
 
-HRESULT CQvStretchFilter::FeedEngine(ComPtr<IMediaSample>& output, const std::uint8_t* data, std::uint32_t bytes,
-                                     bool restart) {
-  const std::uint32_t frameBytes = std::max<std::uint32_t>(formatRecords_[PINDIR_INPUT].blockAlign, 1);
-  ProcessMode mode = restart ? ModeRestart : ModeContinue;
-  for (std::uint32_t left = bytes / frameBytes;;) {
+HRESULT CQvStretchFilter::FeedEngine(ComPtr<IMediaSample>& output, const std::uint8_t* data, std::uint32_t left,
+                                     ProcessMode mode) {
+  for (;;) {
     BYTE* target = nullptr;
     std::uint32_t written = 0;
     if (const HRESULT result = Capacity(*output.Get(), target, written); FAILED(result)) return result;
@@ -204,7 +202,7 @@ HRESULT CQvStretchFilter::FeedEngine(ComPtr<IMediaSample>& output, const std::ui
       if (const HRESULT result = StampAndDeliver(*output.Get(), written); result != S_OK) return result;
     }
     if (taken >= left || (taken == 0 && written == 0)) return S_OK;
-    data += std::size_t{taken} * frameBytes;
+    data += std::size_t{taken} * formatRecords_[PINDIR_INPUT].blockAlign;
     left -= taken;
     if (written != 0) {
       // The sample went downstream; it is given back before another is asked for, or a single buffer would lock up.
@@ -221,9 +219,6 @@ HRESULT CQvStretchFilter::StampAndDeliver(IMediaSample& sample, std::uint32_t fr
   if (pendingDiscontinuity_) {
     sample.SetDiscontinuity(TRUE);
     pendingDiscontinuity_ = false;
-  } else {
-    times.start = times.end;
-    times.mediaStart = times.mediaEnd;
   }
   const double seconds = out.samplesPerSecond != 0 ? static_cast<double>(frames) / out.samplesPerSecond : 0.0;
   const auto duration = out.samplesPerSecond != 0 ? Truncate<std::int64_t>(seconds * 1e7 + 0.5) : 0;

@@ -51,7 +51,7 @@ class CQvStretchFilter : public EffectFilter<CTransformFilter> {
     std::int64_t mediaStart = 0, mediaEnd = 0;  // frames
   };
 
-  HRESULT FeedEngine(ComPtr<IMediaSample>& output, const std::uint8_t* data, std::uint32_t bytes, bool restart);
+  HRESULT FeedEngine(ComPtr<IMediaSample>& output, const std::uint8_t* data, std::uint32_t left, ProcessMode mode);
   HRESULT StampAndDeliver(IMediaSample& sample, std::uint32_t frames);
   HRESULT DeliverDrained(IMediaSample& sample, std::uint32_t frames);
   HRESULT Capacity(IMediaSample& sample, BYTE*& data, std::uint32_t& frames) const;

@@ -27,7 +27,7 @@ class TimeEngine final : public StretchEngine {
   void SetFormat(const FormatRecord& format) noexcept override;
   std::int32_t Reset() noexcept override { return ResetTime(); }
   void Release() noexcept override;
-  std::int32_t PrepareInput(void*, std::uint32_t) noexcept override { return kGoOn; }
+  std::int32_t PrepareInput(ProcessMode, void*, std::uint32_t) noexcept override { return kGoOn; }
   std::int32_t Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
                        std::uint32_t* destinationFrames) noexcept override;
 

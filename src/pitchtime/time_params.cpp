@@ -13,23 +13,22 @@ constexpr std::int32_t kLeastPercentTimes100 = 5000, kMostPercentTimes100 = 5000
 constexpr std::int32_t kMostTempoTimes100 = 50000;
 constexpr std::int32_t kMostInitialSamples = 793800000;  // five hours at 44.1 kHz
 
-constexpr RowTexts kNoTexts{};
+constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = 7162}, kFormatNames{.firstChoice = 7181};
 
 constexpr ParamDescriptor kRows[] = {
-    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble, {"percent", "%", "Final length in percent of the original."},
+    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble, {"percent", "%", "final length in percent of the original"},
                {50, 500, 100, kLeastPercentTimes100, kMostPercentTimes100}, kNoTexts, 1,
                offsetof(TimeParams, percentTimes100)),
-    rows::Choice({"mode", "", "Kind of material: music, speech, solo instruments or drums."}, 0, kStretchModes - 1, 0,
-                 kNoTexts, 2, offsetof(TimeParams, mode)),
+    rows::Choice({"mode", "", "kind of material"}, 0, kStretchModes - 1, 0, kModeNames, 2, offsetof(TimeParams, mode)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kInteger,
-               {"tempo", "bpm", "Initial tempo, from which a final tempo is reckoned."},
+               {"tempo", "bpm", "initial tempo, from which a final tempo is reckoned"},
                {0, 500, 120, 0, kMostTempoTimes100}, kNoTexts, 1, offsetof(TimeParams, tempoTimes100)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
-               {"initial-samples", "frames", "Initial length, from which a final time is reckoned."},
+               {"initial-samples", "frames", "initial length, from which a final time is reckoned"},
                {0, kMostInitialSamples, 2646000, 0, kMostInitialSamples}, kNoTexts, 1,
                offsetof(TimeParams, initialSamples)),
-    rows::Choice({"input-format-kind", "", "How the page takes the length: 0 percentage, 1 tempo, 2 time."}, 0, 2, 0,
-                 kNoTexts, 1, offsetof(TimeParams, inputFormatKind)),
+    rows::Choice({"input-format-kind", "", "how the page takes the length; not heard"}, 0, 2, 0, kFormatNames, 1,
+                 offsetof(TimeParams, inputFormatKind)),
 };
 
 constexpr TimeParams Length(double percentTimes100) noexcept {
@@ -97,7 +96,7 @@ double FramesOfTime(double milliseconds, std::uint32_t rate) noexcept {
 
 const EffectDescription kTimeEffect = {
     .name = "time-stretch",
-    .summary = "Longer or shorter, at the same pitch",
+    .summary = "longer or shorter, at the same pitch",
     .className = KORVA_WTEXT("Time Stretch"),
     .displayName = KORVA_WTEXT("KORVA Time Stretch"),
     .filterClass = {0xB97C0F22, 0x196D, 0x11D1, {0xB9, 0x9B, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},

@@ -12,6 +12,7 @@
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_engine.h"
 #include "pitchtime/time_params.h"
+#include "support/signals.h"
 
 namespace korva {
 
@@ -51,7 +52,7 @@ struct StretchRig {
       std::vector<typename Format::Sample> in(input.size()), out(outFrames * channels);
       for (std::size_t i = 0; i < in.size(); ++i) in[i] = Format::Write(input[i]);
       auto left = static_cast<std::uint32_t>(input.size() / channels);
-      if ((result = engine.PrepareInput(in.data(), left)) < 0) return;
+      if ((result = engine.PrepareInput(mode, in.data(), left)) < 0) return;
       const auto* at = in.data();
       for (int idle = 0; idle < 100; ++idle) {
         std::uint32_t taken = left, written = static_cast<std::uint32_t>(outFrames);

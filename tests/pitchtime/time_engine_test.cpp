@@ -5,33 +5,6 @@
 namespace korva {
 namespace {
 
-TEST(TimeStretch, OutputDoesNotDependOnTheSizesOfBuffers) {
-  struct Case {
-    double percent;
-    std::int32_t mode;
-    SampleFormat format;
-    std::uint16_t channels;
-    std::uint32_t rate;
-  };
-  const Case cases[] = {{150, 6, SampleFormat::kFloat32, 2, 44100}, {50, 0, SampleFormat::kFloat32, 1, 44100},
-                        {500, 16, SampleFormat::kPcm16, 1, 22050},  {70, 12, SampleFormat::kPcm32, 3, 11025},
-                        {117, 5, SampleFormat::kPcm8, 2, 8000},     {100, 18, SampleFormat::kFloat64, 1, 3}};
-  for (const Case& c : cases) {
-    // Ends at many places between two blocks: the drain must not care where the last block's emission fell.
-    for (const std::size_t frames : {40000U, 41323U, 42646U, 33071U}) {
-      const auto input = Music(frames, c.channels);
-      TimeRig whole(c.percent, c.mode, c.format, c.channels, c.rate);
-      const auto expected = whole.Run(input, 1000000, 1000000);
-      ASSERT_FALSE(whole.hung);
-      for (const auto& [in, out] : {std::pair<std::size_t, std::size_t>{1, 64}, {7, 4096}, {4096, 7}, {333, 100000}}) {
-        TimeRig cut(c.percent, c.mode, c.format, c.channels, c.rate);
-        EXPECT_EQ(cut.Run(input, in, out), expected) << c.percent << "% " << frames << " in " << in << " out " << out;
-        EXPECT_FALSE(cut.hung);
-      }
-    }
-  }
-}
-
 TEST(TimeStretch, LengthFollowsTheRatioAndShortStreamsAreExact) {
   for (const double percent : {50.0, 70.0, 100.0, 150.0, 263.7, 500.0}) {
     TimeRig rig(percent);
@@ -65,22 +38,15 @@ TEST(TimeStretch, StartsUnfadedAndKeepsThePitch) {
 }
 
 TEST(TimeStretch, FormatsAgree) {
-  const auto input = Music(60000, 2);
-  TimeRig single(140, 7, SampleFormat::kFloat32, 2), wide(140, 7, SampleFormat::kFloat64, 2);
-  const auto expected = single.Run(input, 4096, 4096);
-  const std::pair<SampleFormat, double> formats[] = {
-      {SampleFormat::kPcm8, 1.0 / 128}, {SampleFormat::kPcm16, 1.0 / 32768}, {SampleFormat::kFloat32, 0}};
-  for (const auto& [format, step] : formats) {
+  const auto run = [](SampleFormat format) {
     TimeRig rig(140, 7, format, 2);
-    rig.Run(input, 4096, 4096);
-    ASSERT_EQ(rig.output.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) ASSERT_NEAR(rig.output[i], expected[i], step * 0.5001);
-  }
-  TimeRig integer(140, 7, SampleFormat::kPcm32, 2);
-  const auto exact = wide.Run(input, 4096, 4096);
-  integer.Run(input, 4096, 4096);
-  ASSERT_EQ(integer.output.size(), exact.size());
-  for (std::size_t i = 0; i < exact.size(); ++i) ASSERT_NEAR(integer.output[i], exact[i], 3e-10);
+    return rig.Run(Music(60000, 2), 4096, 4096);
+  };
+  const std::tuple<SampleFormat, SampleFormat, double> pairs[] = {
+      {SampleFormat::kPcm8, SampleFormat::kFloat32, 0.5001 / 128},
+      {SampleFormat::kPcm16, SampleFormat::kFloat32, 0.5001 / 32768},
+      {SampleFormat::kPcm32, SampleFormat::kFloat64, 3e-10}};
+  for (const auto& [format, peer, step] : pairs) EXPECT_LE(LargestDifference(run(format), run(peer)), step);
 }
 
 TEST(TimeStretch, RatioChangesDropNothingAndModeChangesFadeIn) {
@@ -106,33 +72,19 @@ TEST(TimeStretch, RatioChangesDropNothingAndModeChangesFadeIn) {
   EXPECT_LT(LevelOf(rig.output, held, held + 100), 0.06);
 }
 
-TEST(TimeStretch, RestartDropsWhatWasHeldAndAStreamMayGoOnAfterItsEnd) {
-  const auto first = Music(30000, 1), second = Music(30000, 1, 2);
-  TimeRig fresh(150, 3), rig(150, 3);
-  const auto expected = fresh.Run(second, 1000, 1000);
-  ASSERT_EQ(rig.Start(), 0);
-  rig.Receive(first, 100, ModeRestart);
-  rig.output.clear();
-  rig.Receive(second, 1000, ModeRestart);
-  rig.Drain(1000);
-  EXPECT_EQ(rig.output, expected);
-
-  rig.output.clear();
-  rig.Receive(second, 1000);
-  EXPECT_EQ(rig.result, 0);
-  rig.Drain(1000);
-  EXPECT_EQ(rig.result, 1);
-  EXPECT_NEAR(static_cast<double>(rig.frames()), 45000, 10000);
-}
-
-TEST(TimeStretch, StreamWithNoInputEndsInTwoCalls) {
-  TimeRig rig(150);
-  ASSERT_EQ(rig.Start(), 0);
-  float room[64];
-  for (const std::int32_t expected : {0, 1}) {
-    std::uint32_t written = 64;
-    EXPECT_EQ(rig.engine.Process(ModeFlush, nullptr, nullptr, room, &written), expected);
-    EXPECT_EQ(written, 0U);
+TEST(TimeStretch, AStreamMayGoOnAfterItsEnd) {
+  const auto input = Music(30000, 1);
+  for (const bool rebuilt : {false, true}) {
+    TimeRig rig(150, 3);
+    rig.Run(input, 1000, 1000);
+    rig.output.clear();
+    if (rebuilt) rig.Change();
+    rig.Receive(input, 1000);
+    EXPECT_EQ(rig.result, 0);
+    rig.Drain(1000);
+    EXPECT_EQ(rig.result, 1);
+    // The last block comes too, not only whole ones.
+    EXPECT_NEAR(static_cast<double>(rig.frames()), 45000, 5000) << rebuilt;
   }
 }
 

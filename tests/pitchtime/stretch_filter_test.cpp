@@ -1,0 +1,507 @@
+#include "pitchtime/stretch_filter.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "pitchtime/pitchs_filter.h"
+#include "pitchtime/time_filter.h"
+#include "platform/services.h"
+#include "support/memory_stream.h"
+#include "support/test_graph.h"
+
+namespace korva {
+namespace {
+
+/// Buffers of a sink whose size is the sink's choice, whatever was asked for and told.
+class SinkAllocator final : public IMemAllocator {
+ public:
+  explicit SinkAllocator(std::size_t bytes) : bytes_(static_cast<LONG>(bytes)) { CreateMemoryAllocator(inner_.Put()); }
+  KORVA_STACK_UNKNOWN(IMemAllocator);
+  HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
+    ALLOCATOR_PROPERTIES own{1, bytes_, request->cbAlign, request->cbPrefix};
+    const HRESULT result = inner_->SetProperties(&own, actual);
+    actual->cbBuffer = std::max<LONG>(bytes_, 512);
+    return result;
+  }
+  HRESULT GetProperties(ALLOCATOR_PROPERTIES* properties) override { return inner_->GetProperties(properties); }
+  HRESULT Commit() override { return inner_->Commit(); }
+  HRESULT Decommit() override { return inner_->Decommit(); }
+  HRESULT GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFERENCE_TIME*, DWORD) override {
+    return refusesAfter-- == 0 ? VFW_E_TIMEOUT : inner_->GetBuffer(sample, nullptr, nullptr, 0);
+  }
+  HRESULT ReleaseBuffer(IMediaSample* sample) override { return inner_->ReleaseBuffer(sample); }
+
+  int refusesAfter = -1;
+
+ private:
+  const LONG bytes_;
+  ComPtr<IMemAllocator> inner_;
+};
+
+/// Connects the output anew, so that the filter delivers into buffers of the sink's.
+HRESULT DeliverInto(SinkAllocator& allocator, TestGraph& graph, CTransformFilter& filter) {
+  filter.GetPin(1)->Disconnect();
+  graph.sink->pin.Disconnect();
+  graph.sink->pin.NotifyAllocator(&allocator, FALSE);
+  return filter.GetPin(1)->Connect(&graph.sink->pin, nullptr);
+}
+
+void Shift(CQvPitchs& filter, double transposition, bool keep) {
+  filter.SetTransposition(transposition);
+  filter.SetPreserveDuration(keep ? 1 : 0);
+  filter.SetAntiAlias(1);
+  filter.SetMode(16);
+}
+
+void Stretch(CQvTime& filter, double percent) {
+  filter.SetPercent(percent * 100);
+  filter.SetMode(16);
+}
+
+/// No object outlives its test.
+class StretchFilter : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(CBaseObject::ObjectsActive(), before_); }
+
+ private:
+  const long before_ = CBaseObject::ObjectsActive();
+};
+
+template <class Filter, class Set>
+void ExpectSameInAnyBuffers(const FormatRecord& format, const Set& set) {
+  // Ends in many places between two blocks: the drain must not care what was still to be written.
+  for (const std::size_t frames : {9001U, 9323U, 9677U}) {
+    const Bytes input = NoiseBytes(format, frames);
+    Bytes whole;
+    for (const auto& [in, out] :
+         {std::pair<std::size_t, std::size_t>{frames, 200000}, {1, 500}, {4096, 1}, {300, 77}}) {
+      SCOPED_TRACE(Describe(format) + ", " + std::to_string(frames) + " by " + std::to_string(in) + " to " +
+                   std::to_string(out));
+      Owned<Filter> filter;
+      set(*filter);
+      SinkAllocator allocator(out * format.blockAlign);
+      TestGraph graph(*filter, format, {std::max<std::size_t>(in, 512)});
+      ASSERT_EQ(DeliverInto(allocator, graph, *filter), S_OK);
+      const Bytes output = graph.Run(input, in);
+      EXPECT_EQ(graph.outcome, S_OK);
+      if (whole.empty()) whole = output;
+      EXPECT_TRUE(output == whole) << output.size() << " bytes, not " << whole.size();
+    }
+  }
+}
+
+TEST_F(StretchFilter, SamplesDoNotDependOnTheSizesOfBuffers) {
+  struct Shifted {
+    double transposition;
+    bool keep;
+    LONG accuracy, mode;
+    FormatRecord format;
+  };
+  const Shifted shifted[] = {
+      {1.4983, true, 2, 6, MakeFormat(SampleFormat::kFloat32, 2, 22050)},
+      {0.7937, true, 3, 12, MakeFormat(SampleFormat::kPcm16, 1, 22050)},
+      {0.5009, true, 1, 16, MakeFormat(SampleFormat::kPcm8, 2, 44100)},
+      {0.50191, true, 2, 16, MakeFormat(SampleFormat::kPcm32, 3, 8000)},
+      {1.1, true, 2, 0, MakeFormat(SampleFormat::kFloat32, 1, 7)},
+      {0.05, false, 2, 0, MakeFormat(SampleFormat::kFloat32, 1, 44100)},
+      {0.3, false, 1, 0, MakeFormat(SampleFormat::kPcm16, 3, 44100)},
+      {19.0, false, 3, 0, MakeFormat(SampleFormat::kPcm8, 2, 44100)},
+  };
+  for (const Shifted& c : shifted) {
+    ExpectSameInAnyBuffers<CQvPitchs>(c.format, [&](CQvPitchs& filter) {
+      Shift(filter, c.transposition, c.keep);
+      filter.SetAccuracy(c.accuracy);
+      filter.SetMode(c.mode);
+    });
+  }
+  const std::tuple<double, LONG, FormatRecord> stretched[] = {
+      {50, 12, MakeFormat(SampleFormat::kFloat32, 1, 22050)}, {500, 16, MakeFormat(SampleFormat::kPcm16, 2, 22050)},
+      {70, 6, MakeFormat(SampleFormat::kPcm32, 3, 11025)},    {117, 5, MakeFormat(SampleFormat::kPcm8, 2, 8000)},
+      {100, 18, MakeFormat(SampleFormat::kFloat64, 1, 3)},
+  };
+  for (const auto& [percent, mode, format] : stretched) {
+    ExpectSameInAnyBuffers<CQvTime>(format, [&, p = percent, m = mode](CQvTime& filter) {
+      filter.SetPercent(p * 100);
+      filter.SetMode(m);
+    });
+  }
+}
+
+TEST_F(StretchFilter, ADiscontinuityStartsAnewAndEmptyBuffersDoNothing) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 22050);
+  const Bytes old = NoiseBytes(format, 3000), fresh = NoiseBytes(format, 3000, 0.5, 2);
+  const std::span<const std::uint8_t> parts(fresh);
+  const auto run = [&](auto& filter, bool interrupted) {
+    TestGraph graph(filter, format);
+    EXPECT_EQ(graph.Start(), S_OK);
+    const auto send = [&](std::span<const std::uint8_t> bytes, bool jump) {
+      EXPECT_EQ(graph.Send(bytes, {0, jump, false}), S_OK);
+    };
+    if (interrupted) send(old, true);
+    graph.sink->pin.received.clear();
+    // Bytes past the last whole frame are dropped.
+    send(parts.first(1003 * 8 + (interrupted ? 5 : 0)), true);
+    if (interrupted) send({}, false);
+    send(parts.subspan(1003 * 8), false);
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), S_OK);
+    return graph.sink->pin.received;
+  };
+  for (const bool keep : {false, true}) {
+    Owned<CQvPitchs> one, other;
+    Shift(*one, 1.5, keep);
+    Shift(*other, 1.5, keep);
+    EXPECT_TRUE(run(*one, true) == run(*other, false)) << keep;
+  }
+  Owned<CQvTime> one, other;
+  Stretch(*one, 150);
+  Stretch(*other, 150);
+  EXPECT_TRUE(run(*one, true) == run(*other, false));
+}
+
+TEST_F(StretchFilter, StampsCountOutputFromTheLastDiscontinuity) {
+  const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 1, 10000);  // 500 frames a block, of which 250 go out
+  struct Row {
+    LONG frames;
+    REFERENCE_TIME time;  // of the input; negative for none
+    LONGLONG mediaTime;
+    bool discontinuity, syncPoint;
+    std::string arrivals;
+  };
+  const Row rows[] = {
+      {750, 9999, 7, false, false, "0-500000 0;"},  // only a discontinuity brings a stamp
+      {250, -1, -1, false, true, "500000-750000 500 sync;"},
+      {499, 70000000, 5000, true, false, ""},
+      {1, 1, 1, false, false, "70000000-70250000 5000 jump;"},
+      {500, -1, -1, true, true, "70250000-70500000 5250 jump sync;"},
+      {500, 1, 1, false, false, "70500000-71000000 5500;"},
+  };
+  Owned<CQvTime> filter;
+  Stretch(*filter, 100);
+  TestGraph graph(*filter, format);
+  std::string arrivals;
+  graph.sink->pin.onReceive = [&](IMediaSample& sample) {
+    REFERENCE_TIME start = -1, stop = -1;
+    LONGLONG mediaStart = -1, mediaStop = -1;
+    sample.GetTime(&start, &stop);
+    sample.GetMediaTime(&mediaStart, &mediaStop);
+    EXPECT_EQ(mediaStop - mediaStart, sample.GetActualDataLength() / 2);
+    arrivals += std::to_string(start) + "-" + std::to_string(stop) + " " + std::to_string(mediaStart);
+    arrivals += sample.IsDiscontinuity() == S_OK ? " jump" : "";
+    arrivals += sample.IsSyncPoint() == S_OK ? " sync;" : ";";
+    return S_OK;
+  };
+  ASSERT_EQ(graph.Start(), S_OK);
+  for (const Row& row : rows) {
+    ComPtr<IMediaSample> sample;
+    ASSERT_EQ(graph.source->pin.GetDeliveryBuffer(sample.Put(), nullptr, nullptr, 0), S_OK);
+    REFERENCE_TIME start = row.time, stop = row.time + 1;
+    LONGLONG mediaStart = row.mediaTime, mediaStop = row.mediaTime + 1;
+    if (row.time >= 0) sample->SetTime(&start, &stop);
+    if (row.mediaTime >= 0) sample->SetMediaTime(&mediaStart, &mediaStop);
+    sample->SetDiscontinuity(row.discontinuity);
+    sample->SetSyncPoint(row.syncPoint);
+    sample->SetActualDataLength(row.frames * 2);
+    arrivals.clear();
+    EXPECT_EQ(graph.source->pin.Deliver(sample.Get()), S_OK);
+    EXPECT_EQ(arrivals, row.arrivals);
+  }
+}
+
+TEST_F(StretchFilter, FailuresDownstreamEndTheCallWithTheirCode) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat64, 32, 8000);
+  const Bytes noise = NoiseBytes(format, 2000);
+  struct Row {
+    const char* what;
+    std::size_t bufferBytes;
+    int refusesAfter;  // buffers given before one is refused; negative for never
+    HRESULT answer;    // of the sink
+    HRESULT received, ended;
+    std::string events;
+  };
+  const std::size_t frame = format.blockAlign;
+  const Row rows[] = {
+      {"all is well", 999 * frame, -1, S_OK, S_OK, S_OK, "sample sample sample sample sample end "},
+      {"sink fails", 999 * frame, -1, E_ABORT, E_ABORT, E_ABORT, "sample sample end "},
+      {"sink has enough", 999 * frame, -1, S_FALSE, S_FALSE, S_OK, "sample sample end "},
+      {"no first buffer", 999 * frame, 0, S_OK, VFW_E_TIMEOUT, S_OK, "sample end "},
+      {"no second buffer", 999 * frame, 1, S_OK, VFW_E_TIMEOUT, S_OK, "sample sample end "},
+      {"less than a frame", frame - 1, -1, S_OK, E_FAIL, E_FAIL, "end "},
+      {"nothing at all", 0, -1, S_OK, E_FAIL, E_FAIL, "end "},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    Owned<CQvTime> filter;
+    Stretch(*filter, 200);
+    SinkAllocator allocator(row.bufferBytes);
+    TestGraph graph(*filter, format, {2000});
+    ASSERT_EQ(DeliverInto(allocator, graph, *filter), S_OK);
+    graph.sink->pin.answer = row.answer;
+    ASSERT_EQ(graph.Start(), S_OK);
+    allocator.refusesAfter = row.refusesAfter;
+    EXPECT_EQ(graph.Send(noise, {0, true, false}), row.received);
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), row.ended);
+    EXPECT_EQ(graph.sink->pin.events, row.events);
+    // A buffer that is refused at the end leaves downstream without its end.
+    allocator.refusesAfter = 0;
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), VFW_E_TIMEOUT);
+    EXPECT_EQ(graph.sink->pin.events, row.events);
+  }
+}
+
+TEST_F(StretchFilter, WhatMustNotBeWrittenIsFilteredInACopy) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 1, 8000);
+  const Bytes noise = NoiseBytes(format, 1000);
+  for (const bool readOnly : {false, true}) {
+    Owned<CQvPitchs> filter;
+    Shift(*filter, 1.5, false);
+    GraphOptions options;
+    options.readOnly = readOnly;
+    TestGraph graph(*filter, format, options);
+    ASSERT_EQ(graph.Start(), S_OK);
+    ComPtr<IMediaSample> sample;
+    BYTE* data = nullptr;
+    ASSERT_EQ(graph.source->pin.GetDeliveryBuffer(sample.Put(), nullptr, nullptr, 0), S_OK);
+    sample->GetPointer(&data);
+    std::copy(noise.begin(), noise.end(), data);
+    sample->SetActualDataLength(4000);
+    EXPECT_EQ(graph.source->pin.Deliver(sample.Get()), S_OK);
+    EXPECT_EQ(std::equal(noise.begin(), noise.end(), data), readOnly);
+  }
+}
+
+TEST_F(StretchFilter, AnEmptyStreamHasADefinedEnd) {
+  const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 2, 44100);
+  const auto drain = [&](auto& filter) {
+    TestGraph graph(filter, format);
+    EXPECT_EQ(graph.Start(), S_OK);
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), S_OK);
+    return graph.sink->pin.events + std::to_string(graph.sink->pin.received.size() / 4);
+  };
+  const std::tuple<double, bool, const char*> rows[] = {
+      {1.5, false, "end 0"}, {0.8, true, "sample end 0"}, {1.5, true, "sample sample end 2782"}};
+  for (const auto& [transposition, keep, expected] : rows) {
+    Owned<CQvPitchs> filter;
+    Shift(*filter, transposition, keep);
+    EXPECT_EQ(drain(*filter), expected) << transposition << keep;
+  }
+  Owned<CQvTime> filter;
+  EXPECT_EQ(drain(*filter), "sample end 0");
+}
+
+/// What the filter asks of a graph: to make a connection anew.
+class Reconnector final : public IFilterGraph {
+ public:
+  KORVA_STACK_UNKNOWN(IFilterGraph);
+  HRESULT AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }
+  HRESULT RemoveFilter(IBaseFilter*) override { return E_NOTIMPL; }
+  HRESULT EnumFilters(IEnumFilters**) override { return E_NOTIMPL; }
+  HRESULT FindFilterByName(LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
+  HRESULT ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT Reconnect(IPin* pin) override {
+    asked = pin;
+    return S_OK;
+  }
+  HRESULT Disconnect(IPin*) override { return E_NOTIMPL; }
+  HRESULT SetDefaultSyncSource() override { return E_NOTIMPL; }
+
+  IPin* asked = nullptr;
+};
+
+TEST_F(StretchFilter, TakesAnotherFormatWhereDownstreamWould) {
+  const FormatRecord stereo = MakeFormat(SampleFormat::kPcm16, 2, 44100),
+                     mono = MakeFormat(SampleFormat::kPcm16, 1, 8000);
+  CMediaType type, broken;
+  type.SetWave(mono);
+  broken.SetWave(stereo);
+  platform::FreeTaskMemory(std::exchange(broken.get().pbFormat, nullptr));
+  Owned<CQvPitchs> filter;
+  CMediaType proposed;
+  EXPECT_EQ(filter->GetMediaType(0, proposed), E_UNEXPECTED);
+  TestGraph graph(*filter, stereo);
+  ASSERT_EQ(graph.connected, S_OK);
+  EXPECT_EQ(filter->GetMediaType(-1, proposed), E_INVALIDARG);
+  EXPECT_EQ(filter->GetMediaType(1, proposed), VFW_S_NO_MORE_ITEMS);
+  // A block that claims a length and is not there.
+  EXPECT_EQ(filter->GetPin(0)->QueryAccept(&broken.get()), S_FALSE);
+  EXPECT_EQ(filter->GetPin(1)->QueryAccept(&broken.get()), S_FALSE);
+
+  graph.sink->pin.accept = [](const AM_MEDIA_TYPE&) { return E_FAIL; };
+  EXPECT_EQ(filter->GetPin(0)->QueryAccept(&type.get()), S_FALSE);
+  // A wrong block align is put right before downstream is asked.
+  reinterpret_cast<FormatRecord*>(type.get().pbFormat)->blockAlign = 99;
+  graph.sink->pin.accept = [](const AM_MEDIA_TYPE& offered) {
+    return reinterpret_cast<const FormatRecord*>(offered.pbFormat)->blockAlign == 2 ? S_OK : E_FAIL;
+  };
+  EXPECT_EQ(filter->GetPin(0)->QueryAccept(&type.get()), S_OK);
+
+  const auto connectAnew = [&] {
+    graph.source->pin.Disconnect();
+    filter->GetPin(0)->Disconnect();
+    return graph.source->pin.Connect(filter->GetPin(0), &type.get());
+  };
+  EXPECT_EQ(connectAnew(), VFW_E_NOT_IN_GRAPH);
+  Reconnector reconnector;
+  filter->JoinFilterGraph(&reconnector, nullptr);
+  EXPECT_EQ(connectAnew(), S_OK);
+  EXPECT_EQ(reconnector.asked, static_cast<IPin*>(filter->GetPin(1)));
+  // Until the graph gets round to it the change is announced on the first sample of every buffer.
+  std::string announced;
+  graph.sink->pin.onReceive = [&](IMediaSample& sample) {
+    AM_MEDIA_TYPE* changed = nullptr;
+    announced += sample.GetMediaType(&changed) == S_OK ? 'T' : '-';
+    DeleteMediaType(changed);
+    return S_OK;
+  };
+  ASSERT_EQ(graph.Start(), S_OK);
+  filter->SetTransposition(0.05);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(graph.Send(NoiseBytes(mono, 2000), {0, i == 0, false}), S_OK);
+  EXPECT_TRUE(announced.starts_with("T-") && announced.find("-T-") != std::string::npos) << announced;
+  filter->JoinFilterGraph(nullptr, nullptr);
+}
+
+TEST_F(StretchFilter, AsksForBuffersOfFourTimesTheInputsSize) {
+  const FormatRecord format = MakeFormat(SampleFormat::kPcm8, 1, 8000);
+  const std::tuple<std::size_t, HRESULT, LONG> rows[] = {{127, E_FAIL, 0}, {128, S_OK, 512}, {4096, S_OK, 16384}};
+  for (const auto& [upstream, result, size] : rows) {
+    Owned<CQvTime> filter;
+    TestGraph graph(*filter, format, {upstream});
+    EXPECT_EQ(graph.connected, result);
+    if (result != S_OK) continue;
+    ALLOCATOR_PROPERTIES granted{};
+    EXPECT_EQ(filter->outputPin()->allocator()->GetProperties(&granted), S_OK);
+    EXPECT_EQ(granted.cbBuffer, size);
+    EXPECT_EQ(granted.cBuffers, graph.source->pin.wanted.cBuffers);
+    EXPECT_EQ(granted.cbAlign, graph.source->pin.wanted.cbAlign);
+  }
+  Owned<CQvTime> filter;
+  ComPtr<IMemAllocator> allocator;
+  CreateMemoryAllocator(allocator.Put());
+  ALLOCATOR_PROPERTIES largest{0, std::numeric_limits<LONG>::max() / 2, 0, 0};
+  EXPECT_EQ(filter->DecideBufferSize(*allocator.Get(), largest), S_OK);
+  EXPECT_EQ(largest.cbBuffer, std::numeric_limits<LONG>::max());
+}
+
+/// One operation of an interface by its slot, as hosts in other languages call it.
+template <class... Arguments>
+HRESULT CallSlot(IUnknown* object, std::size_t slot, Arguments... arguments) {
+  void* const* const table = *reinterpret_cast<void* const* const*>(object);
+  return reinterpret_cast<HRESULT (*)(IUnknown*, Arguments...)>(table[slot + 2])(object, arguments...);
+}
+
+/// Sets by a slot and expects `kept` of the getter before it; setting it again must leave the effect clean.
+template <class Value>
+void ExpectKept(IUnknown* property, std::size_t slot, Value set, Value kept) {
+  const ComPtr<IPersistStream> state = Query<IPersistStream>(property);
+  MemoryStream saved;
+  for (const HRESULT dirty : {S_OK, S_FALSE}) {
+    state->Save(&saved, TRUE);
+    Value value{};
+    EXPECT_EQ(CallSlot(property, slot, set), S_OK) << slot;
+    EXPECT_EQ(CallSlot(property, slot - 1, &value), S_OK) << slot;
+    EXPECT_EQ(value, kept) << slot;
+    EXPECT_EQ(state->IsDirty(), dirty) << slot;
+  }
+}
+
+TEST_F(StretchFilter, PropertySlotsHoldValuesToTheirRanges) {
+  Owned<CQvPitchs> pitchFilter;
+  Owned<CQvTime> timeFilter;
+  const auto pitch = pitchFilter.As<IQvPitchsProp>();
+  const auto time = timeFilter.As<IQvTimeProp>();
+  const std::tuple<IUnknown*, std::size_t, LONG, LONG> whole[] = {
+      {pitch.Get(), 6, 51, 50},    {pitch.Get(), 8, -1001, -1000}, {pitch.Get(), 10, 99, 99}, {pitch.Get(), 12, 7, 7},
+      {pitch.Get(), 14, -3, -3},   {pitch.Get(), 18, 2, 2},        {time.Get(), 8, 77, 77},   {time.Get(), 10, 0, 0},
+      {time.Get(), 10, -1, 50000}, {time.Get(), 14, 5, 5}};
+  for (const auto& [property, slot, set, kept] : whole) ExpectKept(property, slot, set, kept);
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  const std::tuple<IUnknown*, std::size_t, double, double> reals[] = {
+      {pitch.Get(), 16, -2.5, -2.5}, {pitch.Get(), 20, -1.0, 0.0},      {pitch.Get(), 20, 1e12, 225306900.0},
+      {time.Get(), 6, kNan, 5000.0}, {time.Get(), 6, 50001.0, 50000.0}, {time.Get(), 12, 1e12, 793800000.0}};
+  for (const auto& [property, slot, set, kept] : reals) ExpectKept(property, slot, set, kept);
+  for (const auto& [property, tail] : {std::pair<IUnknown*, std::size_t>{pitch.Get(), 21}, {time.Get(), 15}}) {
+    LONG value = 9;
+    DWORD rate = 0;
+    WAVEFORMATEX format{};
+    EXPECT_EQ(CallSlot(property, tail), S_OK);
+    EXPECT_EQ(CallSlot(property, tail + 1, &value), S_OK);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(CallSlot(property, tail + 2, LONG{42}), S_OK);
+    EXPECT_EQ(CallSlot(property, tail + 3, &value), S_OK);
+    EXPECT_EQ(value, 42);
+    EXPECT_EQ(CallSlot(property, tail + 4, &rate), E_FAIL);
+    EXPECT_EQ(rate, 44100U);
+    EXPECT_EQ(CallSlot(property, 3, &format, LONG{1}), VFW_E_NOT_CONNECTED);
+  }
+}
+
+TEST_F(StretchFilter, RecordsOfBothFormsLoadAndPresetsAreInTune) {
+  const auto record = [](const EffectDescription& effect, std::size_t form, auto block) {
+    const RecordHeader header{effect.forms[form].size, effect.forms[form].id};
+    Bytes bytes(sizeof header + sizeof block);
+    std::memcpy(bytes.data(), &header, sizeof header);
+    std::memcpy(&bytes[sizeof header], &block, sizeof block);
+    return bytes;
+  };
+  const PitchsParams shift{51, 5, 3, 1, 4, 77, 1.5, 1, 78, 9.0}, held{50, 5, 3, 1, 4, 77, 1.5, 1, 78, 9.0};
+  Owned<CQvPitchs> pitch;
+  MemoryStream loaded(record(kPitchsEffect, 0, shift)), saved;
+  EXPECT_EQ(pitch->Load(&loaded), S_OK);  // held to the range, and loaded all the same
+  EXPECT_EQ(pitch->Save(&saved, TRUE), S_OK);
+  EXPECT_EQ(saved.bytes, record(kPitchsEffect, 0, held));
+  EXPECT_EQ(pitch->SetParams(&shift), E_FAIL);
+
+  const TimeParams fresh{10000, 0, 12000, 2646000, 0, 0}, stretch{15000, 3, 9000, 5.0, 2, 77};
+  const std::tuple<Bytes, HRESULT, TimeParams> rows[] = {
+      {record(kTimeEffect, 0, stretch), S_OK, stretch},
+      {record(kTimeEffect, 1, TimeParams{1500, 3, 900, 5.0, 2, 77}), S_OK, stretch},
+      {record(kTimeEffect, 1, TimeParams{400, 3, 6000, 5.0, 2, 77}), S_OK, {5000, 3, 50000, 5.0, 2, 77}},
+      {record(kPitchsEffect, 0, shift), E_FAIL, fresh}};
+  for (const auto& [bytes, result, kept] : rows) {
+    Owned<CQvTime> time;
+    MemoryStream stream(bytes), again;
+    EXPECT_EQ(time->Load(&stream), result);
+    EXPECT_EQ(time->Save(&again, TRUE), S_OK);
+    EXPECT_EQ(again.bytes, record(kTimeEffect, 0, kept));
+  }
+  for (std::int32_t i = 0; i < kPitchsEffect.presets.count(); ++i) {
+    const auto& block = *static_cast<const PitchsParams*>(kPitchsEffect.presets.Block(i));
+    EXPECT_NEAR(block.transposition, TranspositionOf(block.semitones, block.centTenths), 1e-4);
+  }
+}
+
+TEST_F(StretchFilter, SettersOnAnotherThreadNeverBreakAStream) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
+  const Bytes noise = NoiseBytes(format, 500);
+  const auto hammer = [&](auto& filter, auto set) {
+    TestGraph graph(filter, format);
+    ASSERT_EQ(graph.Start(), S_OK);
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+      for (LONG i = 0; !stop; i = (i * 5 + 3) % 1024) set(filter, i);
+    });
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(graph.Send(noise, {0, i % 50 == 0, false}), S_OK);
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), S_OK);
+    stop = true;
+    writer.join();
+    for (const double x : Decode(format, graph.sink->pin.received)) ASSERT_LT(std::fabs(x), 20.0);
+  };
+  Owned<CQvPitchs> pitch;
+  hammer(*pitch, [](CQvPitchs& filter, LONG i) {
+    filter.SetTransposition(0.5 + static_cast<double>(i % 16) / 10);
+    filter.SetSemitones(i % 5);
+    filter.SetAccuracy(i % 4);
+    filter.SetMode(i % 19);
+    if (i % 3 == 0) filter.SetPreserveDuration(i & 1);
+    if (i % 7 == 0) filter.SetPreset(i % 6);
+  });
+  Owned<CQvTime> time;
+  hammer(*time, [](CQvTime& filter, LONG i) {
+    filter.SetPercent(5000 + i * 40);
+    filter.SetMode(i % 19);
+    if (i % 7 == 0) filter.SetPreset(i % 4);
+  });
+}
+
+}  // namespace
+}  // namespace korva
