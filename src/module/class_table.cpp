@@ -1,0 +1,54 @@
+#include "module/class_table.h"
+
+#include <algorithm>
+#include <new>
+
+#include "chorus/chorus_filter.h"
+#include "delay/echomt/echomt_filter.h"
+#include "delay/echos/echos_filter.h"
+#include "module/filter_setup.h"
+#include "pitchtime/pitchs_filter.h"
+#include "pitchtime/time_filter.h"
+#include "reverb/reverb_filter.h"
+
+namespace korva {
+namespace {
+
+template <class Filter>
+CUnknown* Create(IUnknown* outer, HRESULT*) {
+  return new (std::nothrow) Filter(outer);
+}
+
+template <class Filter>
+ClassRow FilterRow(const EffectDescription& effect) {
+  return {effect.className, effect.filterClass, &Create<Filter>, nullptr, SetupOf(effect)};
+}
+
+const ClassRow kClasses[] = {
+    FilterRow<CQvTime>(kTimeEffect),     FilterRow<CQvPitchs>(kPitchsEffect), FilterRow<CQvEchos>(kEchosEffect),
+    FilterRow<CQvEchomt>(kEchomtEffect), FilterRow<CQvReverb>(kReverbEffect), FilterRow<CQvChorus>(kChorusEffect),
+};
+
+}  // namespace
+
+std::span<const ClassRow> ClassTable() noexcept {
+  return kClasses;
+}
+
+const ClassRow* FindClass(REFCLSID classId) noexcept {
+  const auto row = std::ranges::find(kClasses, classId, &ClassRow::classId);
+  return row != std::end(kClasses) ? row : nullptr;
+}
+
+const FilterSetup* FindFilterSetup(REFCLSID classId) noexcept {
+  const ClassRow* const row = FindClass(classId);
+  return row != nullptr && row->setup ? &*row->setup : nullptr;
+}
+
+void InitialiseClasses(bool coming) noexcept {
+  for (const ClassRow& row : kClasses) {
+    if (row.initialise != nullptr) row.initialise(coming, row.classId);
+  }
+}
+
+}  // namespace korva

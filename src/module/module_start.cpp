@@ -1,0 +1,52 @@
+#include "module/module_start.h"
+
+#include <utility>
+
+#include "frame/module_text.h"
+#include "module/class_table.h"
+#include "module/registration.h"
+#include "module/runtime_memory.h"
+#include "platform/services.h"
+#include "qvkit/language.h"
+
+namespace korva {
+namespace {
+
+HMODULE moduleHandle = nullptr;
+QvLanguage* language = nullptr;
+
+constexpr FilterRegistrar kRegistrar{&FindFilterSetup, &EnterInMapper};
+
+// The control classes of the pages are registered in the first and removed in the second.
+void StartPages() noexcept {}
+void EndPages() noexcept {}
+
+}  // namespace
+
+void StartModule(HMODULE module) noexcept {
+  moduleHandle = module;
+  QvLang_Open(&language, module, platform::ThreadLocale(), 0);
+  SetModuleLanguage(language);
+  StartPages();
+  SetFilterRegistrar(&kRegistrar);
+  // Refused by the system for a module with data of its own for each thread, which then hears of threads and frees it.
+  ::DisableThreadLibraryCalls(module);
+  InitialiseClasses(true);
+}
+
+void EndModule(bool processEnds) noexcept {
+  if (!processEnds) {
+    EndPages();
+    SetModuleLanguage(nullptr);
+    QvLang_Close(std::exchange(language, nullptr));
+  }
+  const HMODULE module = std::exchange(moduleHandle, nullptr);
+  InitialiseClasses(false);
+  if (!processEnds) FreeRuntimeMemory(module);
+}
+
+HMODULE ModuleHandle() noexcept {
+  return moduleHandle;
+}
+
+}  // namespace korva

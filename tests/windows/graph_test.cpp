@@ -1,0 +1,250 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <future>
+#include <vector>
+
+#include "chorus/chorus_params.h"
+#include "frame/interfaces.h"
+#include "graph_kit.h"
+#include "module/class_table.h"
+#include "registered_module.h"
+
+namespace korva {
+namespace {
+
+constexpr SampleFormat kFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
+                                     SampleFormat::kFloat32, SampleFormat::kFloat64};
+constexpr LONG kFeedback = 3;  // "Fast flange 2": what it holds rings on for a while
+
+/// Source, filters of one class and sink in a graph.
+struct Chained {
+  explicit Chained(Stream stream, SourceOptions options = {}, int filters = 1, bool direct = false,
+                   REFCLSID classId = kChorusEffect.filterClass)
+      : source(new SourceFilter(std::move(stream), options)), sink(new SinkFilter) {
+    std::vector<IBaseFilter*> chain;
+    for (int i = 0; i < filters; ++i) {
+      effects.push_back(CreateRegistered<IBaseFilter>(classId));
+      chain.push_back(effects.back().Get());
+      Query<IStaticFilterPreset>(chain.back())->SetPreset(kFeedback);
+    }
+    joined = graph.Chain(*source.Get(), chain, *sink.Get(), direct);
+  }
+  ~Chained() { graph.Stop(); }
+
+  std::vector<std::uint8_t> Play() {
+    if (FAILED(graph.Run()) || !sink->WaitForEnd()) return {};
+    std::vector<std::uint8_t> bytes = sink->bytes();
+    graph.Stop();
+    return bytes;
+  }
+
+  Graph graph;
+  ComPtr<SourceFilter> source;
+  std::vector<ComPtr<IBaseFilter>> effects;
+  ComPtr<SinkFilter> sink;
+  HRESULT joined;
+};
+
+Stream Noise(std::size_t frames = 20000, std::size_t silentFrom = static_cast<std::size_t>(-1)) {
+  return MakeNoise(SampleFormat::kFloat32, 2, frames, silentFrom);
+}
+
+std::vector<std::uint8_t> PlayOnce(Stream stream) {
+  return Chained(std::move(stream)).Play();
+}
+
+bool IsSilent(const std::vector<std::uint8_t>& bytes, std::size_t fromFrame) {
+  const std::size_t from = fromFrame * sizeof(float) * 2;
+  return from < bytes.size() && std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(),
+                                            [](auto byte) { return byte == 0; });
+}
+
+TEST(Graph, EveryFormatGoesThroughByEveryKindOfConnection) {
+  for (const SampleFormat format : kFormats) {
+    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{6}, std::uint16_t{32}}) {
+      const Stream noise = MakeNoise(format, channels, 5000);
+      Chained intelligent(noise), direct(noise, {4096}, 1, true), two(noise, {7}, 2);
+      ASSERT_EQ(intelligent.joined, S_OK);
+      ASSERT_EQ(direct.joined, S_OK);
+      ASSERT_EQ(two.joined, S_OK);
+      const auto bytes = intelligent.Play();
+      EXPECT_EQ(bytes.size(), noise.bytes.size());
+      EXPECT_NE(bytes, noise.bytes);
+      EXPECT_EQ(direct.Play(), bytes);
+      const auto twice = two.Play();
+      EXPECT_EQ(twice.size(), noise.bytes.size());
+      EXPECT_NE(twice, bytes);
+    }
+  }
+}
+
+TEST(Graph, RefusesWhatItCannotTakeAndIsNeverPickedByItself) {
+  Stream deep = Noise(100);
+  deep.format.formatTag = kTagPcm;
+  deep.format.bitsPerSample = 24;
+  Chained refused(deep, {}, 1, true);
+  EXPECT_EQ(refused.joined, VFW_E_NO_ACCEPTABLE_TYPES);
+  CMediaType type;
+  type.SetWave(deep.format);
+  const ComPtr<IPin> in = PinOf(refused.effects[0].Get(), L"In");
+  EXPECT_EQ(in->QueryAccept(&type.get()), S_FALSE);
+  EXPECT_EQ(in->ReceiveConnection(refused.source->Output(), &type.get()), VFW_E_TYPE_NOT_ACCEPTED);
+
+  Graph graph;
+  const ComPtr<SourceFilter> source(new SourceFilter(Noise(100)));
+  const ComPtr<SinkFilter> sink(new SinkFilter);
+  ASSERT_EQ(graph.Chain(*source.Get(), {}, *sink.Get(), false), S_OK);
+  ComPtr<IPin> peer;
+  source->Output()->ConnectedTo(peer.Put());
+  EXPECT_EQ(peer.Get(), sink->Input());
+}
+
+TEST(Graph, EveryRunStartsAnew) {
+  const Stream noise = Noise();
+  Chained chained(noise);
+  const auto first = chained.Play();
+  ASSERT_EQ(first.size(), noise.bytes.size());
+  EXPECT_TRUE(chained.graph.SaysComplete() || !first.empty());
+  EXPECT_EQ(chained.graph.Pause(), S_OK);
+  EXPECT_EQ(chained.graph.Stop(), S_OK);
+  EXPECT_EQ(chained.graph.Pause(), S_OK);
+  EXPECT_EQ(chained.Play(), first);
+  chained.sink->BlockAt(3);
+  EXPECT_EQ(chained.graph.Run(), S_OK);
+  EXPECT_TRUE(chained.sink->WaitUntilBlocked());
+  EXPECT_EQ(chained.graph.Stop(), S_OK) << "in the middle of a sample";
+  chained.sink->BlockAt(static_cast<std::size_t>(-1));
+  EXPECT_EQ(chained.Play(), first);
+}
+
+TEST(Graph, TheGraphHearsTheEnd) {
+  Chained chained(Noise());
+  ASSERT_EQ(chained.graph.Run(), S_OK);
+  EXPECT_TRUE(chained.graph.SaysComplete());
+}
+
+TEST(Graph, DiscontinuityLetsNoOldAudioThrough) {
+  constexpr std::size_t kCut = 10300;
+  EXPECT_FALSE(IsSilent(PlayOnce(Noise(20000, kCut)), kCut))
+      << "the effect must ring on for this test to mean anything";
+  EXPECT_TRUE(IsSilent(Chained(Noise(20000, kCut), {1000, 0, kCut}).Play(), kCut));
+}
+
+TEST(Graph, FlushInTheMiddleOfABuffer) {
+  constexpr std::size_t kCut = 10000;
+  Chained chained(Noise(20000, kCut));
+  chained.sink->BlockAt(6);
+  ASSERT_EQ(chained.graph.Run(), S_OK);
+  ASSERT_TRUE(chained.sink->WaitUntilBlocked());
+  chained.source->Seek(kCut);
+  ASSERT_TRUE(chained.sink->WaitForEnd());
+  const auto bytes = chained.sink->bytes();
+  EXPECT_EQ(bytes.size(), Noise(20000 - kCut).bytes.size());
+  EXPECT_TRUE(IsSilent(bytes, 0));
+}
+
+TEST(Graph, RefusalDownstreamComesBackUpstream) {
+  for (const HRESULT refusal : {E_FAIL, S_FALSE, VFW_E_SAMPLE_REJECTED}) {
+    Chained chained(Noise());
+    chained.sink->RefuseFrom(4, refusal);
+    ASSERT_EQ(chained.graph.Run(), S_OK);
+    for (int i = 0; i < 2000 && chained.source->lastResult() == S_OK; ++i) ::Sleep(1);
+    EXPECT_EQ(chained.source->lastResult(), refusal);
+    EXPECT_EQ(chained.graph.Stop(), S_OK);
+    chained.sink->RefuseFrom(static_cast<std::size_t>(-1), S_OK);
+    EXPECT_EQ(chained.Play(), PlayOnce(Noise()));
+  }
+}
+
+TEST(Graph, ConnectionsChangeOnlyWhileStopped) {
+  Chained chained(Noise());
+  const ComPtr<IPin> in = PinOf(chained.effects[0].Get(), L"In"), out = PinOf(chained.effects[0].Get(), L"Out");
+  CMediaType type;
+  type.SetWave(Noise().format);
+  ASSERT_EQ(chained.graph.Run(), S_OK);
+  EXPECT_EQ(in->Disconnect(), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(out->Disconnect(), VFW_E_NOT_STOPPED);
+  EXPECT_EQ(in->ReceiveConnection(chained.source->Output(), &type.get()), VFW_E_ALREADY_CONNECTED);
+  chained.sink->WaitForEnd();
+  ASSERT_EQ(chained.graph.Stop(), S_OK);
+
+  for (const SampleFormat format : kFormats) {
+    const Stream noise = MakeNoise(format, 6, 5000);
+    for (IPin* pin : {chained.source->Output(), in.Get(), out.Get(), chained.sink->Input()}) {
+      EXPECT_EQ(chained.graph->Disconnect(pin), S_OK);
+    }
+    chained.source->SetStream(noise);
+    ASSERT_EQ(chained.graph->Connect(chained.source->Output(), in.Get()), S_OK);
+    ASSERT_EQ(chained.graph->Connect(out.Get(), chained.sink->Input()), S_OK);
+    EXPECT_EQ(chained.Play(), PlayOnce(noise));
+  }
+}
+
+TEST(Graph, RenegotiatesDownstreamWhenUpstreamChanges) {
+  Chained chained(Noise());
+  const ComPtr<IPin> in = PinOf(chained.effects[0].Get(), L"In"), out = PinOf(chained.effects[0].Get(), L"Out");
+  const Stream noise = MakeNoise(SampleFormat::kPcm16, 1, 5000);
+  chained.graph->Disconnect(chained.source->Output());
+  chained.graph->Disconnect(in.Get());
+  chained.source->SetStream(noise);
+  ASSERT_EQ(chained.graph->ConnectDirect(chained.source->Output(), in.Get(), nullptr), S_OK);
+  CMediaType upstream, downstream;
+  in->ConnectionMediaType(&upstream.get());
+  // A graph may do it on a thread of its own.
+  for (int i = 0; i < 2000 && !SameMediaType(upstream.get(), downstream.get()); ++i) {
+    if (i != 0) ::Sleep(1);
+    downstream.Reset();
+    out->ConnectionMediaType(&downstream.get());
+  }
+  EXPECT_TRUE(SameMediaType(upstream.get(), downstream.get()));
+  EXPECT_EQ(chained.Play(), PlayOnce(noise));
+}
+
+TEST(Graph, CopiesForASinkWithItsOwnMemory) {
+  Graph graph;
+  const Stream noise = Noise();
+  const ComPtr<SourceFilter> source(new SourceFilter(noise));
+  const ComPtr<SinkFilter> sink(new SinkFilter);
+  const auto effect = CreateRegistered<IBaseFilter>(kChorusEffect.filterClass);
+  Query<IStaticFilterPreset>(effect.Get())->SetPreset(kFeedback);
+  sink->InsistOnOwnAllocator();
+  ASSERT_EQ(graph.Chain(*source.Get(), {effect.Get()}, *sink.Get(), false), S_OK);
+  ASSERT_EQ(graph.Run(), S_OK);
+  ASSERT_TRUE(sink->WaitForEnd());
+  EXPECT_EQ(sink->bytes(), PlayOnce(noise));
+}
+
+TEST(Graph, FilterLeavesWhileConnected) {
+  Chained chained(Noise());
+  const auto connected = [&](const WCHAR* pin) {
+    ComPtr<IPin> peer;
+    return PinOf(chained.effects[0].Get(), pin)->ConnectedTo(peer.Put()) == S_OK;
+  };
+  ASSERT_EQ(chained.graph.Run(), S_OK);
+  EXPECT_EQ(chained.graph->RemoveFilter(chained.effects[0].Get()), VFW_E_NOT_STOPPED);
+  EXPECT_TRUE(connected(L"In") && connected(L"Out"));
+  ASSERT_EQ(chained.graph.Stop(), S_OK);
+  EXPECT_EQ(chained.graph->RemoveFilter(chained.effects[0].Get()), S_OK);
+  EXPECT_FALSE(connected(L"In") || connected(L"Out"));
+  EXPECT_EQ(RegisteredModule().CanUnloadNow(), S_FALSE);
+  chained.effects.clear();
+  EXPECT_EQ(RegisteredModule().CanUnloadNow(), S_OK);
+}
+
+TEST(Graph, TwoGraphsInTwoThreads) {
+  const std::vector<std::uint8_t> expected = PlayOnce(Noise());
+  const auto play = [&expected] {
+    ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    bool same = true;
+    for (int i = 0; i < 20; ++i) same = same && PlayOnce(Noise()) == expected;
+    ::CoUninitialize();
+    return same;
+  };
+  auto one = std::async(std::launch::async, play), other = std::async(std::launch::async, play);
+  EXPECT_TRUE(one.get());
+  EXPECT_TRUE(other.get());
+}
+
+}  // namespace
+}  // namespace korva
