@@ -32,11 +32,12 @@ constexpr ParamDescriptor kRows[] = {
     rows::Ramp({"chorus-out", "dB", "gain of the voices; -60 is silence"}, {-60, 0, -6, -600, 0}, {7220, kDecibels},
                kCheap, KORVA_FIELD(chorusOut)),
     rows::Switch({"bypass", "", "lets the sound through unchanged"}, {7221}, kCheap, KORVA_FIELD(bypass)),
-    rows::Choice({"mod-period-note", "", "length of one swing as a note, when it follows tempo"}, 0, 18, 18,
-                 {7222, -1, kNoteNames}, kCheap, KORVA_FIELD(modPeriodNote)),
-    rows::Ramp({"mod-period-multiplier", "", "that note times this"}, {0.001F, 32, 0.001F, 1, 32000}, {7223}, kCheap,
-               KORVA_FIELD(modPeriodMultiplier)),
-    rows::Switch({"tempo-sync", "", "the swing follows the host's tempo"}, {7224}, kCheap, KORVA_FIELD(tempoSync)),
+    rows::FollowsTempo(rows::Choice({"mod-period-note", "", "length of one swing as a note, when it follows tempo"}, 0,
+                                    18, 18, {7222, -1, kNoteNames}, kCheap, KORVA_FIELD(modPeriodNote))),
+    rows::FollowsTempo(rows::Ramp({"mod-period-multiplier", "", "that note times this"}, {0.001F, 32, 0.001F, 1, 32000},
+                                  {7223}, kCheap, KORVA_FIELD(modPeriodMultiplier))),
+    rows::FollowsTempo(
+        rows::Switch({"tempo-sync", "", "the swing follows the host's tempo"}, {7224}, kCheap, KORVA_FIELD(tempoSync))),
 };
 
 #undef KORVA_FIELD

@@ -27,15 +27,15 @@ Check WriteEffectsDoc(std::ostream& out) {
       out << "| `" << name << "` | " << range << " | " << value << " | " << movement << " | " << summary << " |\n";
     };
     for (const ParamDescriptor& row : description.rows) {
-      line(row.name, RangeText(row), ValueText(row, description.presets.Block(0)), MovementText(effect, *instance, row),
+      line(row.name, RangeText(row), ValueText(row, description.presets.Block(0)), MovementText(*instance, row),
            row.summary);
     }
     if (effect.habits != nullptr) {
       for (const DerivedName& name : effect.habits->names) line(name.name, name.range, "", "-", name.summary);
     }
     for (const ParamDescriptor& row : description.rows) {
-      const std::vector<std::string> choices = ChoiceNames(row);
-      if (!choices.empty()) out << "\n`" << row.name << "`: " << Joined(choices, ", ") << ".\n";
+      const std::vector<std::string> choices = NumberedChoices(row);
+      if (!choices.empty()) out << "\n`" << row.name << "`: " << Joined(choices, "; ") << ".\n";
     }
     out << "\n| Preset | Name |\n|---|---|\n";
     for (std::int32_t i = 0; i < description.presets.count(); ++i) {

@@ -4,12 +4,9 @@
 #include <array>
 #include <ostream>
 
-#include "host/nearest.h"
-#include "host/number_text.h"
 #include "host/parameter_text.h"
 #include "host/state_file.h"
 #include "platform/media_params.h"
-#include "platform/tempo_host.h"
 
 namespace korva {
 namespace {
@@ -39,22 +36,18 @@ void WriteTable(const std::vector<std::array<std::string, N>>& table, const std:
 }
 
 void WriteChoices(const ParamDescriptor& row, std::ostream& out) {
-  std::vector<std::string> choices = ChoiceNames(row);
+  const std::vector<std::string> choices = NumberedChoices(row);
   if (choices.empty()) return;
-  for (std::size_t i = 0; i < choices.size(); ++i) {
-    choices[i] = NumberText(static_cast<double>(row.info.mpdMinValue) + static_cast<double>(i)) + " " + choices[i];
-  }
   out << "\n" << row.name << ":\n";
   for (const std::string& choice : choices) out << "  " << choice << "\n";
 }
 
 }  // namespace
 
-std::string MovementText(const EffectRow&, const EffectInstance& instance, const ParamDescriptor& row) {
+std::string MovementText(const EffectInstance& instance, const ParamDescriptor& row) {
   if (!Query<IMediaParams>(instance.filter.Get())) return "-";
   const bool ramps = (row.info.mopCaps & static_cast<MP_CAPS>(MP_CURVE_LINEAR)) != 0;
-  const bool follows = FollowsTempo(row) && Query<IMfxSoftSynth>(instance.filter.Get());
-  return std::string(ramps ? "ramp" : "jump") + (follows ? ", tempo" : "");
+  return std::string(ramps ? "ramp" : "jump") + (row.followsTempo ? ", tempo" : "");
 }
 
 void ListEffects(std::ostream& out) {
@@ -71,12 +64,13 @@ Check ListParameters(const EffectRow& effect, std::ostream& out) {
   const EffectDescription& description = effect.description;
   const void* const defaults = description.presets.Block(0);
   const bool isAutomated = static_cast<bool>(Query<IMediaParams>(instance->filter.Get()));
-  const bool hasTempo = static_cast<bool>(Query<IMfxSoftSynth>(instance->filter.Get()));
+  const bool hasTempo = std::any_of(description.rows.begin(), description.rows.end(),
+                                    [](const ParamDescriptor& row) { return row.followsTempo; });
   out << description.name << ": " << description.summary << "\n\n";
   std::vector<std::array<std::string, 5>> table{
       {"NAME", "RANGE", "DEFAULT", isAutomated ? "AUTOMATION" : "", "WHAT IT DOES"}};
   for (const ParamDescriptor& row : description.rows) {
-    const std::string movement = isAutomated ? MovementText(effect, *instance, row) : "";
+    const std::string movement = isAutomated ? MovementText(*instance, row) : "";
     table.push_back({row.name, RangeText(row), ValueText(row, defaults), movement, row.summary});
   }
   if (effect.habits != nullptr) {

@@ -9,7 +9,7 @@
 namespace korva {
 
 /// What automation and tempo can do with a row: "ramp", "jump", "jump, tempo", "-".
-std::string MovementText(const EffectRow& effect, const EffectInstance& instance, const ParamDescriptor& row);
+std::string MovementText(const EffectInstance& instance, const ParamDescriptor& row);
 
 void ListEffects(std::ostream& out);
 Check ListParameters(const EffectRow& effect, std::ostream& out);

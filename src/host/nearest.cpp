@@ -50,6 +50,8 @@ std::vector<std::string> NearestNames(std::string_view typed, std::span<const st
     // A part of a long name is a good hint of it, however many letters are missing.
     const bool part = wanted.size() >= 3 && candidate.find(wanted) != std::string::npos;
     if (part) distance = std::min<std::size_t>(distance, 1);
+    // So is a misspelt beginning of it.
+    distance = std::min(distance, EditDistance(wanted, candidate.substr(0, wanted.size() + 1)) + 1);
     if (distance <= std::max<std::size_t>(1, wanted.size() / 3)) ranked.emplace_back(distance, name);
   }
   std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });

@@ -19,6 +19,8 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kCopySize = 65536;
 
+}  // namespace
+
 bool WriteAll(int descriptor, const char* data, std::size_t bytes) {
   while (bytes != 0) {
     const ssize_t written = ::write(descriptor, data, bytes);
@@ -29,6 +31,8 @@ bool WriteAll(int descriptor, const char* data, std::size_t bytes) {
   }
   return true;
 }
+
+namespace {
 
 /// Calls `put(data, bytes)` with all that is in the file; false when it could not be read or `put` says so.
 template <class Put>
@@ -44,7 +48,8 @@ bool ForEachPart(int descriptor, Put&& put) {
   }
 }
 
-/// A file without a name, gone with its last descriptor.
+}  // namespace
+
 int OpenNameless() {
   std::error_code error;
   errno = ENOENT;
@@ -54,8 +59,6 @@ int OpenNameless() {
   if (descriptor >= 0) ::unlink(name.c_str());
   return descriptor;
 }
-
-}  // namespace
 
 std::string WithSystemReason(const std::string& text) {
   return text + ": " + std::strerror(errno);
@@ -78,8 +81,8 @@ Outcome<OutputFile> OutputFile::Create(const std::string& path, bool overwrite) 
   // A link stays, and the file that it leads to is replaced.
   fs::path target = path;
   if (fs::is_symlink(fs::symlink_status(path, error))) {
-    target = fs::weakly_canonical(path, error);
-    if (error) return Failed("cannot write " + path + ": " + error.message());
+    target = fs::canonical(path, error);
+    if (error) return Failed("cannot write " + path + ", a link that leads nowhere: " + error.message());
   }
   file.target_ = target.string();
   std::random_device random;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 
@@ -39,6 +40,11 @@ class OutputFile {
   bool overwrite_ = false;
   int descriptor_ = -1;
 };
+
+/// Opens a file without a name, gone with its last descriptor; -1 with `errno` when there can be none.
+int OpenNameless();
+/// Writes all of `data` to a descriptor; false with `errno` when it takes no more.
+bool WriteAll(int descriptor, const char* data, std::size_t bytes);
 
 /// `text` and what the system says of `errno`.
 std::string WithSystemReason(const std::string& text);

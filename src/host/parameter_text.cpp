@@ -41,6 +41,24 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
   return parts;
 }
 
+/// The entries of a row with named choices, in the language that `textOf` speaks.
+template <class TextOf>
+std::vector<std::string> ChoiceNames(const ParamDescriptor& row, TextOf textOf) {
+  if (row.enumId >= 0) return SplitAtCommas(textOf(row.enumId));
+  std::vector<std::string> names;
+  const auto last = static_cast<std::int32_t>(row.info.mpdMaxValue - row.info.mpdMinValue);
+  for (std::int32_t i = 0; row.firstNameId >= 0 && i <= last; ++i) names.push_back(textOf(row.firstNameId + i));
+  return names;
+}
+
+/// The names with their values before them, as they are shown.
+std::vector<std::string> Numbered(const ParamDescriptor& row, std::vector<std::string> names) {
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    names[i] = NumberText(static_cast<double>(row.info.mpdMinValue) + static_cast<double>(i)) + " " + names[i];
+  }
+  return names;
+}
+
 std::ptrdiff_t IndexOfName(const std::vector<std::string>& names, std::string_view typed) {
   const std::string wanted = Folded(typed);
   if (wanted.empty()) return -1;
@@ -57,10 +75,6 @@ bool IsWhole(const ParamDescriptor& row) {
 /// A row's own display units to those that are typed and shown, which may be plainer: seconds for tenths of a second.
 double Factor(const ParamDescriptor& row) {
   return std::round(static_cast<double>(row.commandFactor) * 1e6) / 1e6;
-}
-
-bool EndsWith(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
@@ -85,30 +99,29 @@ std::string RangeText(const ParamDescriptor& row) {
 std::string ValueText(const ParamDescriptor& row, const void* block) {
   const double value = LoadDisplayValue(row, block);
   if (row.info.mpType == MPT_BOOL) return value != 0 ? "on" : "off";
+  const std::vector<std::string> choices = NumberedChoices(row);
+  const double index = value - static_cast<double>(row.info.mpdMinValue);
+  if (index >= 0 && index < static_cast<double>(choices.size())) return choices[static_cast<std::size_t>(index)];
   const std::string unit = row.unit;
   std::string text = NumberText(value * Factor(row));
   if (!unit.empty()) text += " " + unit;
-  const std::vector<std::string> names = ChoiceNames(row);
-  const double index = value - static_cast<double>(row.info.mpdMinValue);
-  if (index >= 0 && index < static_cast<double>(names.size())) text += " " + names[static_cast<std::size_t>(index)];
   return text;
 }
 
-std::vector<std::string> ChoiceNames(const ParamDescriptor& row) {
-  return row.enumId < 0 ? std::vector<std::string>() : SplitAtCommas(CurrentText(row.enumId));
+std::vector<std::string> NumberedChoices(const ParamDescriptor& row) {
+  return Numbered(row, ChoiceNames(row, CurrentText));
 }
 
 Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text) {
   if (row.info.mpType == MPT_BOOL) return ParseSwitch(row, text);
-  const std::vector<std::string> names = ChoiceNames(row);
-  if (!names.empty()) {
-    std::ptrdiff_t index = IndexOfName(names, text);
-    if (index < 0) index = IndexOfName(SplitAtCommas(EnglishText(row.enumId)), text);
+  const std::vector<std::string> names = ChoiceNames(row, CurrentText), english = ChoiceNames(row, EnglishText);
+  for (const auto& choices : {names, english, Numbered(row, names), Numbered(row, english)}) {
+    const std::ptrdiff_t index = IndexOfName(choices, text);
     if (index >= 0) return static_cast<double>(index) + static_cast<double>(row.info.mpdMinValue);
   }
   const std::string unit = row.unit;
   std::string_view digits = text;
-  if (!unit.empty() && EndsWith(Folded(digits), Folded(unit)) && EndsWith(digits, unit)) {
+  if (!unit.empty() && digits.ends_with(unit)) {
     digits.remove_suffix(unit.size());
     while (!digits.empty() && digits.back() == ' ') digits.remove_suffix(1);
   }
@@ -206,14 +219,6 @@ ParameterBlock ReadBlock(const EffectInstance& effect) {
   ParameterBlock block(effect.parameters->effect().blockSize);
   effect.parameters->ReadBlock(block.data());
   return block;
-}
-
-bool FollowsTempo(const ParamDescriptor& row) {
-  return EndsWith(row.name, "-note") || EndsWith(row.name, "-multiplier") || IsTempoSwitch(row);
-}
-
-bool IsTempoSwitch(const ParamDescriptor& row) {
-  return std::string_view(row.name).substr(0, 10) == "tempo-sync";
 }
 
 }  // namespace korva

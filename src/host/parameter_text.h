@@ -17,15 +17,16 @@ using ParameterBlock = std::vector<std::uint8_t>;
 std::string RangeText(const ParamDescriptor& row);
 /// A value of the row as it is in `block`, with its unit or its name.
 std::string ValueText(const ParamDescriptor& row, const void* block);
-/// The entries of a row with named choices in the language in force, the first for its least value. Empty for others.
-std::vector<std::string> ChoiceNames(const ParamDescriptor& row);
+/// The entries of a row with named choices in the language in force, each with its value: "0 Rich Hall". Empty for
+/// other rows.
+std::vector<std::string> NumberedChoices(const ParamDescriptor& row);
 
 /// `text` as a value of `row` in the row's own display units. `kWrong` names the row and what it takes.
 Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text);
 /// Stores a value that lies in the row's range.
 void StoreDisplayValue(const ParamDescriptor& row, void* block, double value);
 
-/// The row of `name` in an effect, as `kWrong` the nearest names. `extra` are further names to offer.
+/// The row of `name` in an effect, as `kWrong` the nearest names.
 Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name);
 /// Applies "NAME=VALUE" to a block of the effect.
 Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block);
@@ -37,10 +38,5 @@ std::string PresetName(const EffectDescription& effect, std::int32_t index);
 
 /// The effect's block as it is now.
 ParameterBlock ReadBlock(const EffectInstance& effect);
-
-/// Whether a row belongs to what follows a host's tempo, in an effect that does.
-bool FollowsTempo(const ParamDescriptor& row);
-/// Whether it is the switch that makes it follow.
-bool IsTempoSwitch(const ParamDescriptor& row);
 
 }  // namespace korva

@@ -5,6 +5,7 @@
 #include <limits>
 #include <ostream>
 
+#include "frame/row_values.h"
 #include "host/automation_text.h"
 #include "host/chain.h"
 #include "host/interrupt.h"
@@ -78,22 +79,22 @@ void ConnectSongs(const SongMap& song, const RenderRequest& request, std::vector
   auto* const host = new SongHost(song);
   const ComPtr<IMfxTempoMap> keeper(host);
   bool heard = false;
+  std::vector<std::string> switches;
   for (PreparedEffect& effect : effects) {
     if (!ConnectSong(effect.instance.filter.Get(), *host)) continue;
     const ParameterBlock block = ReadBlock(effect.instance);
     for (const ParamDescriptor& row : effect.request->effect->description.rows) {
-      heard = heard || (IsTempoSwitch(row) && ValueText(row, block.data()) == "on");
+      if (!row.followsTempo || row.storage != Storage::kBool) continue;
+      switches.push_back(std::string("--set ") + row.name + "=on");
+      const auto& texts = effect.request->automations;
+      heard = heard || LoadField(row, block.data()) != 0 ||
+              std::any_of(texts.begin(), texts.end(),
+                          [&](const std::string& text) { return text.starts_with(std::string(row.name) + ":"); });
     }
   }
-  const bool automated = std::any_of(effects.begin(), effects.end(), [](const PreparedEffect& effect) {
-    const auto& texts = effect.request->automations;
-    return std::any_of(texts.begin(), texts.end(),
-                       [](const std::string& text) { return text.compare(0, 10, "tempo-sync") == 0; });
-  });
-  if (!heard && !automated && !request.quiet) {
-    streams.err
-        << "korva: no effect of this chain follows the tempo; --set tempo-sync=on and its like make one do so\n";
-  }
+  if (heard || request.quiet) return;
+  streams.err << "korva: no effect of this chain follows the tempo"
+              << (switches.empty() ? "" : "; " + Joined(switches, " or ") + " makes one do so") << "\n";
 }
 
 /// Buffers with room for a sample, and for any tail that has to fit into one.
@@ -129,8 +130,13 @@ Outcome<OutputFile> OpenOutput(const RenderRequest& request, Streams& streams) {
 /// The files for the records, made before the work so that none is done in vain.
 Outcome<std::vector<OutputFile>> OpenRecords(const RenderRequest& request) {
   std::vector<OutputFile> files;
+  std::vector<std::string> names{request.output};
   for (const EffectRequest& effect : request.effects) {
     if (effect.saveStateFile.empty()) continue;
+    if (std::find(names.begin(), names.end(), effect.saveStateFile) != names.end()) {
+      return Wrong(effect.saveStateFile + " cannot take two results");
+    }
+    names.push_back(effect.saveStateFile);
     Outcome<OutputFile> file = OutputFile::Create(effect.saveStateFile, request.overwrite);
     if (!file) return file.ending();
     files.push_back(std::move(*file));
@@ -157,7 +163,8 @@ std::string Described(const RenderRequest& request) {
   return Joined(effects, ", then ");
 }
 
-void TellResult(const RenderRequest& request, const SoundPlan& plan, const ChainResult& result, std::ostream& err) {
+void TellResult(const RenderRequest& request, const SoundPlan& plan, const ChainResult& result,
+                const std::string& outputName, std::ostream& err) {
   const double rate = plan.traits.rate;
   const std::string in = DurationText(static_cast<double>(result.framesIn) / rate);
   const std::string out = DurationText(static_cast<double>(result.framesOut) / rate);
@@ -175,9 +182,8 @@ void TellResult(const RenderRequest& request, const SoundPlan& plan, const Chain
         << " of the output are infinite or no number\n";
   }
   err << Described(request) << "\n"
-      << "wrote " << (request.output == "-" ? "standard output" : request.output) << ": " << out
-      << (in != out ? " (from " + in + ")" : "") << ", " << plan.traits.rate << " Hz, "
-      << CountText(plan.traits.channels, "channel") << ", " << plan.sampleText << ", peak "
+      << "wrote " << outputName << ": " << out << (in != out ? " (from " + in + ")" : "") << ", " << plan.traits.rate
+      << " Hz, " << CountText(plan.traits.channels, "channel") << ", " << plan.sampleText << ", peak "
       << LevelText(result.levels.peak()) << ", rms " << LevelText(result.levels.rms()) << "\n";
 }
 
@@ -191,6 +197,8 @@ Check Render(const RenderRequest& request, Streams& streams) {
   const bool keep24Bits = traits.has24Bits && !request.format;
   const Outcome<SoundPlan> plan = PlanOutput(request.output, traits, sampleFormat, keep24Bits);
   if (!plan) return plan.ending();
+  const std::string outputName = request.output == "-" ? "standard output" : request.output;
+  if (reader->frames() > plan->mostFrames) return TooLong(*plan, outputName);
   const FormatRecord format = MakeFormat(sampleFormat, static_cast<std::uint16_t>(traits.channels), traits.rate);
   const auto frames = static_cast<double>(std::max<std::int64_t>(reader->frames(), 0));
   Outcome<std::vector<PreparedEffect>> effects = PrepareEffects(request, {frames, traits.rate});
@@ -204,8 +212,7 @@ Check Render(const RenderRequest& request, Streams& streams) {
   if (!records) return records.ending();
   Outcome<OutputFile> output = OpenOutput(request, streams);
   if (!output) return output.ending();
-  Outcome<SoundWriter> writer =
-      SoundWriter::Open(*output, *plan, request.output == "-" ? "standard output" : request.output);
+  Outcome<SoundWriter> writer = SoundWriter::Open(*output, *plan, outputName);
   if (!writer) return writer.ending();
 
   std::vector<ChainLink> links;
@@ -227,7 +234,7 @@ Check Render(const RenderRequest& request, Streams& streams) {
     ++file;
   }
   if (const Check check = output->Commit()) return check;
-  if (!request.quiet) TellResult(request, *plan, *result, streams.err);
+  if (!request.quiet) TellResult(request, *plan, *result, outputName, streams.err);
   return std::nullopt;
 }
 

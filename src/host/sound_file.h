@@ -70,12 +70,16 @@ struct SoundPlan {
   int sndfileFormat = 0;                         ///< container and sample type
   std::string sampleText;                        ///< "16-bit", "32-bit float"
   bool narrowed = false;                         ///< the container holds less than the stream does
+  std::int64_t mostFrames = 0;                   ///< that the container can count
 };
 
 /// The plan for an output: the container from `path`'s ending (WAV for standard output and devices), the sample
 /// type from the stream's. `keep24Bits`: the input had 24 bits and no other format was asked for. `kWrong` for an
 /// unknown ending.
 Outcome<SoundPlan> PlanOutput(const std::string& path, const SoundTraits& input, SampleFormat format, bool keep24Bits);
+
+/// What to tell of a sound that is longer than `plan.mostFrames`.
+Ending TooLong(const SoundPlan& plan, const std::string& name);
 
 /// A sound file that is written from front to end.
 class SoundWriter {
@@ -93,7 +97,7 @@ class SoundWriter {
   SoundFileHandle file_;
   SoundPlan plan_;
   std::string name_;
-  bool written_ = false;
+  std::int64_t written_ = 0;  // frames
   std::vector<std::int16_t> shorts_;
   std::vector<std::int32_t> wholes_;
 };

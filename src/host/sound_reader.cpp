@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -135,21 +134,23 @@ Outcome<SoundReader> SoundReader::Open(const std::string& path) {
 Outcome<SoundReader> SoundReader::OpenStream(std::istream& stream) {
   const std::string name = "the input stream";
   // The length of a sound comes first in most files, and their readers go back and forth: a pipe cannot.
-  std::FILE* const spool = std::tmpfile();
-  if (spool == nullptr) return Failed(WithSystemReason("cannot make a temporary file"));
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(spool, &std::fclose);
+  const int spool = OpenNameless();
+  if (spool < 0) return Failed(WithSystemReason("cannot make a temporary file"));
+  struct Closer {
+    ~Closer() { ::close(descriptor); }
+    const int descriptor;
+  } const closer{spool};
   std::array<char, 65536> part;
   std::uint64_t total = 0;
   while (stream && !interrupted.load(std::memory_order_relaxed)) {
     stream.read(part.data(), static_cast<std::streamsize>(part.size()));
     const auto got = static_cast<std::size_t>(stream.gcount());
-    if (std::fwrite(part.data(), 1, got, spool) != got) return Failed(WithSystemReason("cannot keep the input stream"));
+    if (!WriteAll(spool, part.data(), got)) return Failed(WithSystemReason("cannot keep the input stream"));
     total += got;
   }
   if (interrupted.load(std::memory_order_relaxed)) return Failed("interrupted");
   if (total == 0) return Failed(name + " is empty");
-  if (std::fflush(spool) != 0) return Failed(WithSystemReason("cannot keep the input stream"));
-  const int own = ::dup(::fileno(spool));
+  const int own = ::dup(spool);
   if (own < 0 || ::lseek(own, 0, SEEK_SET) != 0) return Failed(WithSystemReason("cannot read the input stream"));
   SF_INFO info{};
   SNDFILE* const file = sf_open_fd(own, SFM_READ, &info, SF_TRUE);

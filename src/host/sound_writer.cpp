@@ -6,8 +6,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 
 #include "host/nearest.h"
+#include "host/number_text.h"
 #include "host/sound_file.h"
 
 namespace korva {
@@ -28,14 +30,15 @@ constexpr Container kContainers[] = {
 struct SampleType {
   int format;
   const char* text;
+  std::uint32_t bytes;
 };
-constexpr SampleType kU8{SF_FORMAT_PCM_U8, "8-bit"}, kS8{SF_FORMAT_PCM_S8, "8-bit"}, k16{SF_FORMAT_PCM_16, "16-bit"},
-    k24{SF_FORMAT_PCM_24, "24-bit"}, k32{SF_FORMAT_PCM_32, "32-bit"}, kFloat{SF_FORMAT_FLOAT, "32-bit float"},
-    kDouble{SF_FORMAT_DOUBLE, "64-bit float"};
+constexpr SampleType kU8{SF_FORMAT_PCM_U8, "8-bit", 1}, kS8{SF_FORMAT_PCM_S8, "8-bit", 1},
+    k16{SF_FORMAT_PCM_16, "16-bit", 2}, k24{SF_FORMAT_PCM_24, "24-bit", 3}, k32{SF_FORMAT_PCM_32, "32-bit", 4},
+    kFloat{SF_FORMAT_FLOAT, "32-bit float", 4}, kDouble{SF_FORMAT_DOUBLE, "64-bit float", 8};
 
 /// What compressing containers hold, whatever goes in.
 constexpr SampleType kPacked[] = {
-    {SF_FORMAT_VORBIS, "Vorbis"}, {SF_FORMAT_OPUS, "Opus"}, {SF_FORMAT_MPEG_LAYER_III, "MP3"}};
+    {SF_FORMAT_VORBIS, "Vorbis", 0}, {SF_FORMAT_OPUS, "Opus", 0}, {SF_FORMAT_MPEG_LAYER_III, "MP3", 0}};
 
 /// The sample types that hold a stream of a format, the equal one first.
 std::vector<SampleType> TypesFor(SampleFormat format, bool keep24Bits) {
@@ -92,6 +95,14 @@ std::string ListOfEndings() {
   return Joined(endings, ", ");
 }
 
+/// How many frames a container can count. The library would write on past the end of a 32-bit count.
+std::int64_t MostFrames(int container, const SampleType& type, std::uint32_t channels) {
+  const bool counts32Bits = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX || container == SF_FORMAT_AIFF;
+  if (!counts32Bits) return std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kMostBytes = 0xFFFFFFFF - 4096;  // with room for the other chunks
+  return kMostBytes / (std::int64_t{type.bytes} * channels);
+}
+
 /// The nearest 24-bit value in the upper bits of a word.
 std::int32_t To24Bits(double value) {
   return ClampAndRound(value * 8388608.0, -8388608.0, 8388607.0) * 256;
@@ -116,10 +127,16 @@ Outcome<SoundPlan> PlanOutput(const std::string& path, const SoundTraits& input,
   for (const SampleType& type : types) {
     if (!Fits(base | type.format, input)) continue;
     const bool narrowed = type.format == k24.format && !keep24Bits;
-    return SoundPlan{input, format, base | type.format, type.text, narrowed};
+    return SoundPlan{input, format, base | type.format, type.text, narrowed, MostFrames(base, type, input.channels)};
   }
   return Failed("." + ending + " files cannot hold " + std::to_string(input.channels) + " channels at " +
                 std::to_string(input.rate) + " Hz in this sample format");
+}
+
+Ending TooLong(const SoundPlan& plan, const std::string& name) {
+  const double seconds = static_cast<double>(plan.mostFrames) / plan.traits.rate;
+  return Failed(name + ": this kind of file ends at 4 GiB, which is " + DurationText(seconds) +
+                " of this sound; .w64, .rf64, .caf and .flac go on");
 }
 
 Outcome<SoundWriter> SoundWriter::Open(const OutputFile& output, const SoundPlan& plan, std::string name) {
@@ -146,6 +163,7 @@ Check SoundWriter::Write(const void* data, std::size_t frames) {
   SNDFILE* const file = file_.get();
   const std::size_t samples = frames * plan_.traits.channels;
   const auto count = static_cast<sf_count_t>(frames);
+  if (count > plan_.mostFrames - written_) return TooLong(plan_, name_);
   const bool to24 = (plan_.sndfileFormat & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_24;
   errno = 0;
   const sf_count_t written = VisitFormat(plan_.format, [&](auto policy) -> sf_count_t {
@@ -170,7 +188,7 @@ Check SoundWriter::Write(const void* data, std::size_t frames) {
     }
   });
   if (written != count) return Failure();
-  written_ = true;
+  written_ += count;
   return std::nullopt;
 }
 
@@ -180,12 +198,12 @@ Ending SoundWriter::Failure() const {
 }
 
 Check SoundWriter::Close() {
-  if (!written_ && (plan_.sndfileFormat & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
+  if (written_ == 0 && (plan_.sndfileFormat & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
     return Failed("cannot write " + name_ + ": this kind of file cannot hold a sound of no length");
   }
   errno = 0;
   // Some kinds of file get their header with the first frame; one without frames needs it all the same.
-  if (!written_) sf_command(file_.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);
+  if (written_ == 0) sf_command(file_.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);
   if (sf_error(file_.get()) != SF_ERR_NO_ERROR) return Failure();
   const int result = sf_close(file_.release());
   // What a compressor writes at the very end fails in silence.

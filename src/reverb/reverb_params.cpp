@@ -26,30 +26,30 @@ constexpr std::int32_t kStyleNames = 7331;
 constexpr RowRange kGain{-80, 0, -6, -800, 0};
 
 constexpr ParamDescriptor kRows[] = {
-    rows::Ramp({"pre-delay", "ms", "Time before the reverberation starts."}, {0, 200, 100, 0, 200},
+    rows::Ramp({"pre-delay", "ms", "time before the reverberation starts"}, {0, 200, 100, 0, 200},
                {kLabelPreDelay, kUnitMs}, 2, offsetof(ReverbParams, preDelayMs)),
-    rows::Ramp({"decay", "s", "Time in which the reverberation falls by 60 dB."}, {0.5F, 5, 2.5F, 5, 50},
+    rows::Ramp({"decay", "s", "time in which the reverberation falls by 60 dB"}, {0.5F, 5, 2.5F, 5, 50},
                {kLabelDecayTime, kUnitSeconds}, 1, offsetof(ReverbParams, decayTenths)),
-    rows::Choice({"reverb-mode", "", "Character of the space."}, 0, 18, 0, {kLabelMode, -1, kModeNames}, 1,
+    rows::Choice({"reverb-mode", "", "character of the space"}, 0, 18, 0, {kLabelMode, -1, kModeNames}, 1,
                  offsetof(ReverbParams, reverbMode)),
     // The style goes by the mode's label on purpose: that is the name under which hosts know it.
-    rows::Choice({"early-style", "", "Times, gains and places of the three early reflections."}, 0, 9, 3,
+    rows::Choice({"early-style", "", "times, gains and places of the three early reflections"}, 0, 9, 3,
                  {kLabelMode, -1, kStyleNames}, 2, offsetof(ReverbParams, earlyStyle)),
-    rows::Switch({"bass-on", "", "Keeps low frequencies out of the reverberation."}, {kLabelBassOn}, 1,
+    rows::Switch({"bass-on", "", "keeps low frequencies out of the reverberation"}, {kLabelBassOn}, 1,
                  offsetof(ReverbParams, bassOn)),
-    rows::Ramp({"bass-hz", "Hz", "Frequency below which bass-on attenuates."}, {10, 5000, 500, 10, 5000},
+    rows::Ramp({"bass-hz", "Hz", "frequency below which bass-on attenuates"}, {10, 5000, 500, 10, 5000},
                {kLabelBassFreq, kUnitHz}, 1, offsetof(ReverbParams, bassHz)),
-    rows::Switch({"high-on", "", "Damps high frequencies in the reverberation."}, {kLabelHighOn}, 1,
+    rows::Switch({"high-on", "", "damps high frequencies in the reverberation"}, {kLabelHighOn}, 1,
                  offsetof(ReverbParams, highOn)),
-    rows::Ramp({"high-hz", "Hz", "Frequency above which high-on attenuates."}, {100, 15000, 2000, 100, 15000},
+    rows::Ramp({"high-hz", "Hz", "frequency above which high-on attenuates"}, {100, 15000, 2000, 100, 15000},
                {kLabelHighFreq, kUnitHz}, 1, offsetof(ReverbParams, highHz)),
-    rows::Ramp({"dry-out", "dB", "Level of the unchanged signal; the lowest value is silence."}, kGain,
+    rows::Ramp({"dry-out", "dB", "level of the unchanged signal; the lowest value is silence"}, kGain,
                {kLabelDryOut, kUnitDb}, 1, offsetof(ReverbParams, dryOut)),
-    rows::Ramp({"reverb-out", "dB", "Level of the reverberation; the lowest value is silence."}, kGain,
+    rows::Ramp({"reverb-out", "dB", "level of the reverberation; the lowest value is silence"}, kGain,
                {kLabelReverbOut, kUnitDb}, 1, offsetof(ReverbParams, reverbOut)),
-    rows::Ramp({"early-out", "dB", "Level of the early reflections; the lowest value is silence."},
+    rows::Ramp({"early-out", "dB", "level of the early reflections; the lowest value is silence"},
                {-80, 0, -80, -800, 0}, {kLabelEarlyOut, kUnitDb}, 1, offsetof(ReverbParams, earlyOut)),
-    rows::Switch({"bypass", "", "Passes the signal through unchanged."}, {kLabelBypass}, 1,
+    rows::Switch({"bypass", "", "passes the signal through unchanged"}, {kLabelBypass}, 1,
                  offsetof(ReverbParams, bypass)),
 };
 
@@ -87,7 +87,7 @@ constexpr ReverbParams kRecordStart{};
 
 const EffectDescription kReverbEffect = {
     .name = "reverb",
-    .summary = "Reverberation of a hall, room, plate or tank, with early reflections",
+    .summary = "reverberation of a hall, room, plate or tank, with early reflections",
     .className = KORVA_WTEXT("Reverb"),
     .displayName = KORVA_WTEXT("KORVA Reverb"),
     .filterClass = {0x607682E0, 0x6E21, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},

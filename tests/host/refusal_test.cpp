@@ -43,7 +43,9 @@ TEST_F(RefusalTest, WrongCallsAreAnsweredWithWhatIsRight) {
            {"render @in.wav @out.wav chorus -x", "no option \"-x\""},
            {"render @in.wav @out.wav chorus --preset", "--preset needs a value"},
            {"render @in.wav @out.wav --preset 1 chorus", "behind the name of an effect"},
-           {"render @in.wav @out.wav chorus --preset 1 --preset 2", "preset"},
+           {"render @in.wav @out.wav chorus --preset 1 --preset 2", "told twice"},
+           {"render @in.wav @out.wav chorus --preset=", "--preset needs a value"},
+           {"render @in.wav @out.wav chorus --save-state out.state reverb --save-state out.state", "two results"},
            {"render @in.wav @out.wav chorus --quiet=1", "takes no value"},
            {"render @in.wav @out.wav chorus --preset 99", "presets 0 to 23"},
            {"render @in.wav @out.wav chorus --preset -1", "presets 0 to 23"},
@@ -61,6 +63,8 @@ TEST_F(RefusalTest, WrongCallsAreAnsweredWithWhatIsRight) {
            {"render @in.wav @out.wav chorus --set bypass=maybe", "on or off"},
            {"render @in.wav @out.wav chorus --set bypass=2", "on or off"},
            {"render @in.wav @out.wav chorus --set mod-period-note=quater-note", "did you mean Quarter Note"},
+           {"render @in.wav @out.wav chorus --set mod-period-note=quater", "did you mean Quarter Note"},
+           {"render @in.wav @out.wav time-stretch --set mode=A19", "did you mean A19. Drums"},
            {"render @in.wav @out.wav chorus --set mod-period-note=19", "0 to 18"},
            {"render @in.wav @out.wav chorus --automate delay:0:1:5", "NAME:T0:T1:V0:V1"},
            {"render @in.wav @out.wav chorus --automate delay:1:1:5:6", "T1 must come after T0"},
@@ -99,6 +103,15 @@ TEST_F(RefusalTest, WorkThatFailsSaysWhyAndHarmsNothing) {
   PutSound("whole.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1, 2000);
   Put("cut.aiff", Bytes("whole.aiff").substr(0, 2000));
   PutSound("c33.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 33, 10);
+  // More than a header of 32 bits can count once it is float; the file is a hole with a header.
+  std::string huge = good.substr(0, 44);
+  constexpr std::uint32_t kHugeData = 2'200'000'000;
+  for (const auto& [offset, size] : {std::pair(4, kHugeData + 36), std::pair(40, kHugeData)}) {
+    std::memcpy(huge.data() + offset, &size, sizeof size);
+  }
+  Put("huge.wav", huge);
+  std::filesystem::resize_file(Path("huge.wav"), huge.size() + kHugeData);
+  std::filesystem::create_symlink("nowhere.wav", Path("link.wav"));
   Put("random.state", std::string("T\0\0\0 no record at all, but long", 30));
   Put("short.state", "abc");
   ASSERT_EQ(KorvaLine("render @in.wav @x.wav reverb --save-state @reverb.state").exitCode, 0);
@@ -123,6 +136,9 @@ TEST_F(RefusalTest, WorkThatFailsSaysWhyAndHarmsNothing) {
            {"render @in.wav @kept.wav chorus", "--overwrite"},
            {"render @cut.flac @kept.wav chorus --overwrite", "cut short"},
            {"render @in.wav @no/out.wav chorus", "No such file"},
+           {"render @in.wav @link.wav chorus", "leads nowhere"},
+           {"render @huge.wav @out.wav chorus --format f32", "4 GiB"},
+           {"render @huge.wav @out.aiff chorus --format f32", "4 GiB"},
            {"render @in.wav @out.wav chorus --state @none.state", "No such file"},
            {"render @in.wav @out.wav chorus --state @short.state", "only 3 bytes"},
            {"render @in.wav @out.wav chorus --state @random.state", "no record of any effect"},
