@@ -1,9 +1,8 @@
 #include "host/command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <iterator>
-#include <sstream>
-#include <variant>
+#include <memory>
 
 #include "host/nearest.h"
 #include "host/number_text.h"
@@ -35,7 +34,149 @@ Runs a sound file through one effect or a chain of them, left to right. IN and O
 standard input or output. The ending of OUT says what file to write. OUT keeps the rate and the channels of IN.
 )";
 
+/// The options of a call, as CLI11 keeps them, where their help and their number of values stand.
+class Options {
+ public:
+  explicit Options(const std::string& group) {
+    app_.set_help_flag();
+    app_.option_defaults()->group(group);
+  }
+  CLI::App& app() noexcept { return app_; }
+
+  const CLI::Option* Find(const std::string& name) const {
+    for (const CLI::Option* option : app_.get_options()) {
+      if (option->check_lname(name)) return option;
+    }
+    return nullptr;
+  }
+  std::vector<std::string> Names() const {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app_.get_options()) names.push_back("--" + option->get_lnames().front());
+    return names;
+  }
+  std::string Help() const { return CLI::Formatter().make_groups(&app_, CLI::AppFormatMode::Normal); }
+
+  Check Parse(std::vector<std::string> tokens, const std::string& who) {
+    // The library takes them from the back.
+    std::reverse(tokens.begin(), tokens.end());
+    try {
+      app_.parse(std::move(tokens));
+    } catch (const CLI::ParseError& error) {
+      return Wrong(who + error.what());
+    }
+    return std::nullopt;
+  }
+
+ private:
+  CLI::App app_;
+};
+
+struct EffectOptions : Options {
+  explicit EffectOptions(EffectRequest& request) : Options("Options of an effect, after its name") {
+    app().add_option("--preset", request.preset, "built-in preset to start from")->type_name("NAME|INDEX");
+    app()
+        .add_option("--state", request.stateFile, "record to set all parameters from, after any preset")
+        ->type_name("FILE");
+    app()
+        .add_option("--set", request.settings, "one parameter, after preset and record; may be repeated")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    app()
+        .add_option("--automate", request.automations,
+                    "moves a parameter from V0 at T0 seconds to V1 at T1; CURVE: linear, square, invsquare, or "
+                    "jump (V0 from T0 on); may be repeated")
+        ->type_name("NAME:T0:T1:V0:V1[:CURVE]")
+        ->allow_extra_args(false);
+    app()
+        .add_option("--save-state", request.saveStateFile, "writes the record of this effect as used")
+        ->type_name("FILE");
+  }
+};
+
+struct RunOptions : Options {
+  explicit RunOptions(RenderRequest& request) : Options("Options of the whole run, anywhere") {
+    app()
+        .add_option("--format", format, "sample format inside the chain (default: the input's own)")
+        ->type_name("u8|s16|s32|f32|f64");
+    app().add_option("--block", block, "frames in a buffer (default: 4096)")->type_name("FRAMES");
+    app().add_flag("--no-tail", request.noTail, "stops with the input and lets nothing ring out");
+    app().add_option("--tempo", request.tempo, "tempo of the song, for effects that follow it")->type_name("BPM");
+    app().add_option("--meter", request.meter, "meter of the song, 4/4 if not told")->type_name("N/D");
+    app().add_option("--tempo-map", request.tempoMap, "tempos and meters from a MIDI file")->type_name("FILE.mid");
+    app().add_flag("--overwrite", request.overwrite, "replaces files that exist");
+    app().add_flag("--quiet", request.quiet, "says nothing but errors");
+  }
+  std::string format, block;
+};
+
+std::string RenderHelp() {
+  RenderRequest request;
+  EffectRequest effect;
+  return std::string(kRenderHelp) + EffectOptions(effect).Help() + RunOptions(request).Help() + "\nThe effects are " +
+         Joined(EffectNames(), ", ") + ". korva params EFFECT lists what can be set.";
+}
+
+/// A call cut into its parts: each effect's options stand behind its name, those of the run anywhere.
+struct RenderParts {
+  std::vector<std::string> positions;
+  std::vector<std::string> run;
+  std::vector<std::vector<std::string>> effects;  // one for each position from the third on
+};
+
+constexpr std::size_t kFirstEffect = 2;  // after IN and OUT
+
+Outcome<RenderParts> CutRender(std::span<const std::string> arguments) {
+  RenderRequest request;
+  EffectRequest effect;
+  const EffectOptions effectOptions(effect);
+  const RunOptions runOptions(request);
+  RenderParts parts;
+  bool onlyPositions = false;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& word = arguments[i];
+    if (!onlyPositions && word == "--") {
+      onlyPositions = true;
+      continue;
+    }
+    if (onlyPositions || word.size() < 2 || word[0] != '-') {
+      parts.positions.push_back(word);
+      if (parts.positions.size() > kFirstEffect) parts.effects.emplace_back();
+      continue;
+    }
+    if (word == "--help" || word == "-h") return Ending{kDone, RenderHelp()};
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const std::string bare = name.substr(0, 2) == "--" ? name.substr(2) : std::string();
+    const CLI::Option* const ofRun = runOptions.Find(bare);
+    const CLI::Option* const ofEffect = effectOptions.Find(bare);
+    const CLI::Option* const option = ofRun != nullptr ? ofRun : ofEffect;
+    if (option == nullptr) {
+      std::vector<std::string> names = effectOptions.Names();
+      for (std::string& known : runOptions.Names()) names.push_back(std::move(known));
+      return Wrong(UnknownName("there is no option", name, names, "see korva render --help"));
+    }
+    if (ofEffect != nullptr && parts.effects.empty()) return Wrong(name + " goes behind the name of an effect");
+    std::vector<std::string>& target = ofRun != nullptr ? parts.run : parts.effects.back();
+    // Said here in the user's words, where the library would say how many values it counted.
+    const int values = option->get_items_expected_max();
+    if (values == 0) {
+      if (equals != std::string::npos) return Wrong(name + " takes no value");
+      if (std::find(target.begin(), target.end(), name) == target.end()) target.push_back(name);
+      continue;
+    }
+    std::string value = equals != std::string::npos ? word.substr(equals + 1) : std::string();
+    if (equals == std::string::npos && i + 1 < arguments.size()) value = arguments[++i];
+    if (value.empty()) return Wrong(name + " needs a value: " + option->get_type_name());
+    const auto sameOption = [&](const std::string& told) { return told.compare(0, name.size() + 1, name + "=") == 0; };
+    if (values == 1 && std::any_of(target.begin(), target.end(), sameOption)) return Wrong(name + " is told twice");
+    // In one word, so that a value may begin with a dash.
+    target.push_back(name + "=" + value);
+  }
+  return parts;
+}
+
 Check TakeFormat(const std::string& text, RenderRequest& request) {
+  if (text.empty()) return std::nullopt;
   std::vector<std::string> names;
   for (const FormatName& format : kFormats) {
     names.emplace_back(format.name);
@@ -46,6 +187,7 @@ Check TakeFormat(const std::string& text, RenderRequest& request) {
 }
 
 Check TakeBlock(const std::string& text, RenderRequest& request) {
+  if (text.empty()) return std::nullopt;
   const std::optional<std::int64_t> frames = ParseWhole(text);
   if (!frames || *frames < 1 || *frames > kMostBlockFrames) {
     return Wrong("--block takes 1 to " + std::to_string(kMostBlockFrames) + " frames, not \"" + text + "\"");
@@ -54,163 +196,33 @@ Check TakeBlock(const std::string& text, RenderRequest& request) {
   return std::nullopt;
 }
 
-/// An option, and where it goes: a switch, a text, one more text, or what a function makes of it.
-template <class Request>
-struct Option {
-  const char* name;
-  const char* value;  // empty for a switch
-  const char* help;
-  std::variant<bool Request::*, std::string Request::*, std::vector<std::string> Request::*,
-               Check (*)(const std::string&, Request&)>
-      target;
-};
-
-const Option<EffectRequest> kEffectOptions[] = {
-    {"--preset", "NAME|INDEX", "built-in preset to start from", &EffectRequest::preset},
-    {"--state", "FILE", "record to set all parameters from, after any preset", &EffectRequest::stateFile},
-    {"--set", "NAME=VALUE", "one parameter, after preset and record; may be repeated", &EffectRequest::settings},
-    {"--automate", "NAME:T0:T1:V0:V1[:CURVE]",
-     "moves a parameter from V0 at T0 seconds to V1 at T1; CURVE: linear, square, invsquare, or jump (V0 from T0 on); "
-     "may be repeated",
-     &EffectRequest::automations},
-    {"--save-state", "FILE", "writes the record of this effect as used", &EffectRequest::saveStateFile},
-};
-
-const Option<RenderRequest> kRunOptions[] = {
-    {"--format", "u8|s16|s32|f32|f64", "sample format inside the chain (default: the input's own)", &TakeFormat},
-    {"--block", "FRAMES", "frames in a buffer (default: 4096)", &TakeBlock},
-    {"--no-tail", "", "stops with the input and lets nothing ring out", &RenderRequest::noTail},
-    {"--tempo", "BPM", "tempo of the song, for effects that follow it", &RenderRequest::tempo},
-    {"--meter", "N/D", "meter of the song, 4/4 if not told", &RenderRequest::meter},
-    {"--tempo-map", "FILE.mid", "tempos and meters from a MIDI file", &RenderRequest::tempoMap},
-    {"--overwrite", "", "replaces files that exist", &RenderRequest::overwrite},
-    {"--quiet", "", "says nothing but errors", &RenderRequest::quiet},
-};
-
-template <class Request, std::size_t N>
-const Option<Request>* Find(const Option<Request> (&options)[N], std::string_view name) {
-  const auto* const found = std::find_if(std::begin(options), std::end(options),
-                                         [&](const Option<Request>& option) { return name == option.name; });
-  return found == std::end(options) ? nullptr : found;
-}
-
-template <class Request, std::size_t N>
-std::string HelpOf(const Option<Request> (&options)[N]) {
-  constexpr std::size_t kColumn = 30, kWidth = 110;
-  std::string help;
-  for (const Option<Request>& option : options) {
-    std::string line = std::string("  ") + option.name + " " + option.value;
-    std::istringstream words(option.help);
-    if (line.size() >= kColumn) {
-      help += line + "\n";
-      line.clear();
-    }
-    line.resize(kColumn, ' ');
-    for (std::string word; words >> word;) {
-      if (line.size() + 1 + word.size() > kWidth) {
-        help += line + "\n";
-        line.assign(kColumn, ' ');
-      }
-      line += " " + word;
-    }
-    help += line + "\n";
-  }
-  return help;
-}
-
-std::string RenderHelp() {
-  return kRenderHelp + ("\nOptions of an effect, after its name:\n" + HelpOf(kEffectOptions)) +
-         "\nOptions of the whole run, anywhere:\n" + HelpOf(kRunOptions) + "\nThe effects are " +
-         Joined(EffectNames(), ", ") + ".\nkorva params EFFECT lists what can be set.";
-}
-
-/// What is left of a call, front first.
-using Words = std::span<const std::string>;
-
-/// Takes the option at the front of `words`, and its value, which stands behind it or after a '='.
-template <class Request>
-Check TakeOption(const Option<Request>& option, Request& request, Words& words) {
-  const std::string name = option.name;
-  const std::size_t equals = words.front().find('=');
-  const bool inOneWord = equals != std::string::npos;
-  std::string value = inOneWord ? words.front().substr(equals + 1) : "";
-  words = words.subspan(1);
-  if (const auto* const flag = std::get_if<bool Request::*>(&option.target)) {
-    if (inOneWord) return Wrong(name + " takes no value");
-    request.** flag = true;
-    return std::nullopt;
-  }
-  if (!inOneWord && !words.empty()) {
-    value = words.front();
-    words = words.subspan(1);
-  }
-  if (value.empty()) return Wrong(name + " needs a value: " + option.value);
-  if (const auto* const take = std::get_if<Check (*)(const std::string&, Request&)>(&option.target)) {
-    return (*take)(value, request);
-  }
-  if (const auto* const list = std::get_if<std::vector<std::string> Request::*>(&option.target)) {
-    (request.**list).push_back(std::move(value));
-    return std::nullopt;
-  }
-  std::string& text = request.*std::get<std::string Request::*>(option.target);
-  if (!text.empty()) return Wrong(name + " is told twice");
-  text = std::move(value);
-  return std::nullopt;
-}
-
-Check TakePosition(std::size_t position, const std::string& word, RenderRequest& request) {
-  if (position < 2) {
-    (position == 0 ? request.input : request.output) = word;
-    return std::nullopt;
-  }
-  const Outcome<const EffectRow*> effect = FindEffect(word);
-  if (!effect) return effect.ending();
-  request.effects.emplace_back().effect = *effect;
-  return std::nullopt;
-}
-
-Check UnknownOption(const std::string& name) {
-  std::vector<std::string> names;
-  for (const auto& option : kEffectOptions) names.emplace_back(option.name);
-  for (const auto& option : kRunOptions) names.emplace_back(option.name);
-  return Wrong(UnknownName("there is no option", name, names, "see korva render --help"));
-}
-
 }  // namespace
 
 Outcome<RenderRequest> ParseRender(std::span<const std::string> arguments) {
-  RenderRequest request;
-  std::size_t positions = 0;
-  bool onlyPositions = false;
-  for (Words words = arguments; !words.empty();) {
-    const std::string& word = words.front();
-    Check check;
-    if (!onlyPositions && word == "--") {
-      onlyPositions = true;
-      words = words.subspan(1);
-    } else if (onlyPositions || word.size() < 2 || word[0] != '-') {
-      check = TakePosition(positions++, word, request);
-      words = words.subspan(1);
-    } else if (word == "--help" || word == "-h") {
-      return Ending{kDone, RenderHelp()};
-    } else if (const std::string name = word.substr(0, word.find('='));
-               const auto* const ofRun = Find(kRunOptions, name)) {
-      check = TakeOption(*ofRun, request, words);
-    } else if (const auto* const ofEffect = Find(kEffectOptions, name); ofEffect == nullptr) {
-      check = UnknownOption(name);
-    } else if (request.effects.empty()) {
-      check = Wrong(name + " goes behind the name of an effect");
-    } else {
-      check = TakeOption(*ofEffect, request.effects.back(), words);
-    }
-    if (check) return *check;
-  }
-  if (request.effects.empty()) {
+  const Outcome<RenderParts> parts = CutRender(arguments);
+  if (!parts) return parts.ending();
+  if (parts->positions.size() <= kFirstEffect) {
     return Wrong("render takes IN, OUT and at least one effect (" + Joined(EffectNames(), ", ") +
                  "); see korva render --help");
   }
+  RenderRequest request;
+  request.input = parts->positions[0];
+  request.output = parts->positions[1];
+  RunOptions run(request);
+  if (Check check = run.Parse(parts->run, "")) return *check;
+  if (Check check = TakeFormat(run.format, request)) return *check;
+  if (Check check = TakeBlock(run.block, request)) return *check;
   if (!request.tempoMap.empty() && !(request.tempo.empty() && request.meter.empty())) {
     return Wrong("--tempo-map tells tempo and meter; --tempo and --meter cannot stand beside it");
+  }
+  for (std::size_t i = 0; i < parts->effects.size(); ++i) {
+    const Outcome<const EffectRow*> effect = FindEffect(parts->positions[kFirstEffect + i]);
+    if (!effect) return effect.ending();
+    EffectRequest one;
+    one.effect = *effect;
+    EffectOptions options(one);
+    if (Check check = options.Parse(parts->effects[i], parts->positions[kFirstEffect + i] + ": ")) return *check;
+    request.effects.push_back(std::move(one));
   }
   return request;
 }
