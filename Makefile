@@ -13,6 +13,9 @@ bench: dependencies
 lint: dependencies
 	@scripts/lint
 
+screenshots: dependencies
+	@scripts/screenshots
+
 dependencies:
 	@scripts/install-dependencies
 

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "chorus/chorus_filter.h"
+#include "chorus/chorus_page.h"
 #include "delay/echomt/echomt_filter.h"
 #include "delay/echos/echos_filter.h"
 #include "module/filter_setup.h"
@@ -14,9 +15,9 @@
 namespace korva {
 namespace {
 
-template <class Filter>
+template <class Class>
 CUnknown* Create(IUnknown* outer, HRESULT*) {
-  return new (std::nothrow) Filter(outer);
+  return new (std::nothrow) Class(outer);
 }
 
 template <class Filter>
@@ -24,9 +25,19 @@ ClassRow FilterRow(const EffectDescription& effect) {
   return {effect.className, effect.filterClass, &Create<Filter>, nullptr, SetupOf(effect)};
 }
 
+template <class Page>
+ClassRow PageRow(const WCHAR* name, const EffectDescription& effect) {
+  return {name, effect.pageClass, &Create<Page>, nullptr, std::nullopt};
+}
+
 const ClassRow kClasses[] = {
-    FilterRow<CQvTime>(kTimeEffect),     FilterRow<CQvPitchs>(kPitchsEffect), FilterRow<CQvEchos>(kEchosEffect),
-    FilterRow<CQvEchomt>(kEchomtEffect), FilterRow<CQvReverb>(kReverbEffect), FilterRow<CQvChorus>(kChorusEffect),
+    FilterRow<CQvTime>(kTimeEffect),
+    FilterRow<CQvPitchs>(kPitchsEffect),
+    FilterRow<CQvEchos>(kEchosEffect),
+    FilterRow<CQvEchomt>(kEchomtEffect),
+    FilterRow<CQvReverb>(kReverbEffect),
+    FilterRow<CQvChorus>(kChorusEffect),
+    PageRow<CQvChorusPropPage>(L"QvChorus Property Page", kChorusEffect),
 };
 
 }  // namespace

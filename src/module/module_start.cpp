@@ -7,6 +7,7 @@
 #include "module/registration.h"
 #include "module/runtime_memory.h"
 #include "platform/services.h"
+#include "qvkit/controls.h"
 #include "qvkit/language.h"
 
 namespace korva {
@@ -17,17 +18,13 @@ QvLanguage* language = nullptr;
 
 constexpr FilterRegistrar kRegistrar{&FindFilterSetup, &EnterInMapper};
 
-// The control classes of the pages are registered in the first and removed in the second.
-void StartPages() noexcept {}
-void EndPages() noexcept {}
-
 }  // namespace
 
 void StartModule(HMODULE module) noexcept {
   moduleHandle = module;
   QvLang_Open(&language, module, platform::ThreadLocale(), 0);
   SetModuleLanguage(language);
-  StartPages();
+  InitializeControls(module);
   SetFilterRegistrar(&kRegistrar);
   // Refused by the system for a module with data of its own for each thread, which then hears of threads and frees it.
   ::DisableThreadLibraryCalls(module);
@@ -36,7 +33,7 @@ void StartModule(HMODULE module) noexcept {
 
 void EndModule(bool processEnds) noexcept {
   if (!processEnds) {
-    EndPages();
+    TerminateControls(moduleHandle);
     SetModuleLanguage(nullptr);
     QvLang_Close(std::exchange(language, nullptr));
   }

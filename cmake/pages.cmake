@@ -1,0 +1,21 @@
+# The property pages: their frame, their dialogs in every language, and their help beside the module.
+include(cmake/dialogs.cmake)
+
+target_link_libraries(korva_qvkit PUBLIC comctl32 gdi32 shell32 user32)
+korva_room(pages frame qvkit)
+target_link_libraries(korva_chorus PUBLIC korva_pages)
+
+set(dialogs ${CMAKE_BINARY_DIR}/resources/dialogs.rc)
+korva_dialogs(${CMAKE_SOURCE_DIR}/src/resources/dialogs ${CMAKE_SOURCE_DIR}/src/resources/strings ${dialogs})
+set_source_files_properties(${dialogs} PROPERTIES OBJECT_DEPENDS
+                                                  ${CMAKE_SOURCE_DIR}/src/resources/dialogs/page_styles.h
+                                                  COMPILE_OPTIONS "--codepage=65001")
+target_sources(korva_resources PRIVATE ${dialogs})
+
+file(GLOB help_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/resources/help/*)
+set(help_folder ${CMAKE_BINARY_DIR}/help)
+add_custom_command(
+  OUTPUT ${help_folder}/index.html
+  COMMAND ${CMAKE_COMMAND} -E copy_directory ${CMAKE_SOURCE_DIR}/src/resources/help ${help_folder}
+  DEPENDS ${help_pages})
+add_custom_target(korva_help ALL DEPENDS ${help_folder}/index.html)

@@ -1,0 +1,46 @@
+#include "frame/interfaces.h"
+#include "pages/effect_page.h"
+#include "pages/preset_menu.h"
+#include "qvkit/activation_context.h"
+#include "qvkit/controls.h"
+#include "qvkit/help.h"
+
+namespace korva {
+
+void CQvEffectPage::ApplyPresetItem(int item) {
+  if (const auto presets = Query<IStaticFilterPreset>(object_); presets) presets->SetPreset(PresetOfItem(item));
+  Update(0, false);
+}
+
+void CQvEffectPage::ShowPageMenu(LPARAM point) {
+  POINT at = {static_cast<short>(LOWORD(point)), static_cast<short>(HIWORD(point))};
+  if (at.x < 0 || at.y < 0) {  // asked for by keyboard
+    RECT place = {};
+    ::GetWindowRect(window(), &place);
+    at = {(place.left + place.right) / 2, place.top + (place.bottom - place.top) / 4};
+  }
+  TrackMenu(CreatePageMenu(object_), at);
+}
+
+/// Under the name on the logo bar.
+void CQvEffectPage::ShowPresetMenu() {
+  RECT place = {};
+  ::GetWindowRect(::GetDlgItem(window(), kLogo), &place);
+  TrackMenu(CreatePresetMenu(object_), {place.left, place.bottom});
+}
+
+void CQvEffectPage::TrackMenu(HMENU menu, POINT at) {
+  if (menu == nullptr) return;
+  if (::GetMenuItemCount(menu) > 0) {
+    ::TrackPopupMenu(menu, TPM_LEFTALIGN | TPM_RIGHTBUTTON, at.x, at.y, 0, window(), nullptr);
+  }
+  ::DestroyMenu(menu);
+}
+
+void CQvEffectPage::ShowHelp() {
+  WCHAR path[MAX_PATH];
+  if (QvHelp_CreateHelpFilePathEX(1, ThisModule(), path, MAX_PATH, 0, 0) == 0) return;
+  if (QvHelp_ContextHelp(1, window(), helpContext(), 15, path) == 0) ::MessageBeep(MB_ICONWARNING);
+}
+
+}  // namespace korva

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <new>
+
+#include "platform/platform.h"
+
+namespace korva {
+
+/// A window class on top of one of the system's: its windows behave as the system's do wherever our procedure passes a
+/// message on. Keyboard, accessibility, high contrast and scaling come with them.
+class SuperClass {
+ public:
+  /// `extraStyle` is added to the style of the class below. False when the system refuses.
+  bool Register(const WCHAR* name, HMODULE module, const WCHAR* below, WNDPROC procedure, UINT extraStyle) noexcept;
+  static bool Unregister(const WCHAR* name, HMODULE module) noexcept;
+
+  LRESULT PassOn(HWND window, UINT message, WPARAM wparam, LPARAM lparam) const noexcept {
+    return ::CallWindowProcW(below_, window, message, wparam, lparam);
+  }
+
+  /// The window's own state, a `State` made at its creation and deleted at its end. Null outside of these, and when
+  /// there was no memory, in which case creation fails.
+  template <class State>
+  State* StateOf(HWND window, UINT message) const noexcept {
+    if (message == WM_NCCREATE) ::SetWindowLongPtrW(window, slot_, Number(new (std::nothrow) State));
+    return reinterpret_cast<State*>(::GetWindowLongPtrW(window, slot_));
+  }
+  template <class State>
+  void EndState(HWND window) const noexcept {
+    delete reinterpret_cast<State*>(::SetWindowLongPtrW(window, slot_, 0));
+  }
+
+ private:
+  static LONG_PTR Number(void* pointer) noexcept { return reinterpret_cast<LONG_PTR>(pointer); }
+
+  WNDPROC below_ = ::DefWindowProcW;
+  int slot_ = 0;  // where our pointer stands, after the bytes of the class below
+};
+
+}  // namespace korva

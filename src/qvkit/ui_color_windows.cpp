@@ -1,0 +1,36 @@
+#include <algorithm>
+#include <iterator>
+
+#include "qvkit/ui_color.h"
+
+namespace korva {
+namespace {
+
+struct UiColor {
+  int use;
+  COLORREF color;
+  int contrast;  // the system's colour in its place
+};
+
+constexpr UiColor kColors[] = {
+    {kColorBar, RGB(0x26, 0x3A, 0x47), COLOR_WINDOW},     {kColorBarText, RGB(0xFF, 0xFF, 0xFF), COLOR_WINDOWTEXT},
+    {kColorBarHot, RGB(0x3B, 0x59, 0x6C), COLOR_WINDOW},  {kColorEcho, RGB(0x8F, 0xA8, 0xB8), COLOR_GRAYTEXT},
+    {kColorTap, RGB(0x1F, 0x6F, 0xB2), COLOR_WINDOWTEXT}, {kColorCurrentTap, RGB(0xC2, 0x4A, 0x00), COLOR_HIGHLIGHT},
+};
+
+bool HighContrast() noexcept {
+  HIGHCONTRASTW state = {};
+  state.cbSize = sizeof(state);
+  return ::SystemParametersInfoW(SPI_GETHIGHCONTRAST, sizeof(state), &state, 0) &&
+         (state.dwFlags & HCF_HIGHCONTRASTON) != 0;
+}
+
+}  // namespace
+
+COLORREF QvGetUIColor(int use) noexcept {
+  const auto* const found = std::ranges::find(kColors, use, &UiColor::use);
+  if (found == std::end(kColors)) return RGB(0, 0, 0);
+  return HighContrast() ? ::GetSysColor(found->contrast) : found->color;
+}
+
+}  // namespace korva

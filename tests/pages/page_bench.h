@@ -1,0 +1,148 @@
+// One page on one filter in a window of its own, with the eyes and hands of a user and of a host.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "page_host.h"
+#include "pages/preset_menu.h"
+#include "platform/wide_text.h"
+#include "qvkit/system_controls.h"
+
+namespace korva::test {
+
+/// The components live as long as the program's tests run.
+class Environment final : public testing::Environment {
+ public:
+  void SetUp() override { components = new Components; }
+  void TearDown() override { delete std::exchange(components, nullptr); }
+  static inline Components* components = nullptr;
+};
+
+inline void Pump() {
+  MSG message;
+  while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    ::TranslateMessage(&message);
+    ::DispatchMessageW(&message);
+  }
+}
+
+inline std::string TextOf(HWND window) {
+  WCHAR text[256] = {};
+  ::GetWindowTextW(window, text, 256);
+  return platform::ToUtf8(text);
+}
+
+/// Writes down what a host hears of edits: "[row", "row=value", "row]".
+class Recorder final : public IMediaParamsUICallback {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE ParamsBeginCapture(DWORD* rows, DWORD) override {
+    heard.append("[").append(std::to_string(rows[0]));
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE ParamsChanged(DWORD* rows, DWORD, MP_DATA*) override {
+    heard.append(" ").append(std::to_string(rows[0])).append("=");
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE ParamsEndCapture(DWORD* rows, DWORD) override {
+    heard.append(std::to_string(rows[0])).append("]");
+    return S_OK;
+  }
+  std::string Take() { return std::exchange(heard, std::string()); }
+
+  std::string heard;
+};
+
+/// The one window on the screen that all hosts are in: a system without a window manager takes seconds to let one go.
+inline HWND Desk() {
+  static const HWND desk = ::CreateWindowExW(0, L"STATIC", L"desk", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 700, 600,
+                                             nullptr, nullptr, nullptr, nullptr);
+  return desk;
+}
+
+class PageBench {
+ public:
+  explicit PageBench(ComPtr<IUnknown> with = {})
+      : filter(with ? std::move(with) : Make<CQvChorus>()),
+        chorus(Query<IQvChorusProp2>(filter.Get())),
+        params(Query<IMediaParams>(filter.Get())),
+        host(::CreateWindowExW(0, L"STATIC", L"host", WS_CHILD | WS_VISIBLE, 0, 0, 700, 600, Desk(), nullptr, nullptr,
+                               nullptr)),
+        page(Query<IPropertyPage>(Make<CQvChorusPropPage>().Get())) {
+    page->SetPageSite(&site);
+  }
+  ~PageBench() {
+    page.Reset();
+    ::DestroyWindow(host);
+    Pump();
+    EXPECT_EQ(site.references, 0u);
+  }
+
+  void Connect() {
+    IUnknown* object = filter.Get();
+    ASSERT_EQ(page->SetObjects(1, &object), S_OK);
+  }
+  void Activate() {
+    const RECT place = {0, 0, 500, 450};
+    ASSERT_EQ(page->Activate(host, &place, FALSE), S_OK);
+  }
+  PageBench& Open() {
+    Connect();
+    Activate();
+    Pump();
+    return *this;
+  }
+
+  HWND dialog() const { return ::GetWindow(host, GW_CHILD); }
+  /// A control of the page, or a button of its logo bar.
+  HWND operator[](int id) const {
+    const HWND direct = ::GetDlgItem(dialog(), id);
+    return direct != nullptr ? direct : ::GetDlgItem(::GetDlgItem(dialog(), 2), id);
+  }
+  std::string Text(int id) const { return TextOf((*this)[id]); }
+  bool Enabled(int id) const { return ::IsWindowEnabled((*this)[id]) != 0; }
+  bool Checked(int id) const { return Send(id, BM_GETCHECK, 0, 0) == BST_CHECKED; }
+  LONG Position(int id) const { return static_cast<LONG>(Send(id, kGetPosition, 0, 0)); }
+  LRESULT Send(int id, UINT message, WPARAM wparam, LPARAM lparam) const {
+    return ::SendMessageW((*this)[id], message, wparam, lparam);
+  }
+  void Command(int id, WORD code = 0) const {
+    ::SendMessageW(dialog(), WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>((*this)[id]));
+  }
+  void Press(int id, WPARAM key) const {
+    Send(id, WM_KEYDOWN, key, 1);
+    Send(id, WM_KEYUP, key, 1);
+  }
+  void Click(int id) const {
+    Send(id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(4, 4));
+    Send(id, WM_LBUTTONUP, 0, MAKELPARAM(4, 4));
+  }
+  /// Types into an edit box and leaves it.
+  void Type(int id, const WCHAR* text) const {
+    ::SetFocus((*this)[id]);
+    Send(id, EM_SETSEL, 0, -1);
+    Send(id, WM_CLEAR, 0, 0);
+    for (; *text != 0; ++text) Send(id, WM_CHAR, *text, 1);
+    ::SetFocus((*this)[6016]);
+  }
+  void Tick() const { ::SendMessageW(dialog(), WM_TIMER, 0, 0); }
+  ChorusParams Params() const {
+    ChorusParams block{};
+    chorus->GetParams(&block);
+    return block;
+  }
+
+  ComPtr<IUnknown> filter;
+  ComPtr<IQvChorusProp2> chorus;
+  ComPtr<IMediaParams> params;
+  PageSite site;
+  HWND host;
+  ComPtr<IPropertyPage> page;
+};
+
+}  // namespace korva::test
