@@ -1,14 +1,17 @@
 #include "frame/module_text.h"
 
+#include <array>
 #include <atomic>
 
 #include "platform/services.h"
 #include "qvkit/language.h"
+#include "streaming/wide_text.h"
 
 namespace korva {
 namespace {
 
 std::atomic<QvLanguage*> moduleLanguage{nullptr};
+std::array<WCHAR, kHelpPathCapacity> moduleHelpPath{};
 
 /// The handle of a program that never opened one.
 struct OwnLanguage {
@@ -27,6 +30,14 @@ QvLanguage* ModuleLanguage() noexcept {
 
 void SetModuleLanguage(QvLanguage* language) noexcept {
   moduleLanguage.store(language);
+}
+
+const WCHAR* ModuleHelpPath() noexcept {
+  return moduleHelpPath.data();
+}
+
+void SetModuleHelpPath(const WCHAR* path) noexcept {
+  CopyText(moduleHelpPath.data(), moduleHelpPath.size(), path);
 }
 
 const WCHAR* ModuleText(std::int32_t id) noexcept {

@@ -1,5 +1,6 @@
 #include "module/module_start.h"
 
+#include <array>
 #include <utility>
 
 #include "frame/module_text.h"
@@ -8,6 +9,7 @@
 #include "module/runtime_memory.h"
 #include "platform/services.h"
 #include "qvkit/controls.h"
+#include "qvkit/help.h"
 #include "qvkit/language.h"
 
 namespace korva {
@@ -25,6 +27,9 @@ void StartModule(HMODULE module) noexcept {
   QvLang_Open(&language, module, platform::ThreadLocale(), 0);
   SetModuleLanguage(language);
   InitializeControls(module);
+  std::array<WCHAR, kHelpPathCapacity> helpPath{};
+  QvHelp_CreateHelpFilePathEX(1, module, helpPath.data(), kHelpPathCapacity, 0, 0);
+  SetModuleHelpPath(helpPath.data());
   SetFilterRegistrar(&kRegistrar);
   // Refused by the system for a module with data of its own for each thread, which then hears of threads and frees it.
   ::DisableThreadLibraryCalls(module);

@@ -4,7 +4,8 @@
 
 namespace korva {
 
-/// Starts the module as it is loaded, in this order: the handle is kept, the language opened, the classes told.
+/// Starts the module as it is loaded, in this order: the handle is kept, the language opened, the control
+/// classes registered, the help path found, the classes told.
 /// Runs under the system's loader lock and cannot fail: what does not start is missed later, where it is asked for.
 void StartModule(HMODULE module) noexcept;
 

@@ -4,7 +4,6 @@
 #include "platform/services.h"
 #include "qvkit/activation_context.h"
 #include "qvkit/dialogs.h"
-#include "qvkit/help.h"
 #include "streaming/wide_text.h"
 
 namespace korva {
@@ -41,16 +40,16 @@ HRESULT STDMETHODCALLTYPE CBasePropertyPage::Deactivate() {
 
 HRESULT STDMETHODCALLTYPE CBasePropertyPage::GetPageInfo(PROPPAGEINFO* info) {
   constexpr SIZE kUsualSize = {300, 150};
-  constexpr std::size_t kHelpPathCapacity = 520;
+  constexpr std::size_t kHelpBuffer = 520;
   if (info == nullptr) return E_POINTER;
   WCHAR* const title = DuplicateText(ModuleText(title_));
-  auto* const helpPath = static_cast<WCHAR*>(platform::AllocateTaskMemory(kHelpPathCapacity * sizeof(WCHAR)));
+  auto* const helpPath = static_cast<WCHAR*>(platform::AllocateTaskMemory(kHelpBuffer * sizeof(WCHAR)));
   if (title == nullptr || helpPath == nullptr) {
     platform::FreeTaskMemory(title);
     platform::FreeTaskMemory(helpPath);
     return E_OUTOFMEMORY;
   }
-  QvHelp_CreateHelpFilePathEX(1, ThisModule(), helpPath, kHelpPathCapacity, 0, 0);
+  CopyText(helpPath, kHelpBuffer, ModuleHelpPath());
   *info = {};
   info->cb = sizeof(*info);
   info->pszTitle = title;

@@ -120,6 +120,7 @@ HRESULT CQvEffectPage::OnConnect(IUnknown* object) {
 HRESULT CQvEffectPage::OnDisconnect() {
   if (filter_ == nullptr) return E_UNEXPECTED;
   EndEdits();
+  openLists_ = 0;  // an open list may close when nobody listens any more
   if (window() != nullptr) UnregisterWindow();
   static_cast<IUnknown*>(std::exchange(filter_, nullptr))->Release();
   std::exchange(object_, nullptr)->Release();

@@ -38,7 +38,8 @@ void CQvEffectPage::ScrollSpinner(const PageControl& row, UINT message, WPARAM w
       return;
     default:
       row.group.set(filter_, Spinner_DefScrollProc(message, wparam, lparam, row.line, row.page, ValueOf(row)));
-      Update(row.id, false);
+      // By the edit box's id, so that the site hears of steps made with the mouse too.
+      Update(row.readout, false);
   }
 }
 
@@ -62,7 +63,11 @@ bool CQvEffectPage::Command(int id, WORD code) {
 
 void CQvEffectPage::CommandOfRow(const PageControl& row, int id, WORD code) {
   if (id == row.readout) {
-    if (code == EN_KILLFOCUS) CommitText(row);
+    if (code == EN_KILLFOCUS) {
+      CommitText(row);
+      // A key that holds a spinner's change open is now let go elsewhere.
+      if (row.kind == ControlKind::kSpinner && (openEdits_ & BitOf(row)) != 0) EndEdit(row);
+    }
     return;
   }
   switch (row.kind) {

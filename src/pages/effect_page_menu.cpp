@@ -1,4 +1,5 @@
 #include "frame/interfaces.h"
+#include "frame/module_text.h"
 #include "pages/effect_page.h"
 #include "pages/preset_menu.h"
 #include "qvkit/activation_context.h"
@@ -8,6 +9,8 @@
 namespace korva {
 
 void CQvEffectPage::ApplyPresetItem(int item) {
+  // What was typed before the preset was chosen must not come back over it.
+  CommitFocusedText();
   if (const auto presets = Query<IStaticFilterPreset>(object_); presets) presets->SetPreset(PresetOfItem(item));
   Update(0, false);
 }
@@ -38,9 +41,7 @@ void CQvEffectPage::TrackMenu(HMENU menu, POINT at) {
 }
 
 void CQvEffectPage::ShowHelp() {
-  WCHAR path[MAX_PATH];
-  if (QvHelp_CreateHelpFilePathEX(1, ThisModule(), path, MAX_PATH, 0, 0) == 0) return;
-  if (QvHelp_ContextHelp(1, window(), helpContext(), 15, path) == 0) ::MessageBeep(MB_ICONWARNING);
+  if (QvHelp_ContextHelp(1, window(), helpContext(), 15, ModuleHelpPath()) == 0) ::MessageBeep(MB_ICONWARNING);
 }
 
 }  // namespace korva

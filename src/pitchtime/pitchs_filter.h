@@ -37,16 +37,9 @@ class CQvPitchsTransform : public RecordTransform<IQvPitchsProp, PitchsParams> {
 };
 
 /// The Pitch Shift as a filter.
-class CQvPitchs final : public CQvStretchFilter, public CQvPitchsTransform {
+class CQvPitchs final : public StretchEffect<CQvPitchsTransform, IQvPitchsProp> {
  public:
-  /// A new filter holds preset row 0.
-  explicit CQvPitchs(IUnknown* outer);
-  KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
-  BlockHolder& parameters() noexcept override { return *this; }
-
- protected:
-  StretchEngine& engine() noexcept override { return engine_; }
+  explicit CQvPitchs(IUnknown* outer) : StretchEffect(outer, kPitchsEffect) {}
 };
 
 }  // namespace korva

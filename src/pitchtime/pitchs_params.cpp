@@ -85,7 +85,7 @@ bool HoldRanges(PitchsParams& block) noexcept {
   return within;
 }
 
-const EffectDescription kPitchsEffect = {
+constexpr EffectDescription kPitchsEffect = {
     .name = "pitch-shift",
     .summary = "pitch up or down, with the length changed along with it or kept",
     .className = KORVA_WTEXT("Pitch Shift"),

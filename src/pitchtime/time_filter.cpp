@@ -9,12 +9,4 @@ HRESULT CQvTimeTransform::SetTempo(DWORD value) {
   return SetField(&TimeParams::tempoTimes100, std::min<std::uint32_t>(value, most), kTimeTempo);
 }
 
-CQvTime::CQvTime(IUnknown* outer) : CQvStretchFilter(outer, kTimeEffect) {
-  SetPreset(0);
-}
-
-HRESULT CQvTime::NonDelegatingQueryInterface(REFIID iid, void** out) {
-  KORVA_ANSWER_OR(CQvStretchFilter, AnswerInterface<IQvTimeProp>(this, iid, out));
-}
-
 }  // namespace korva

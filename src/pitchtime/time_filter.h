@@ -35,16 +35,9 @@ class CQvTimeTransform : public RecordTransform<IQvTimeProp, TimeParams> {
 };
 
 /// The Time Stretch as a filter.
-class CQvTime final : public CQvStretchFilter, public CQvTimeTransform {
+class CQvTime final : public StretchEffect<CQvTimeTransform, IQvTimeProp> {
  public:
-  /// A new filter holds preset row 0.
-  explicit CQvTime(IUnknown* outer);
-  KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
-  BlockHolder& parameters() noexcept override { return *this; }
-
- protected:
-  StretchEngine& engine() noexcept override { return engine_; }
+  explicit CQvTime(IUnknown* outer) : StretchEffect(outer, kTimeEffect) {}
 };
 
 }  // namespace korva

@@ -94,7 +94,7 @@ double FramesOfTime(double milliseconds, std::uint32_t rate) noexcept {
   return std::trunc(milliseconds * rate / 1000 + 0.999);
 }
 
-const EffectDescription kTimeEffect = {
+constexpr EffectDescription kTimeEffect = {
     .name = "time-stretch",
     .summary = "longer or shorter, at the same pitch",
     .className = KORVA_WTEXT("Time Stretch"),

@@ -17,6 +17,7 @@ constinit std::uintptr_t lastHandle = 0x10000;
 
 NoticeWindow::NoticeWindow() noexcept {
   const std::scoped_lock guard(registryLock);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number, nothing stands behind it
   window_ = reinterpret_cast<HWND>(++lastHandle);
   next_ = firstWindow;
   firstWindow = this;

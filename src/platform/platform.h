@@ -60,6 +60,7 @@ using LPCWSTR = const WCHAR*;
 using LPOLESTR = OLECHAR*;
 using LPCOLESTR = const OLECHAR*;
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the published name
 struct HWND__;
 using HWND = HWND__*;
 

@@ -36,4 +36,6 @@ std::uint32_t ThreadLocale() noexcept {
   return LocaleFromName({});
 }
 
+void KeepModuleLoaded() noexcept {}
+
 }  // namespace korva::platform

@@ -15,7 +15,10 @@ NumberSigns NumberSignsOf(std::uint32_t locale) noexcept {
   // A user of another country with the same language, or with signs of their own, keeps them.
   const LCID user = ::GetUserDefaultLCID();
   const LCID asked = PRIMARYLANGID(user) == PRIMARYLANGID(locale) ? user : static_cast<LCID>(locale);
-  return {Sign(asked, LOCALE_SDECIMAL, L'.'), Sign(asked, LOCALE_STHOUSAND, L',')};
+  const WCHAR decimal = Sign(asked, LOCALE_SDECIMAL, L'.');
+  const WCHAR other = decimal == L',' ? L'.' : L',';
+  const WCHAR group = Sign(asked, LOCALE_STHOUSAND, other);
+  return {decimal, group != decimal ? group : other};
 }
 
 }  // namespace korva

@@ -75,10 +75,13 @@ void ReverbEngine::ReverbRelease() noexcept {
   FreeRings();
   streaming_ = false;
   engineReady_ = false;
-  if (teamOwner_ == std::this_thread::get_id()) {
+  if (!teamOwner_) return;
+  if (*teamOwner_ == std::this_thread::get_id()) {
     EndTeam();
-    teamOwner_.reset();
+  } else {
+    AbandonTeam();
   }
+  teamOwner_.reset();
 }
 
 std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames,
@@ -174,7 +177,9 @@ void ReverbEngine::RunChannel(std::size_t channel, typename Format::Sample* samp
 
 template <class Format>
 void ReverbEngine::RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept {
-  teamOwner_ = std::this_thread::get_id();
+  const std::thread::id here = std::this_thread::get_id();
+  if (teamOwner_ && *teamOwner_ != here) AbandonTeam();  // the stream moved to another thread
+  teamOwner_ = here;
   const int channels = static_cast<int>(channels_);
   // Each call has its own frame counter, so the samples are those of one worker whatever the size of the team.
 #ifdef _OPENMP

@@ -85,7 +85,7 @@ constexpr ReverbParams kRecordStart{};
 
 }  // namespace
 
-const EffectDescription kReverbEffect = {
+constexpr EffectDescription kReverbEffect = {
     .name = "reverb",
     .summary = "reverberation of a hall, room, plate or tank, with early reflections",
     .className = KORVA_WTEXT("Reverb"),

@@ -1,5 +1,7 @@
 #include "reverb/reverb_team.h"
 
+#include "platform/services.h"
+
 #ifdef _OPENMP
 #include <omp.h>
 #endif
@@ -9,6 +11,12 @@ namespace korva {
 void EndTeam() noexcept {
 #ifdef _OPENMP
   omp_pause_resource_all(omp_pause_hard);
+#endif
+}
+
+void AbandonTeam() noexcept {
+#ifdef _OPENMP
+  platform::KeepModuleLoaded();
 #endif
 }
 

@@ -6,9 +6,11 @@ namespace korva {
 /// OpenMP there is none.
 ///
 /// The runtime keeps a team for each thread that forks, and only that thread can end it: by this call, or by ending.
-/// A stream stopped by another thread leaves the workers to the streaming thread. On Windows they then wait in the
-/// system, without spinning, for a wake-up that is the streaming thread's alone to give; so a module may be unloaded
-/// over them, and they stay as idle threads until the process ends.
+/// A stream stopped by another thread leaves the workers to the streaming thread.
 void EndTeam() noexcept;
+
+/// For a team whose owner did not end it: keeps the module loaded from here on. When the owner ends, its workers wake
+/// once more and run to their own end in the module's code, and nobody can join them.
+void AbandonTeam() noexcept;
 
 }  // namespace korva

@@ -144,10 +144,10 @@ HRESULT CMemAllocator::AllocateBuffers() {
   if (stride != 0 && count > kMost / stride) return E_OUTOFMEMORY;
   block_ = std::calloc(1, stride * count + align);
   if (block_ == nullptr) return E_OUTOFMEMORY;
-  auto address = reinterpret_cast<std::uintptr_t>(block_);
-  address = (address + align - 1) / align * align;
+  const std::uint64_t past = reinterpret_cast<std::uintptr_t>(block_) % align;
+  BYTE* const first = static_cast<BYTE*>(block_) + (past != 0 ? align - past : 0);
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (!AddSample(reinterpret_cast<BYTE*>(address + i * stride + prefix))) return E_OUTOFMEMORY;
+    if (!AddSample(first + i * stride + prefix)) return E_OUTOFMEMORY;
   }
   return S_OK;
 }

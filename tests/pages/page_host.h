@@ -12,6 +12,7 @@
 #include "frame/module_text.h"
 #include "qvkit/activation_context.h"
 #include "qvkit/controls.h"
+#include "qvkit/help.h"
 #include "qvkit/language.h"
 #include "streaming/com_ptr.h"
 
@@ -25,6 +26,9 @@ class Components {
     InitializeControls(ThisModule());
     QvLang_Open(&language_, nullptr, 1033, 0);
     SetModuleLanguage(language_);
+    WCHAR help[kHelpPathCapacity];
+    QvHelp_CreateHelpFilePathEX(1, ThisModule(), help, kHelpPathCapacity, 0, 0);
+    SetModuleHelpPath(help);
   }
   ~Components() {
     SetModuleLanguage(nullptr);

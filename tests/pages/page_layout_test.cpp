@@ -124,7 +124,8 @@ TEST(PageLayout, ControlsKeepApartAndInside) {
   }
 }
 
-/// Handles of the two kinds that pages hold. Systems that do not count them hand out the lowest free one.
+/// Handles of the two kinds that pages hold. Systems that do not count them still number them, and take a number that
+/// was used before where there is one: one lost at every opening would drive the numbers up.
 struct Handles {
   static Handles Now() {
     const HANDLE process = ::GetCurrentProcess();
@@ -171,8 +172,8 @@ TEST(PageLayout, AThousandOpeningsLeaveNothing) {
     EXPECT_LE(grown.bytes, 64 * 1024);
     EXPECT_LE(after.users, before.users + 2);
     EXPECT_LE(after.drawings, before.drawings + 2);
-    EXPECT_LE(after.lowestUser, before.lowestUser + 20);
-    EXPECT_LE(after.lowestDrawing, before.lowestDrawing + 20);
+    EXPECT_LE(after.lowestUser, before.lowestUser + kRounds / 4);
+    EXPECT_LE(after.lowestDrawing, before.lowestDrawing + kRounds / 4);
   }
   EXPECT_EQ(CBaseObject::ObjectsActive(), objects);
 }

@@ -83,7 +83,10 @@ TEST(Module, AggregatedFilterBelongsToItsOwner) {
   for (const ClassRow& row : ClassTable()) {
     Owner owner;
     ASSERT_EQ(Factory(row.classId)->CreateInstance(&owner, IID_IUnknown, owner.inner.PutVoid()), S_OK);
-    for (const GUID& iid : {IID_IBaseFilter, IID_IPersistStream, IID_IAMovieSetup}) {
+    const std::vector<GUID> offered = row.setup
+                                          ? std::vector<GUID>{IID_IBaseFilter, IID_IPersistStream, IID_IAMovieSetup}
+                                          : std::vector<GUID>{IID_IPropertyPage};
+    for (const GUID& iid : offered) {
       ComPtr<IUnknown> part;
       ASSERT_EQ(owner.QueryInterface(iid, part.PutVoid()), S_OK);
       EXPECT_EQ(owner.references, 2U);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "chorus/chorus_params.h"
 #include "graph_kit.h"
 #include "module/class_table.h"
 #include "module/filter_mapper.h"
@@ -83,6 +84,10 @@ int CountInMapper(const WCHAR* name, DWORD merit) {
   return count;
 }
 
+const ClassRow& ChorusRow() {
+  return *FindClass(kChorusEffect.filterClass);
+}
+
 TEST(Registration, WritesWhatHostsLookForAndTakesItAllBack) {
   const ModuleFile& module = RegisteredModule();
   ASSERT_EQ(module.Unregister(), S_OK);
@@ -112,7 +117,7 @@ TEST(Registration, HalfGoneIsTakenBackToo) {
   ASSERT_EQ(module.Unregister(), S_OK);
   const Keys before = AllKeys();
   const FilterMapper mapper;
-  const ClassRow& row = ClassTable().back();
+  const ClassRow& row = ChorusRow();
   const std::wstring key = L"CLSID\\" + Braced(row.classId);
   const auto deleteKey = [&](const wchar_t* below) { ::RegDeleteKeyW(HKEY_CLASSES_ROOT, (key + below).c_str()); };
   const std::function<void()> kMishaps[] = {
@@ -156,7 +161,7 @@ TEST(Registration, SaysWhyTheRegistryCannotBeWritten) {
 TEST(Registration, OlderMapperHoldsTheSame) {
   ASSERT_EQ(RegisteredModule().Unregister(), S_OK);
   const Keys before = AllKeys();
-  const FilterSetup& setup = *ClassTable().back().setup;
+  const FilterSetup& setup = *ChorusRow().setup;
   ComPtr<IFilterMapper> older;
   ASSERT_EQ(::CoCreateInstance(CLSID_FilterMapper, nullptr, CLSCTX_INPROC_SERVER, InterfaceId<IFilterMapper>(),
                                older.PutVoid()),
@@ -177,7 +182,7 @@ TEST(Registration, OlderMapperHoldsTheSame) {
 }
 
 TEST(Registration, FiltersEnterThemselves) {
-  const ClassRow& row = ClassTable().back();
+  const ClassRow& row = ChorusRow();
   const auto setup = CreateRegistered<IAMovieSetup>(row.classId);
   ASSERT_TRUE(setup);
   EXPECT_EQ(setup->Unregister(), S_OK);

@@ -169,7 +169,7 @@ constexpr RecordForm kForms[] = {
 
 }  // namespace
 
-const EffectDescription kEchomtEffect = {
+constexpr EffectDescription kEchomtEffect = {
     "multi-tap-delay",
     "up to eight panned and modulated echoes with a common feedback",
     KORVA_WTEXT("Multi-Tap Delay"),

@@ -56,7 +56,7 @@ constexpr RecordForm kForms[] = {
 
 }  // namespace
 
-const EffectDescription kEchosEffect = {
+constexpr EffectDescription kEchosEffect = {
     "simple-delay",
     "one echo, single or fed back, that can follow the tempo",
     KORVA_WTEXT("Simple Delay"),
