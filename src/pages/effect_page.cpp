@@ -203,6 +203,10 @@ std::uint32_t CQvEffectPage::BitOf(const PageControl& row) const noexcept {
   return 1u << (static_cast<std::size_t>(&row - page_.controls.data()) & 31);
 }
 
+ShortText& CQvEffectPage::LastShown(const PageControl& row) noexcept {
+  return lastShown_[static_cast<std::size_t>(&row - page_.controls.data()) % lastShown_.size()];
+}
+
 LONG CQvEffectPage::ValueOf(const PageControl& row) const {
   LONG value = 0;
   row.group.get(filter_, &value);
@@ -253,7 +257,10 @@ void CQvEffectPage::UpdateRow(const PageControl& row, int id, bool force) {
     const HWND readout = ::GetDlgItem(window(), row.readout);
     const bool typing =
         row.read != nullptr && id == 0 && ::GetFocus() == readout && ::SendMessageW(readout, EM_GETMODIFY, 0, 0) != 0;
-    if (!typing) QvSetDlgItemTextF(window(), row.readout, row.show(value).Text());
+    if (!typing) {
+      LastShown(row) = row.show(value);
+      QvSetDlgItemTextF(window(), row.readout, LastShown(row).Text());
+    }
   }
   ShownValue(row, value);
 }

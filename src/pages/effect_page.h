@@ -70,6 +70,8 @@ class CQvEffectPage : public CBasePropertyPage {
 
   const PageControl* FindRow(int id) const noexcept;
   std::uint32_t BitOf(const PageControl& row) const noexcept;
+  /// What the page last wrote into a row's readout.
+  ShortText& LastShown(const PageControl& row) noexcept;
 
   void RegisterWindow() noexcept;
   void UnregisterWindow() noexcept;
@@ -104,8 +106,9 @@ class CQvEffectPage : public CBasePropertyPage {
   IUnknown* object_ = nullptr;  // as given at connection, with a reference
   void* filter_ = nullptr;      // its property interface, likewise
   bool registered_ = false;
-  std::uint32_t openLists_ = 0;  // rows whose list is dropped down
-  std::uint32_t openEdits_ = 0;  // rows between BeginEdit and EndEdit
+  std::uint32_t openLists_ = 0;            // rows whose list is dropped down
+  std::uint32_t openEdits_ = 0;            // rows between BeginEdit and EndEdit
+  std::array<ShortText, 32> lastShown_{};  // by row
   std::array<ImageList, kImageLists> images_{};
 };
 

@@ -108,7 +108,8 @@ void CQvEffectPage::CommitText(const PageControl& row) {
   std::array<WCHAR, 64> text{};
   const std::size_t room = std::min<std::size_t>(text.size(), static_cast<std::size_t>(row.textLimit) + 1);
   ::GetDlgItemTextW(window(), row.readout, text.data(), static_cast<int>(room));
-  if (::lstrcmpW(text.data(), row.show(ValueOf(row)).Text()) != 0) row.group.set(filter_, row.read(text.data()));
+  // Compared with what stood there and not with the value: the language, and with it the signs, may be another by now.
+  if (::lstrcmpW(text.data(), LastShown(row).Text()) != 0) row.group.set(filter_, row.read(text.data()));
   Update(row.readout, false);
 }
 
