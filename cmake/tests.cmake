@@ -1,8 +1,8 @@
 # One test program for each folder of tests/, named test_FOLDER. The cross build has no packaged GoogleTest, so it
 # builds the packaged sources.
 if(WIN32)
-  set(gtest_force_shared_crt OFF)
-  set(INSTALL_GTEST OFF)
+  set(gtest_force_shared_crt OFF CACHE BOOL "As the rest of the tree links")
+  set(INSTALL_GTEST OFF CACHE BOOL "Nothing of it is installed")
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
   set(KORVA_GTEST gtest gtest_main)
 else()

@@ -3,7 +3,7 @@ korva_sources(sources ${CMAKE_SOURCE_DIR}/tests/windows/*.cpp)
 list(FILTER sources EXCLUDE REGEX "/(unload_test|page_[^/]*)\\.cpp$")
 
 add_executable(graph_test ${sources})
-target_include_directories(graph_test PRIVATE ${CMAKE_SOURCE_DIR}/tests/windows)
+target_include_directories(graph_test PRIVATE ${CMAKE_SOURCE_DIR}/tests ${CMAKE_SOURCE_DIR}/tests/windows)
 target_link_libraries(graph_test PRIVATE ${KORVA_GTEST} korva_module)
 add_dependencies(graph_test korvafx)
 add_test(NAME graph COMMAND graph_test --gtest_brief=1)

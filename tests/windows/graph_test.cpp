@@ -1,14 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <future>
 #include <vector>
 
-#include "chorus/chorus_params.h"
+#include "chorus/chorus_property.h"
 #include "frame/interfaces.h"
 #include "graph_kit.h"
 #include "module/class_table.h"
+#include "platform/tempo_host.h"
 #include "registered_module.h"
+#include "support/test_song.h"
 
 namespace korva {
 namespace {
@@ -129,6 +132,50 @@ TEST(Graph, DiscontinuityLetsNoOldAudioThrough) {
   EXPECT_FALSE(IsSilent(PlayOnce(Noise(20000, kCut)), kCut))
       << "the effect must ring on for this test to mean anything";
   EXPECT_TRUE(IsSilent(Chained(Noise(20000, kCut), {1000, 0, kCut}).Play(), kCut));
+}
+
+TEST(Graph, AnEnvelopeOfTheHostIsHeard) {
+  constexpr std::size_t kFadedFrame = 12000;  // past 0.2 s and one chunk, at 48 kHz and below
+  Chained chained(Noise());
+  const auto params = Query<IMediaParams>(chained.effects[0].Get());
+  ASSERT_TRUE(params);
+  ASSERT_EQ(params->SetParam(kChorusOut, -60), S_OK);
+  MP_ENVELOPE_SEGMENT silence{2'000'000, 1'000'000'000, -60, -60, MP_CURVE_JUMP, 0};
+  ASSERT_EQ(params->AddEnvelope(kChorusDryOut, 1, &silence), S_OK);
+  const std::vector<std::uint8_t> bytes = chained.Play();
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+  ASSERT_GT(samples.size(), 2 * kFadedFrame);
+  const auto faded = samples.begin() + 2 * kFadedFrame;
+  EXPECT_TRUE(std::any_of(samples.begin(), samples.begin() + 2000, [](float sample) { return sample != 0; }));
+  EXPECT_TRUE(std::all_of(faded, samples.end(), [](float sample) { return sample == 0; }));
+}
+
+std::vector<std::uint8_t> PlaySynced(int bpm100) {
+  Chained chained(Noise());
+  IBaseFilter* const effect = chained.effects[0].Get();
+  const auto params = Query<IMediaParams>(effect);
+  params->SetParam(kChorusTempoSync, 1);
+  params->SetParam(kChorusModPeriodNote, 13);
+  TestSong song({{0, bpm100}});
+  const auto transport = Query<IMfxSoftSynth>(effect);
+  if (bpm100 != 0) {
+    EXPECT_EQ(song.ConnectTo(*transport.Get()), S_OK);
+    EXPECT_EQ(transport->OnStart(0), S_OK);
+    EXPECT_EQ(Query<IQvChorusProp2>(effect)->IsTempoAvailable(), 1);
+  }
+  std::vector<std::uint8_t> bytes = chained.Play();
+  transport->Disconnect();
+  return bytes;
+}
+
+TEST(Graph, AConnectedTempoMapIsHeard) {
+  const std::vector<std::uint8_t> none = PlaySynced(0), slow = PlaySynced(9000), fast = PlaySynced(24000);
+  ASSERT_FALSE(none.empty());
+  EXPECT_NE(slow, none);
+  EXPECT_NE(fast, none);
+  EXPECT_NE(slow, fast);
+  EXPECT_EQ(slow, PlaySynced(9000));
 }
 
 TEST(Graph, FlushInTheMiddleOfABuffer) {
