@@ -5,6 +5,7 @@
 #include "host/number_text.h"
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_params.h"
+#include "pitchtime/time_text.h"
 
 namespace korva {
 namespace {

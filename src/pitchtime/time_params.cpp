@@ -1,7 +1,6 @@
 #include "pitchtime/time_params.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 #include "pitchtime/stretch_modes.h"
@@ -88,10 +87,6 @@ double PercentTimes100ForTempo(std::uint32_t tempoTimes100, double finalBpm) noe
 
 double PercentTimes100ForFrames(double initialFrames, double finalFrames) noexcept {
   return finalFrames / initialFrames * 10000.0;
-}
-
-double FramesOfTime(double milliseconds, std::uint32_t rate) noexcept {
-  return std::trunc(milliseconds * rate / 1000 + 0.999);
 }
 
 constexpr EffectDescription kTimeEffect = {

@@ -32,7 +32,4 @@ double PercentTimes100ForTempo(std::uint32_t tempoTimes100, double finalBpm) noe
 /// The value of `percentTimes100` that turns `initialFrames` into `finalFrames`. Not held to the range either.
 double PercentTimes100ForFrames(double initialFrames, double finalFrames) noexcept;
 
-/// The frames of a time at `rate` frames per second, rounded up to a whole frame.
-double FramesOfTime(double milliseconds, std::uint32_t rate) noexcept;
-
 }  // namespace korva

@@ -19,22 +19,6 @@ struct Number {
   const WCHAR* end = nullptr;
 };
 
-/// Full-width forms, as East Asian keyboards type them, read as the plain ones.
-WCHAR Plain(WCHAR letter) noexcept {
-  const auto code = static_cast<std::uint32_t>(letter);
-  if (code >= 0xFF01 && code <= 0xFF5E) return static_cast<WCHAR>(code - 0xFEE0);
-  return code == 0x2212 || code == 0x2013 ? static_cast<WCHAR>('-') : letter;
-}
-
-bool IsDigit(WCHAR letter) noexcept {
-  return Plain(letter) >= '0' && Plain(letter) <= '9';
-}
-
-bool IsSpace(WCHAR letter) noexcept {
-  const auto code = static_cast<std::uint32_t>(letter);
-  return code == 0x20 || code == 0xA0 || code == 0x2009 || code == 0x202F;
-}
-
 /// Exactly three digits follow: a group, and not decimals.
 bool GroupFollows(const WCHAR* at) noexcept {
   for (int i = 0; i < 3; ++i) {
@@ -79,13 +63,13 @@ class Reader {
   void FindStart() noexcept {
     for (; *at_ != 0 && !IsDigit(*at_); ++at_) {
       const bool starts = IsDigit(at_[1]) || (IsDecimalSign(at_[1]) && IsDigit(at_[2]));
-      if (Plain(*at_) == '-' && starts) number_.negative = true;
+      if (PlainSign(*at_) == '-' && starts) number_.negative = true;
       if (IsDecimalSign(*at_) && IsDigit(at_[1])) return;
     }
   }
   void Take() noexcept {
     if (count_ < kMostDigits) {
-      number_.digits = number_.digits * 10 + (Plain(*at_) - '0');
+      number_.digits = number_.digits * 10 + (PlainSign(*at_) - '0');
       if (number_.digits > 0) ++count_;
     } else {
       number_.digits = static_cast<std::int64_t>(kPowersOfTen.back());  // beyond every range: stays there
@@ -93,16 +77,16 @@ class Reader {
   }
   void TakeDecimal() noexcept {
     if (count_ >= kMostDigits) return;  // further places cannot change what is cut off anyway
-    number_.digits = number_.digits * 10 + (Plain(*at_) - '0');
+    number_.digits = number_.digits * 10 + (PlainSign(*at_) - '0');
     ++count_;
   }
   bool IsGroupSign(WCHAR letter) const noexcept {
-    const WCHAR plain = Plain(letter);
+    const WCHAR plain = PlainSign(letter);
     if (plain == signs_.group || plain == '\'' || plain == 0x2019) return true;
     return IsSpace(letter) && (blanksGroup_ || (letter != ' ' && IsSpace(signs_.group)));
   }
   bool IsDecimalSign(WCHAR letter) const noexcept {
-    const WCHAR plain = Plain(letter);
+    const WCHAR plain = PlainSign(letter);
     return plain == signs_.decimal || plain == '.' || plain == ',';
   }
 
