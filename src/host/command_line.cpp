@@ -100,6 +100,8 @@ struct RunOptions : Options {
         ->type_name("u8|s16|s32|f32|f64");
     app().add_option("--block", block, "frames in a buffer (default: 4096)")->type_name("FRAMES");
     app().add_flag("--no-tail", request.noTail, "stops with the input and lets nothing ring out");
+    app().add_flag("--keep-pace", request.keepPace,
+                   "pitch-shift and time-stretch hold their length exactly, however long the take");
     app().add_option("--tempo", request.tempo, "tempo of the song, for effects that follow it")->type_name("BPM");
     app().add_option("--meter", request.meter, "meter of the song, 4/4 if not told")->type_name("N/D");
     app().add_option("--tempo-map", request.tempoMap, "tempos and meters from a MIDI file")->type_name("FILE.mid");

@@ -25,7 +25,7 @@ struct RenderRequest {
   std::vector<EffectRequest> effects;
   std::optional<SampleFormat> format;  ///< nothing: the input's own
   std::uint32_t blockFrames = 4096;
-  bool noTail = false, overwrite = false, quiet = false;
+  bool noTail = false, keepPace = false, overwrite = false, quiet = false;
   std::string tempo, meter, tempoMap;
 };
 

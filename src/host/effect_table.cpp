@@ -1,35 +1,34 @@
 #include "host/effect_table.h"
 
-#include <new>
+#include <algorithm>
+#include <array>
 
-#include "chorus/chorus_filter.h"
-#include "delay/echomt/echomt_filter.h"
-#include "delay/echos/echos_filter.h"
+#include "delay/echos/echos_params.h"
 #include "host/delay_habits.h"
 #include "host/nearest.h"
 #include "host/pitchtime_habits.h"
-#include "pitchtime/pitchs_filter.h"
-#include "pitchtime/time_filter.h"
-#include "reverb/reverb_filter.h"
+#include "pitchtime/pitchs_params.h"
+#include "pitchtime/time_params.h"
 
 namespace korva {
 namespace {
 
-template <class Filter>
-EffectInstance Create() {
-  auto* const filter = new (std::nothrow) Filter(nullptr);
-  if (filter == nullptr) return {};
-  return {ComPtr<IBaseFilter>(filter), &filter->parameters()};
+const EffectHabits* HabitsOf(const EffectDescription& effect) noexcept {
+  if (&effect == &kEchosEffect) return &kEchosHabits;
+  if (&effect == &kPitchsEffect) return &kPitchsHabits;
+  return &effect == &kTimeEffect ? &kTimeHabits : nullptr;
 }
 
-const EffectRow kEffects[] = {
-    {kChorusEffect, &Create<CQvChorus>},
-    {kReverbEffect, &Create<CQvReverb>},
-    {kEchosEffect, &Create<CQvEchos>, &kEchosHabits},
-    {kEchomtEffect, &Create<CQvEchomt>},
-    {kPitchsEffect, &Create<CQvPitchs>, &kPitchsHabits},
-    {kTimeEffect, &Create<CQvTime>, &kTimeHabits},
-};
+EffectRow RowOf(const EffectKind& kind) noexcept {
+  return {kind.description, kind.create, HabitsOf(kind.description)};
+}
+
+template <std::size_t... I>
+std::array<EffectRow, sizeof...(I)> Rows(std::index_sequence<I...> /*indices*/) noexcept {
+  return {RowOf(EffectKinds()[I])...};
+}
+
+const auto kEffects = Rows(std::make_index_sequence<kEffectCount>{});
 
 }  // namespace
 

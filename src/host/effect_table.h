@@ -7,18 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/block_holder.h"
 #include "host/outcome.h"
-#include "platform/media.h"
-#include "streaming/com_ptr.h"
+#include "live/effect_kinds.h"
 
 namespace korva {
-
-/// A live effect: its filter, and its parameters as a block. Empty when there was no memory.
-struct EffectInstance {
-  ComPtr<IBaseFilter> filter;
-  BlockHolder* parameters = nullptr;  ///< belongs to the filter
-};
 
 /// How long the audio is that an effect gets.
 struct MaterialLength {
@@ -52,7 +44,7 @@ struct EffectHabits {
 
 struct EffectRow {
   const EffectDescription& description;
-  EffectInstance (*create)();
+  EffectInstance (*create)() noexcept;
   const EffectHabits* habits = nullptr;  ///< null where the rows tell everything
 };
 

@@ -15,6 +15,7 @@
 #include "host/progress.h"
 #include "host/song.h"
 #include "host/state_file.h"
+#include "pitchtime/stretch_filter.h"
 
 namespace korva {
 namespace {
@@ -52,6 +53,7 @@ Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request
     Outcome<EffectInstance> created = CreateEffect(*one.effect);
     if (!created) return created.ending();
     PreparedEffect prepared{&one, std::move(*created), {}};
+    if (prepared.instance.stretch != nullptr) prepared.instance.stretch->engine().SetKeepPace(request.keepPace);
     if (const Check check = SetParameters(one, material, prepared.instance)) return *check;
     if (const EffectHabits* const habits = one.effect->habits; habits != nullptr && habits->lengthFactor != nullptr) {
       material.frames *= habits->lengthFactor(ReadBlock(prepared.instance).data());
@@ -206,6 +208,11 @@ Check Render(const RenderRequest& request, Streams& streams) {
   const Outcome<std::optional<SongMap>> song = ReadSong(request);
   if (!song) return song.ending();
   if (*song) ConnectSongs(**song, request, *effects, streams);
+  const bool hasPace = std::any_of(effects->begin(), effects->end(),
+                                   [](const PreparedEffect& effect) { return effect.instance.stretch != nullptr; });
+  if (request.keepPace && !hasPace && !request.quiet) {
+    streams.err << "korva: --keep-pace is for pitch-shift and time-stretch; this chain has neither\n";
+  }
   const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format);
   if (!cut) return cut.ending();
   Outcome<std::vector<OutputFile>> records = OpenRecords(request);

@@ -30,6 +30,10 @@ class PitchsEngine final : public StretchEngine {
   void RaiseRebuild() noexcept { rebuildNeeded_.store(true, std::memory_order_relaxed); }
 
   void SetFormat(const FormatRecord& format) noexcept override;
+  void SetKeepPace(bool on) noexcept override {
+    single_.core.SetKeepPace(on);
+    wide_.core.SetKeepPace(on);
+  }
   /// 0, or out of memory for the stage. A configuration that fails shows at the next buffer.
   std::int32_t Reset() noexcept override { return ResetPitch(); }
   void Release() noexcept override;

@@ -73,6 +73,7 @@ std::int32_t StretchCore<Real>::ConfigureStretch(const StretchMode& mode, std::u
   inputFill_ = 0;
   blockOutputDone_ = 0;
   emitting_ = false;
+  carriedHop_ = 0;
   SetEndOfInput(false);
   madeAtEnd_ = false;
 
@@ -103,6 +104,16 @@ template <class Real>
 void StretchCore<Real>::UpdateStretchRatio(double stretchRatio) noexcept {
   stretchRatio_ = stretchRatio;
   inputHop_ = std::clamp(Truncate<std::int32_t>(outputHop_ / stretchRatio + 0.5), 1, std::max(blockLength_, 1));
+  keepLength_ = blockLength_ - inputHop_;
+}
+
+/// The hop of the block that is being made.
+template <class Real>
+void StretchCore<Real>::NextHop() noexcept {
+  if (!keepPace_) return;
+  const double wanted = std::clamp(outputHop_ / stretchRatio_, 1.0, static_cast<double>(blockLength_)) + carriedHop_;
+  inputHop_ = std::clamp(Truncate<std::int32_t>(wanted + 0.5), 1, blockLength_);
+  carriedHop_ = wanted - inputHop_;
   keepLength_ = blockLength_ - inputHop_;
 }
 
@@ -192,6 +203,7 @@ bool StretchCore<Real>::TakeFromTail() noexcept {
     // What earlier moves left above the fill stays there and may be heard.
     blockOutput_ = outputHop_;
   }
+  NextHop();
   inputFill_ -= inputHop_;
   return true;
 }
@@ -214,6 +226,7 @@ std::int32_t StretchCore<Real>::RunStretch(const void* source, std::uint32_t& so
     } else {
       if (inputFill_ != blockLength_) return kGoOn;
       blockOutput_ = outputHop_;
+      NextHop();
     }
     LayBlock(search_.FindBestOffset(overlapBlock_.data(), inputBlock_.data(), matchThreshold_));
     madeAtEnd_ = endOfInput_;

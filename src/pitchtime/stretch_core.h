@@ -39,6 +39,11 @@ class StretchCore {
   std::int32_t ConfigureStretch(const StretchMode& mode, std::uint32_t rate, std::uint32_t channels,
                                 double stretchRatio) noexcept;
 
+  /// Carries the fraction of the input hop from block to block, so that over any time the output keeps pace with the
+  /// ratio. Off, and for whoever never calls this, every hop is the same whole number of frames, and the output drifts
+  /// by what that rounds away.
+  void SetKeepPace(bool on) noexcept { keepPace_ = on; }
+
   /// A new ratio from the next block on; nothing is dropped.
   void UpdateStretchRatio(double stretchRatio) noexcept;
 
@@ -73,6 +78,7 @@ class StretchCore {
   void ReadInputFrames(const void* source, std::uint32_t& taken, std::uint32_t offered) noexcept;
   void AdvanceBlocks() noexcept;
   bool TakeFromTail() noexcept;
+  void NextHop() noexcept;
   void LayBlock(std::int32_t offset) noexcept;
 
   const LastBlock lastBlockRule_;
@@ -86,6 +92,8 @@ class StretchCore {
   std::int32_t inputHop_ = 0, keepLength_ = 0;
   float matchThreshold_ = 0;
   double stretchRatio_ = 1.0;
+  bool keepPace_ = false;
+  double carriedHop_ = 0;  // frames that the hops so far fell short of the ratio
 
   ZeroedBuffer<Real> inputBlock_;    // blockLength_ frames
   ZeroedBuffer<Real> overlapBlock_;  // blockLength_ frames

@@ -21,6 +21,9 @@ class StretchEngine {
   /// The stream's format, on both sides. Another one than before drops what is held; the next call rebuilds.
   virtual void SetFormat(const FormatRecord& format) noexcept = 0;
 
+  /// Keeps pace with the ratio over any time; see `StretchCore::SetKeepPace`. Between streams.
+  virtual void SetKeepPace(bool on) noexcept = 0;
+
   /// Full restart: when streaming starts, and on a discontinuity in a running stream (`Process` does that one itself).
   virtual std::int32_t Reset() noexcept = 0;
 

@@ -40,9 +40,11 @@ class CQvStretchFilter : public EffectFilter<CTransformFilter> {
   HRESULT Receive(IMediaSample* sample) override;
   HRESULT EndOfStream() override;
 
+  /// The effect's engine, for hosts that run it with no graph while this filter does not stream.
+  virtual StretchEngine& engine() noexcept = 0;
+
  protected:
   CTransformInputPin* CreateInputPin() override;
-  virtual StretchEngine& engine() noexcept = 0;
 
  private:
   /// Times of the stream, each pair the start and end of the last output sample.
@@ -76,8 +78,6 @@ class StretchEffect : public CQvStretchFilter, public Transform {
     KORVA_ANSWER_OR(CQvStretchFilter, AnswerInterface<PropertyInterface>(this, iid, out));
   }
   BlockHolder& parameters() noexcept override { return *this; }
-
- protected:
   StretchEngine& engine() noexcept override { return this->engine_; }
 };
 

@@ -25,6 +25,10 @@ class TimeEngine final : public StretchEngine {
   void RaiseRebuild() noexcept { rebuildNeeded_.store(true, std::memory_order_relaxed); }
 
   void SetFormat(const FormatRecord& format) noexcept override;
+  void SetKeepPace(bool on) noexcept override {
+    single_.SetKeepPace(on);
+    wide_.SetKeepPace(on);
+  }
   std::int32_t Reset() noexcept override { return ResetTime(); }
   void Release() noexcept override;
   std::int32_t PrepareInput(ProcessMode, void*, std::uint32_t) noexcept override { return kGoOn; }

@@ -201,5 +201,30 @@ TEST(PitchTime, AnythingMayCome) {
   }
 }
 
+TEST(PitchShift, KeepsPaceOverAnyTimeWhereAsked) {
+  constexpr std::uint32_t kRate = 8000;
+  const auto input = Music(std::size_t{kRate} * 60, 1);
+  for (const int semitones : {-7, -1, 1, 7}) {
+    // The first and the last lag behind the input, looked at as often as a block goes out.
+    const auto drift = [&](bool keepPace) {
+      PitchRig rig(TranspositionOf(semitones, 0), true, SampleFormat::kFloat32, 1, kRate);
+      rig.engine.SetKeepPace(keepPace);
+      EXPECT_EQ(rig.Start(), 0);
+      std::vector<double> lags;
+      for (std::size_t at = 0; at < input.size(); at += kRate) {
+        double most = 0;
+        for (std::size_t i = 0; i < kRate; i += 40) {
+          rig.Receive(std::span(input).subspan(at + i, 40), 4096, at + i == 0 ? ModeRestart : ModeContinue);
+          most = std::max(most, static_cast<double>(at + i + 40) - static_cast<double>(rig.frames()));
+        }
+        lags.push_back(most);
+      }
+      return std::abs(lags.back() - lags[3]);
+    };
+    EXPECT_LE(drift(true), 40) << semitones;
+    EXPECT_TRUE(semitones != 1 || drift(false) >= 120);
+  }
+}
+
 }  // namespace
 }  // namespace korva
