@@ -4,6 +4,7 @@
 #include "pages/effect_page.h"
 #include "pages/preset_menu.h"
 #include "qvkit/controls.h"
+#include "qvkit/dialogs.h"
 #include "qvkit/system_controls.h"
 
 // What the user does with the controls.
@@ -16,13 +17,15 @@ void CQvEffectPage::Scroll(UINT message, WPARAM wparam, LPARAM lparam) {
   if (row->kind == ControlKind::kSpinner) return ScrollSpinner(*row, message, wparam, lparam);
   const bool isFader = row->kind == ControlKind::kFader;
   if (!isFader && row->kind != ControlKind::kTrackbar) return;
-  const LONG position = isFader ? Fader_DefScrollProc(message, wparam, lparam, row->line, row->page)
-                                : Trackbar_DefScrollProc(message, wparam, lparam, row->line, row->page);
+  ControlRange range = RangeOf(page_, *row);
+  if (row->own.range != nullptr) row->own.range(*this, range);
+  const LONG position = isFader ? Fader_DefScrollProc(message, wparam, lparam, range.line, range.page)
+                                : Trackbar_DefScrollProc(message, wparam, lparam, range.line, range.page);
   const WORD code = LOWORD(wparam);
   // The thumb's own codes come between one that opens the change and one that closes it.
   const bool begins = code != SB_THUMBPOSITION && code != SB_THUMBTRACK && code != SB_ENDSCROLL && code <= kScrollBegin;
   if (begins) BeginEdit(*row);
-  row->group.set(filter_, row->toValue != nullptr ? row->toValue(position) : position);
+  SetValue(*row, row->own.toValue != nullptr ? row->own.toValue(position) : position);
   if (code == SB_ENDSCROLL) EndEdit(*row);
   Update(id, false);
 }
@@ -36,10 +39,13 @@ void CQvEffectPage::ScrollSpinner(const PageControl& row, UINT message, WPARAM w
     case SB_ENDSCROLL:
       EndEdit(row);
       return;
-    default:
-      row.group.set(filter_, Spinner_DefScrollProc(message, wparam, lparam, row.line, row.page, ValueOf(row)));
+    default: {
+      const ControlRange range = RangeOf(page_, row);
+      const auto value = static_cast<LONG>(ValueOf(row));
+      SetValue(row, Spinner_DefScrollProc(message, wparam, lparam, range.line, range.page, value));
       // By the edit box's id, so that the site hears of steps made with the mouse too.
-      Update(row.readout, false);
+      Update(row.readout.id, false);
+    }
   }
 }
 
@@ -56,13 +62,13 @@ bool CQvEffectPage::Command(int id, WORD code) {
   } else if (const PageControl* const row = FindRow(id); row != nullptr) {
     CommandOfRow(*row, id, code);
   } else {
-    return OwnCommand(id, code);
+    return false;
   }
   return true;
 }
 
 void CQvEffectPage::CommandOfRow(const PageControl& row, int id, WORD code) {
-  if (id == row.readout) {
+  if (row.readout.box && id == row.readout.id) {
     if (code == EN_KILLFOCUS) {
       CommitText(row);
       // A key that holds a spinner's change open is now let go elsewhere.
@@ -70,54 +76,83 @@ void CQvEffectPage::CommandOfRow(const PageControl& row, int id, WORD code) {
     }
     return;
   }
-  switch (row.kind) {
-    case ControlKind::kCheck:
-      if (code != BN_CLICKED) return;
-      row.group.set(filter_, ::IsDlgButtonChecked(window(), id) == BST_CHECKED ? 1 : 0);
-      break;
-    case ControlKind::kBypass:
-      if (code != BN_CLICKED) return;
-      row.group.set(filter_, ValueOf(row) != 0 ? 0 : 1);
-      break;
-    case ControlKind::kList:
-      if (code == CBN_DROPDOWN) {
-        openLists_ |= BitOf(row);
-        BeginEdit(row);
-      } else if (code == CBN_SELCHANGE) {
-        const LRESULT item = ::SendDlgItemMessageW(window(), id, CB_GETCURSEL, 0, 0);
-        if (item < 0) return;
-        const LRESULT value = ::SendDlgItemMessageW(window(), id, CB_GETITEMDATA, static_cast<WPARAM>(item), 0);
-        row.group.set(filter_, static_cast<LONG>(value));
-      } else if (code == CBN_CLOSEUP) {
-        openLists_ &= ~BitOf(row);
-        EndEdit(row);
-        // What the open list did not follow. Posted, because the choice itself may be told after the closing.
-        ::PostMessageW(window(), WM_COMMAND, MAKEWPARAM(kNoticeId, 0), 0);
-      } else {
-        return;
-      }
-      break;
-    default:
-      return;
+  if (row.kind == ControlKind::kList) {
+    if (!CommandOfList(row, code)) return;
+  } else if (code != BN_CLICKED) {
+    return;
+  } else if (row.kind == ControlKind::kCheck) {
+    SetValue(row, ::IsDlgButtonChecked(window(), id) == BST_CHECKED ? 1 : 0);
+  } else if (row.kind == ControlKind::kBypass) {
+    SetValue(row, ValueOf(row) != 0 ? 0 : 1);
+  } else if (row.kind == ControlKind::kRadios) {
+    SetValue(row, page_.effect.rows[static_cast<std::size_t>(row.row)].externalMin + id - row.id);
+  } else {
+    return;
   }
-  Update(id, false);
+  Update(row.id, false);
+}
+
+/// True when the page has something to follow.
+bool CQvEffectPage::CommandOfList(const PageControl& row, WORD code) {
+  switch (code) {
+    case CBN_DROPDOWN:
+      openLists_ |= BitOf(row);
+      valueAtOpening_ = ValueOf(row);
+      BeginEdit(row);
+      return true;
+    case CBN_SELCHANGE: {
+      const LRESULT item = ::SendDlgItemMessageW(window(), row.id, CB_GETCURSEL, 0, 0);
+      if (item < 0) return false;
+      const LRESULT value = ::SendDlgItemMessageW(window(), row.id, CB_GETITEMDATA, static_cast<WPARAM>(item), 0);
+      SetValue(row, static_cast<double>(value));
+      return true;
+    }
+    case CBN_SELENDCANCEL:
+      // The arrow keys have set a value each; escape takes them back. Leaving the list in another way does not.
+      if (::GetKeyState(VK_ESCAPE) >= 0 || ValueOf(row) == valueAtOpening_) return false;
+      SetValue(row, valueAtOpening_);
+      return true;
+    case CBN_CLOSEUP:
+      openLists_ &= ~BitOf(row);
+      EndEdit(row);
+      // What the open list did not follow. Posted, because the choice itself may be told after the closing.
+      ::PostMessageW(window(), WM_COMMAND, MAKEWPARAM(kNoticeId, 0), 0);
+      return true;
+    default:
+      return false;
+  }
 }
 
 // A text that still reads as the value does is none of the user's: what it leaves out of the value must not be lost.
 void CQvEffectPage::CommitText(const PageControl& row) {
-  std::array<WCHAR, 64> text{};
-  const std::size_t room = std::min<std::size_t>(text.size(), static_cast<std::size_t>(row.textLimit) + 1);
-  ::GetDlgItemTextW(window(), row.readout, text.data(), static_cast<int>(room));
+  ShortText text;
+  const std::size_t room = std::min(text.characters.size(), static_cast<std::size_t>(row.form->limit) + 1);
+  ::GetDlgItemTextW(window(), row.readout.id, text.characters.data(), static_cast<int>(room));
   // Compared with what stood there and not with the value: the language, and with it the signs, may be another by now.
-  if (::lstrcmpW(text.data(), LastShown(row).Text()) != 0) row.group.set(filter_, row.read(text.data()));
-  Update(row.readout, false);
+  if (::lstrcmpW(text.Text(), LastShown(row).Text()) == 0) return;
+  if (row.own.read != nullptr) {
+    row.own.read(*this, text.Text());
+  } else {
+    SetValue(row, ReadNumber(*row.form, text.Text()));
+  }
+  Update(row.readout.id, false);
+}
+
+/// The control whose edit box has the focus.
+const PageControl* CQvEffectPage::FocusedBox() const noexcept {
+  const HWND focus = ::GetFocus();
+  if (focus == nullptr || window() == nullptr || ::GetParent(focus) != window()) return nullptr;
+  return FindBox(::GetDlgCtrlID(focus));
 }
 
 void CQvEffectPage::CommitFocusedText() {
-  const HWND focus = ::GetFocus();
-  if (filter_ == nullptr || focus == nullptr || ::GetParent(focus) != window()) return;
-  const int id = ::GetDlgCtrlID(focus);
-  if (const PageControl* const row = FindRow(id); row != nullptr && row->readout == id) CommitText(*row);
+  const PageControl* const row = filter_ != nullptr ? FocusedBox() : nullptr;
+  if (row != nullptr) CommitText(*row);
+}
+
+void CQvEffectPage::DropFocusedText() {
+  const PageControl* const row = FocusedBox();
+  if (row != nullptr) QvSetDlgItemTextF(window(), row->readout.id, LastShown(*row).Text());
 }
 
 }  // namespace korva

@@ -9,8 +9,7 @@
 namespace korva {
 
 void CQvEffectPage::ApplyPresetItem(int item) {
-  // What was typed before the preset was chosen must not come back over it.
-  CommitFocusedText();
+  DropFocusedText();  // what was typed before the preset was chosen must not come back over it
   if (const auto presets = Query<IStaticFilterPreset>(object_); presets) presets->SetPreset(PresetOfItem(item));
   Update(0, false);
 }

@@ -43,8 +43,8 @@ void QvDoubleToText(double value, int decimals, std::span<WCHAR> text) noexcept;
 /// is "12.3". Digits are grouped if `group` is nonzero.
 ShortText QvGetLabeledStringFixed(std::int32_t value, int decimals, const WCHAR* label, int group) noexcept;
 
-/// A gain as text; at `floor` and below it is silence, "-Inf.". The unit is added if `unit` is nonzero.
-ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floor, int unit) noexcept;
+/// The same for a gain: at `floor` and below it is silence, "-Inf.", without the label.
+ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floor, const WCHAR* label) noexcept;
 
 /// The first number in a text. What stands before it is passed over, a number that is not there reads as 0, one too
 /// large as the largest. Grouped digits, either decimal sign where only one can be meant, and full-width digits are

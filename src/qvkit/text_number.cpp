@@ -177,8 +177,8 @@ ShortText QvGetLabeledStringFixed(std::int32_t value, int decimals, const WCHAR*
   return text;
 }
 
-ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floor, int unit) noexcept {
-  if (value > floor) return QvGetLabeledStringFixed(value, decimals, unit != 0 ? KORVA_WTEXT(" dB") : nullptr, 0);
+ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floor, const WCHAR* label) noexcept {
+  if (value > floor) return QvGetLabeledStringFixed(value, decimals, label, 0);
   ShortText text;
   Append(text, KORVA_WTEXT("-Inf."));
   return text;

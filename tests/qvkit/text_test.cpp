@@ -57,9 +57,9 @@ TEST(Text, NumbersReadByLocale) {
   EXPECT_EQ(ToUtf8(QvGetLabeledStringFixed(1000, 2, nullptr, 0).Text()), "10.00");
   EXPECT_EQ(ToUtf8(QvGetLabeledStringFixed(-5, 1, nullptr, 0).Text()), "-0.5");
   EXPECT_EQ(ToUtf8(QvGetLabeledStringFixed(100, 0, KORVA_WTEXT(" %"), 0).Text()), "100 %");
-  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(-599, 1, -600, 1).Text()), "-59.9 dB");
-  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(-600, 1, -600, 1).Text()), "-Inf.");
-  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(0, 1, -600, 0).Text()), "0.0");
+  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(-599, 1, -600, KORVA_WTEXT(" dB")).Text()), "-59.9 dB");
+  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(-600, 1, -600, KORVA_WTEXT(" dB")).Text()), "-Inf.");
+  EXPECT_EQ(ToUtf8(QvGetdBStringFixed(0, 1, -600, nullptr).Text()), "0.0");
   const Locale german(kGerman);
   EXPECT_EQ(Long(10000, 1), "10.000");
   EXPECT_EQ(ToUtf8(QvGetLabeledStringFixed(800, 3, nullptr, 0).Text()), "0,800");
