@@ -6,7 +6,6 @@
 
 #include "audio/gain.h"
 #include "audio/narrow.h"
-#include "audio/process_mode.h"
 
 namespace korva {
 namespace {
@@ -43,8 +42,21 @@ std::int32_t ChorusEngine::Start(const FormatRecord& format) noexcept {
   return 0;
 }
 
-void ChorusEngine::Release() noexcept {
+void ChorusEngine::Stop() noexcept {
   for (Voice& voice : voices_) voice.line.Release();
+}
+
+std::int32_t ChorusEngine::UpdateEngine(const ChorusParams& block, bool continuous, const TempoInfo* tempo) noexcept {
+  if (!continuous) AskForAll();
+  const std::uint32_t mask = changeMask_.load(std::memory_order_relaxed);
+  if ((mask & kFull) == 0) {
+    CheapRecompute(block, tempo);
+    return kGoOn;
+  }
+  const std::int32_t result = FullRecompute(block, (mask & kWipe) != 0, tempo);
+  changeMask_.store(kCheap, std::memory_order_relaxed);
+  engineReady_ = result >= 0;
+  return result;
 }
 
 void ChorusEngine::SetGains(const ChorusParams& block) noexcept {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <optional>
 
 #include "audio/format_record.h"
+#include "audio/process_mode.h"
 #include "audio/tempo_info.h"
 #include "audio/zeroed_buffer.h"
 #include "chorus/chorus_block.h"
@@ -18,7 +20,8 @@ namespace korva {
 /// All arithmetic is in doubles; samples are widened and narrowed a frame at a time, in place.
 ///
 /// Latency: none on the dry path. No tail: the lines are dropped when the stream stops.
-/// Threads: one at a time; nothing here locks. Only the recomputes write what the kernels read.
+/// Threads: `AskFor` from any, all else from one at a time; nothing here locks. Only the recomputes write what the
+/// kernels read.
 class ChorusEngine {
  public:
   static constexpr int kVoices = 3;
@@ -28,7 +31,14 @@ class ChorusEngine {
   std::int32_t Start(const FormatRecord& format) noexcept;
 
   /// Frees the lines.
-  void Release() noexcept;
+  void Stop() noexcept;
+
+  /// Turns a block into engine state: what `AskFor` has left to do, and all of it at a discontinuity. Returns 0.
+  std::int32_t UpdateEngine(const ChorusParams& block, bool continuous, const TempoInfo* tempo) noexcept;
+
+  /// What the next update has to do beside the cheap recompute. Any thread.
+  void AskFor(std::uint32_t changeBits) noexcept { changeMask_.fetch_or(changeBits, std::memory_order_relaxed); }
+  void AskForAll() noexcept { changeMask_.store(kFull | kWipe, std::memory_order_relaxed); }
 
   /// All of the engine's state from `block`; zeroes the filter memories. With `wipe` also resets the write positions
   /// and clears the lines. Phases stay. `tempo` may be null. Returns 0.
@@ -39,10 +49,19 @@ class ChorusEngine {
 
   /// Runs `frames` interleaved frames of the stream's format in place. Returns 0.
   std::int32_t Process(void* buffer, std::uint32_t frames) noexcept;
+  /// The same as the frame asks for it: nothing while bypassed, and no difference between modes.
+  std::int32_t Process(ProcessMode, void* buffer, std::uint32_t& frames, bool /*tailOnly*/) noexcept {
+    return bypass_ ? kGoOn : Process(buffer, frames);
+  }
 
-  bool bypass() const noexcept { return bypass_; }
+  bool engineReady() const noexcept { return engineReady_; }  ///< the last full recompute succeeded
 
  private:
+  // What the next update has to do. Bits of the rows, and:
+  static constexpr std::uint32_t kCheap = 1;  // always left standing: any later change at least runs this
+  static constexpr std::uint32_t kFull = 2;   //
+  static constexpr std::uint32_t kWipe = 4;   // with kFull: also clear the lines and reset the write positions
+
   struct Voice {
     ZeroedBuffer<double> line;  // lineFrames_ x channels, interleaved; runs downwards
     std::int32_t writePos = 0;
@@ -69,6 +88,8 @@ class ChorusEngine {
   template <int kChannels>
   void RunVoice(Voice& voice, double* block, int frames, const Mix& mix) noexcept;
 
+  std::atomic<std::uint32_t> changeMask_{kFull | kWipe};
+  bool engineReady_ = false;
   std::uint32_t rate_ = 0;
   std::int32_t channels_ = 0;
   std::optional<SampleFormat> format_;

@@ -4,9 +4,11 @@
 
 #include "frame/block_holder.h"
 #include "frame/effect_description.h"
+#include "frame/mfx_tempo.h"
 #include "frame/plugin_params.h"
 #include "frame/property_groups.h"
 #include "frame/transform_state.h"
+#include "streaming/unknown.h"
 
 namespace korva {
 
@@ -18,6 +20,9 @@ namespace korva {
 template <class PropertyInterface, class Block>
 class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, public TransformState, public BlockHolder {
  public:
+  using Params = Block;
+  using Interfaces = InterfaceList<PropertyInterface, IMediaParamInfo, IMediaParams, IMediaParamsSetUICallback>;
+
   HRESULT GetParams(Block* block) override {
     if (block == nullptr) return E_POINTER;
     ReadAll(block);
@@ -90,6 +95,20 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
 
  private:
   const EffectDescription& effect_;
+};
+
+/// The same for an effect that also follows a host's tempo.
+template <class PropertyInterface, class Block>
+class TempoTransform : public AutomatedTransform<PropertyInterface, Block>, public CMFXTempo {
+ public:
+  using Interfaces =
+      InterfaceList<PropertyInterface, IMediaParamInfo, IMediaParams, IMediaParamsSetUICallback, IMfxSoftSynth>;
+
+  HRESULT GetFormat(WAVEFORMATEX* format) override { return TransformState::GetFormat(format); }
+  HRESULT IsTempoAvailable() override { return HasTempo() ? 1 : 0; }
+
+ protected:
+  using AutomatedTransform<PropertyInterface, Block>::AutomatedTransform;
 };
 
 }  // namespace korva

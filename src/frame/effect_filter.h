@@ -66,4 +66,17 @@ class EffectFilter : public Base,
   virtual BlockHolder& parameters() noexcept = 0;
 };
 
+/// One effect as a filter: a frame that streams, over the effect's Transform, which brings parameters and engine. A new
+/// filter holds preset row 0.
+template <class Frame, class Transform>
+class EffectOn : public Frame, public Transform {
+ public:
+  EffectOn(IUnknown* outer, const EffectDescription& effect) : Frame(outer, effect) { this->SetPreset(0); }
+  KORVA_DELEGATE_UNKNOWN()
+  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {
+    KORVA_ANSWER_OR(Frame, AnswerListed(typename Transform::Interfaces(), this, iid, out));
+  }
+  BlockHolder& parameters() noexcept override { return *this; }
+};
+
 }  // namespace korva

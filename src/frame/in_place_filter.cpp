@@ -6,6 +6,7 @@
 
 #include "audio/wrapping.h"
 #include "frame/input_type.h"
+#include "platform/services.h"
 
 namespace korva {
 namespace {
@@ -69,7 +70,11 @@ HRESULT CQvInPlaceFilter::StartRun() {
   flushingTail_ = false;
   afterSkip_ = false;
   pending_ = Pending();
+  rewindAsked_ = false;
+  // Before the engine is touched: from here on `FloatReset` leaves it alone.
+  started_ = true;
   const HRESULT result = StartEngine(formatRecord_);
+  platform::SeedRandom();
   started_ = SUCCEEDED(result);
   if (CQvPlugInParams* const values = automation(); values != nullptr && !started_) values->SetStreaming(false);
   return result;
@@ -193,6 +198,12 @@ HRESULT CQvInPlaceFilter::RunOneChunk(Buffer& buffer, std::uint32_t frames, cons
     return S_OK;
   }
   const ProcessMode mode = buffer.mode != ModeFlush && pending_.restart ? ModeRestart : buffer.mode;
+  if (rewindAsked_.exchange(false)) {
+    if (const HRESULT rewound = ResetEngine(true, tempo); FAILED(rewound)) {
+      buffer.ended = true;
+      return rewound;
+    }
+  }
   ChunkEvents events{mode,       !pending_.restart,     buffer.direct,       buffer.tailOnly,
                      afterSkip_, pending_.tempoChanged, pending_.changeBits, tempo};
   HRESULT result = PickUp(events);
@@ -302,11 +313,22 @@ HRESULT CQvInPlaceFilter::FloatQuery() {
 }
 
 HRESULT CQvInPlaceFilter::FloatReset(LONG rewind) {
-  if (!started_) return VFW_E_WRONG_STATE;
   if (rewind != 0) {
     if (CQvPlugInParams* const values = automation(); values != nullptr) values->SetHostTime(0);
   }
-  return ResetEngine(rewind != 0);
+  if (started_ && direct_) return ResetEngine(rewind != 0, nullptr);
+  TransformState& state = parameters().state();
+  bool changed = false;
+  if (started_) {
+    // The graph's own thread may be in a kernel; its next chunk does the work, as with every other change.
+    if (rewind != 0) rewindAsked_ = true;
+    changed = state.paramsChanged.load(std::memory_order_relaxed) != 0;
+  } else {
+    changed = state.TakeChanged();
+    // A stream that started meanwhile may have missed what was just taken.
+    if (changed && started_) state.paramsChanged.store(1, std::memory_order_relaxed);
+  }
+  return changed || rewind != 0 ? S_OK : S_FALSE;
 }
 
 }  // namespace korva

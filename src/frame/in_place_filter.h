@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "audio/process_mode.h"
@@ -91,8 +92,8 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
   virtual HRESULT RunKernel(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly) = 0;
   /// 0 when changes wait to be picked up, otherwise 1.
   virtual HRESULT ChangesWaiting() { return S_FALSE; }
-  /// The update of `FloatReset`: `S_FALSE` with nothing done unless something changed or `rewind`.
-  virtual HRESULT ResetEngine(bool rewind) = 0;
+  /// The update of `FloatReset`: `S_FALSE` with nothing done unless something changed or `rewind`. `tempo` may be null.
+  virtual HRESULT ResetEngine(bool rewind, const TempoInfo* tempo) = 0;
 
  private:
   /// One buffer on its way through the loop.
@@ -125,11 +126,13 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
 
   FormatRecord formatRecord_;
   std::int64_t sampleStart_ = 0, sampleStop_ = 0;
-  bool started_ = false;       // between StartStreaming and StopStreaming
-  bool direct_ = false;        // between FloatStart and FloatStop
-  bool sampleSeen_ = false;    // since StartStreaming
-  bool afterSkip_ = false;     // the sample before was skipped
-  bool flushingTail_ = false;  // the end-of-stream loop runs
+  // What a host's other threads ask or leave behind while the stream runs.
+  std::atomic<bool> started_ = false;      // between StartStreaming and StopStreaming
+  std::atomic<bool> direct_ = false;       // between FloatStart and FloatStop
+  std::atomic<bool> rewindAsked_ = false;  // the next chunk of the graph rewinds the engine
+  bool sampleSeen_ = false;                // since StartStreaming
+  bool afterSkip_ = false;                 // the sample before was skipped
+  bool flushingTail_ = false;              // the end-of-stream loop runs
   Pending pending_;
 };
 

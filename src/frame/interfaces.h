@@ -43,7 +43,8 @@ struct IQvAudioTransformFloat : IUnknown {
   virtual HRESULT FloatStop() = 0;
   virtual HRESULT FloatQuery() = 0;
   /// Picks waiting changes up; `rewind` nonzero also restarts the engine and sets the host's time to 0. `S_FALSE` when
-  /// there was nothing to do.
+  /// there was nothing to do. In a running graph, where any thread may call it, the engine follows at the next chunk;
+  /// with no stream there is no engine to bring in line.
   virtual HRESULT FloatReset(LONG rewind) = 0;
 };
 

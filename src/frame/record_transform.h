@@ -8,6 +8,7 @@
 #include "frame/property_groups.h"
 #include "frame/row_values.h"
 #include "frame/transform_state.h"
+#include "streaming/unknown.h"
 
 namespace korva {
 
@@ -16,6 +17,9 @@ namespace korva {
 template <class PropertyInterface, class Block>
 class RecordTransform : public PropertyInterface, public TransformState, public BlockHolder, public ParamSource<Block> {
  public:
+  using Params = Block;
+  using Interfaces = InterfaceList<PropertyInterface>;
+
   HRESULT GetParams(Block* block) override {
     if (block == nullptr) return E_POINTER;
     const std::lock_guard guard(engineLock);

@@ -37,7 +37,7 @@ class CQvPitchsTransform : public RecordTransform<IQvPitchsProp, PitchsParams> {
 };
 
 /// The Pitch Shift as a filter.
-class CQvPitchs final : public StretchEffect<CQvPitchsTransform, IQvPitchsProp> {
+class CQvPitchs final : public StretchEffect<CQvPitchsTransform> {
  public:
   explicit CQvPitchs(IUnknown* outer) : StretchEffect(outer, kPitchsEffect) {}
 };

@@ -67,17 +67,12 @@ class CQvStretchFilter : public EffectFilter<CTransformFilter> {
   ZeroedBuffer<std::uint8_t> inputCopy_;  // for upstream buffers that must not be written
 };
 
-/// One of the two effects as a filter: the streaming above over its parameters and engine. A new filter holds preset
-/// row 0.
-template <class Transform, class PropertyInterface>
-class StretchEffect : public CQvStretchFilter, public Transform {
+/// One of the two effects as a filter: the streaming above over its parameters and engine.
+template <class Transform>
+class StretchEffect : public EffectOn<CQvStretchFilter, Transform> {
  public:
-  StretchEffect(IUnknown* outer, const EffectDescription& effect) : CQvStretchFilter(outer, effect) { SetPreset(0); }
-  KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {
-    KORVA_ANSWER_OR(CQvStretchFilter, AnswerInterface<PropertyInterface>(this, iid, out));
-  }
-  BlockHolder& parameters() noexcept override { return *this; }
+  using EffectOn<CQvStretchFilter, Transform>::EffectOn;
+
   StretchEngine& engine() noexcept override { return this->engine_; }
 };
 

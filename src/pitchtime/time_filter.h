@@ -35,7 +35,7 @@ class CQvTimeTransform : public RecordTransform<IQvTimeProp, TimeParams> {
 };
 
 /// The Time Stretch as a filter.
-class CQvTime final : public StretchEffect<CQvTimeTransform, IQvTimeProp> {
+class CQvTime final : public StretchEffect<CQvTimeTransform> {
  public:
   explicit CQvTime(IUnknown* outer) : StretchEffect(outer, kTimeEffect) {}
 };

@@ -20,6 +20,8 @@ std::uint32_t TimeMilliseconds() noexcept {
   return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
 
+void SeedRandom() noexcept {}
+
 bool IsWindow(HWND window) noexcept {
   return NoticeWindow::Exists(window);
 }

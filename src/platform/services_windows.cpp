@@ -4,6 +4,8 @@
 #include <mmsystem.h>
 // clang-format on
 
+#include <cstdlib>
+
 namespace korva::platform {
 
 void* AllocateTaskMemory(std::size_t bytes) noexcept {
@@ -16,6 +18,10 @@ void FreeTaskMemory(void* memory) noexcept {
 
 std::uint32_t TimeMilliseconds() noexcept {
   return ::timeGetTime();
+}
+
+void SeedRandom() noexcept {
+  std::srand(TimeMilliseconds() >> 3);
 }
 
 bool IsWindow(HWND window) noexcept {

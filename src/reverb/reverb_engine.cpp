@@ -3,9 +3,7 @@
 #include <xmmintrin.h>
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "audio/process_mode.h"
 #include "platform/services.h"
 #include "qvkit/cpu.h"
 #include "reverb/reverb_team.h"
@@ -64,8 +62,6 @@ std::int32_t ReverbEngine::ReverbReset() noexcept {
   ReverbParams params{};
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);
-  // For what a host draws after a start; nothing here draws random numbers.
-  std::srand(platform::TimeMilliseconds() >> 3);
   hasRun_ = false;
   tailOnlyDone_ = false;
   return result;

@@ -8,6 +8,7 @@
 
 #include "audio/format_record.h"
 #include "audio/param_source.h"
+#include "audio/process_mode.h"
 #include "reverb/reverb_block.h"
 #include "reverb/reverb_network.h"
 
@@ -30,6 +31,16 @@ class ReverbEngine {
   ReverbEngine(const ReverbEngine&) = delete;
   ReverbEngine& operator=(const ReverbEngine&) = delete;
   ~ReverbEngine();
+
+  /// Takes the stream's format and builds everything for the parameters of the moment. As `ReverbReset`.
+  std::int32_t Start(const FormatRecord& format) noexcept {
+    SetFormat(format);
+    return ReverbReset();
+  }
+  void Stop() noexcept { ReverbRelease(); }
+  std::int32_t Process(ProcessMode mode, void* buffer, std::uint32_t& frames, bool tailOnly) noexcept {
+    return ReverbProcess(mode, buffer, frames, tailOnly);
+  }
 
   /// Takes the stream's format. The rings fit it no more and wait for the next update while streaming, so that a format
   /// costs nothing until a stream with it starts. Outside 1 to 32 channels or the five sample formats nothing is run.

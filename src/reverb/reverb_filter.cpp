@@ -22,21 +22,6 @@ void CQvReverbTransform::HostChangedValue(DWORD index) {
   if (index == kReverbPreDelay || index == kReverbEarlyStyle || index == kAllParams) engine_.MarkLinesStale(true);
 }
 
-CQvReverb::CQvReverb(IUnknown* outer) : CQvInPlaceFilter(outer, kReverbEffect) {
-  SetPreset(0);
-}
-
-HRESULT CQvReverb::NonDelegatingQueryInterface(REFIID iid, void** out) {
-  KORVA_ANSWER_OR(
-      CQvInPlaceFilter,
-      (AnswerInterface<IQvReverbProp2, IMediaParamInfo, IMediaParams, IMediaParamsSetUICallback>(this, iid, out)));
-}
-
-HRESULT CQvReverb::StartEngine(const FormatRecord& format) {
-  engine_.SetFormat(format);
-  return engine_.ReverbReset();
-}
-
 HRESULT CQvReverb::PickUp(ChunkEvents& events) {
   // On the direct road the kernel finds a setter's flags itself, and with them its request for new lines.
   if (events.direct && events.changeBits == 0) return S_OK;
@@ -50,21 +35,6 @@ HRESULT CQvReverb::PickUp(ChunkEvents& events) {
   const HRESULT result = engine_.UpdateEngine(block, events.mode);
   if (events.mode == ModeRestart) events.mode = ModeContinue;
   return result;
-}
-
-HRESULT CQvReverb::RunKernel(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly) {
-  return engine_.ReverbProcess(mode, data, frames, tailOnly);
-}
-
-HRESULT CQvReverb::ChangesWaiting() {
-  return paramsChanged.load(std::memory_order_relaxed) != 0 ? S_OK : S_FALSE;
-}
-
-HRESULT CQvReverb::ResetEngine(bool rewind) {
-  bool changed = false;
-  const ReverbParams block = TakeSnapshot(changed);
-  if (!changed && !rewind) return S_FALSE;
-  return engine_.UpdateEngine(block, rewind ? ModeRestart : ModeContinue);
 }
 
 }  // namespace korva

@@ -68,6 +68,15 @@ HRESULT AnswerInterface(Object* object, REFIID iid, void** out) {
   return S_OK;
 }
 
+/// The interfaces of a class as a type, for templates that answer for it.
+template <class... Interfaces>
+struct InterfaceList {};
+
+template <class... Interfaces, class Object>
+HRESULT AnswerListed(InterfaceList<Interfaces...>, Object* object, REFIID iid, void** out) {
+  return AnswerInterface<Interfaces...>(object, iid, out);
+}
+
 /// `AnswerInterface` with what a base class offers after it.
 #define KORVA_ANSWER_OR(Base, call)                     \
   do {                                                  \

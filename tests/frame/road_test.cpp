@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
+#include "delay/echomt/echomt_filter.h"
+#include "delay/echos/echos_filter.h"
 #include "frame_rig.h"
+#include "reverb/reverb_filter.h"
 #include "support/test_graph.h"
 #include "support/test_song.h"
 
@@ -157,6 +162,49 @@ TEST(DirectRoad, CarriesItsOwnTimeForward) {
   // A stream with no rate has endless frames; time goes round and is never undefined.
   ASSERT_EQ(direct->FloatStart(1, 0), S_OK);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(direct->FloatProcess(buffer.data(), 10, 0), S_OK);
+}
+
+/// `wipes`: a rewound stream sounds as it did at its start.
+template <class Filter>
+void ExpectResetsWaitForTheNextChunk(bool wipes) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 3, 8000);
+  const Bytes noise = NoiseBytes(format, 2000);
+  Owned<Filter> filter;
+  EXPECT_EQ(filter->SetPreset(2), S_OK);
+  EXPECT_EQ(filter->FloatReset(0), S_OK);
+  EXPECT_EQ(filter->FloatReset(0), S_FALSE);
+  EXPECT_EQ(filter->FloatReset(1), S_OK);
+  TestGraph graph(*filter, format);
+  ASSERT_EQ(graph.Start(), S_OK);
+  const auto heard = [&] {
+    graph.sink->pin.received.clear();
+    EXPECT_EQ(graph.Send(noise), S_OK);
+    return graph.sink->pin.received;
+  };
+  const Bytes first = heard();
+  std::atomic<bool> over = false;
+  std::thread control([&] {
+    while (!over) {
+      EXPECT_EQ(filter->FloatReset(1), S_OK);
+      filter->SetPreset(2);
+      EXPECT_GE(filter->FloatReset(0), S_OK);
+    }
+  });
+  for (int i = 0; i < 50; ++i) heard();
+  over = true;
+  control.join();
+  heard();
+  EXPECT_EQ(filter->FloatReset(0), S_FALSE);
+  EXPECT_EQ(filter->FloatReset(1), S_OK);
+  EXPECT_EQ(heard() == first, wipes);
+  EXPECT_FALSE(heard() == first);
+}
+
+TEST(DirectRoad, AResetInARunningGraphWaitsForItsNextChunk) {
+  ExpectResetsWaitForTheNextChunk<CQvChorus>(false);  // its swing goes on
+  ExpectResetsWaitForTheNextChunk<CQvReverb>(false);  // it keeps ringing
+  ExpectResetsWaitForTheNextChunk<CQvEchos>(true);
+  ExpectResetsWaitForTheNextChunk<CQvEchomt>(true);
 }
 
 TEST(DirectRoad, AndTheGraphKeepOutOfEachOthersWay) {

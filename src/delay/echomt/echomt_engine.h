@@ -36,7 +36,14 @@ class EchomtEngine {
   /// `source` must outlive the engine.
   explicit EchomtEngine(ParamSource<EchomtParams>& source) noexcept : source_(source) {}
 
-  /// The stream's format; takes effect with the next build.
+  /// Takes the stream's format and builds everything for the parameters of the moment. 0 or a negative code.
+  std::int32_t Start(const FormatRecord& format) noexcept {
+    SetFormat(format);
+    return RestartEngine();
+  }
+  void Stop() noexcept { FreeLines(); }
+
+  /// The format alone; takes effect with the next build.
   void SetFormat(const FormatRecord& format) noexcept;
 
   /// To be told of a change of anything but gains of input, dry and wet, modulation rate, low-pass and page choices:

@@ -3,7 +3,7 @@
 #include "delay/echomt/echomt_engine.h"
 #include "delay/echomt/echomt_params.h"
 #include "delay/echomt/echomt_property.h"
-#include "frame/in_place_filter.h"
+#include "frame/in_place_effect.h"
 #include "frame/record_transform.h"
 
 namespace korva {
@@ -24,23 +24,9 @@ class CQvEchomtTransform : public RecordTransform<IQvEchomtProp, EchomtParams> {
 };
 
 /// The Multi-Tap Delay as a filter.
-class CQvEchomt final : public CQvInPlaceFilter, public CQvEchomtTransform {
+class CQvEchomt final : public InPlaceEffect<CQvEchomtTransform> {
  public:
-  /// A new filter holds preset row 0.
-  explicit CQvEchomt(IUnknown* outer);
-  KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
-  BlockHolder& parameters() noexcept override { return *this; }
-
- protected:
-  HRESULT StartEngine(const FormatRecord& format) override;
-  void StopEngine() override { engine_.FreeLines(); }
-  bool HasTail() override { return true; }
-  bool TailIsOver() override { return engine_.tailOnlyDone(); }
-  HRESULT PickUp(ChunkEvents& /*events*/) override { return S_OK; }
-  HRESULT RunKernel(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly) override;
-  HRESULT ChangesWaiting() override;
-  HRESULT ResetEngine(bool rewind) override { return engine_.Reset(rewind); }
+  explicit CQvEchomt(IUnknown* outer) : InPlaceEffect(outer, kEchomtEffect) {}
 };
 
 }  // namespace korva

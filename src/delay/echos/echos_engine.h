@@ -24,7 +24,15 @@ namespace korva {
 /// Threads: one at a time; nothing here locks. All arithmetic is in doubles, samples are rewritten in place.
 class EchosEngine {
  public:
-  /// The stream's format, taken before the first update. Lines are built by the updates.
+  /// Takes the stream's format. The lines are built by the update that must follow.
+  std::int32_t Start(const FormatRecord& format) noexcept {
+    SetFormat(format);
+    LeaveBypass();
+    return kGoOn;
+  }
+  void Stop() noexcept { FreeDelayLines(); }
+
+  /// The format alone.
   void SetFormat(const FormatRecord& format) noexcept;
 
   /// Gains, lengths and feedback from `params`; `tempo` may be null. A new length, in any mode, drops all that the
