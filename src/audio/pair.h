@@ -2,11 +2,14 @@
 
 #include <emmintrin.h>
 
+#include <cstddef>
+
 namespace korva {
 
 /// Two doubles to one operation, in registers that every 64-bit x86 processor has. Each half rounds as the plain
 /// operation does, so a result never depends on the processor.
 struct Pair {
+  static constexpr std::size_t kLanes = 2;
   __m128d value;
 
   static Pair Both(double x) noexcept { return {_mm_set1_pd(x)}; }
@@ -20,6 +23,30 @@ struct Pair {
   friend Pair operator+(Pair a, Pair b) noexcept { return {_mm_add_pd(a.value, b.value)}; }
   friend Pair operator-(Pair a, Pair b) noexcept { return {_mm_sub_pd(a.value, b.value)}; }
   friend Pair operator*(Pair a, Pair b) noexcept { return {_mm_mul_pd(a.value, b.value)}; }
+  /// The larger, or the smaller; `b` where either is not-a-number.
+  friend Pair Larger(Pair a, Pair b) noexcept { return {_mm_max_pd(a.value, b.value)}; }
+  friend Pair Smaller(Pair a, Pair b) noexcept { return {_mm_min_pd(a.value, b.value)}; }
+
+  // Masks: all bits of a half, or none.
+  friend Pair Less(Pair a, Pair b) noexcept { return {_mm_cmplt_pd(a.value, b.value)}; }
+  friend Pair AtLeast(Pair a, Pair b) noexcept { return {_mm_cmpge_pd(a.value, b.value)}; }
+  /// `kBit`, 0 to 31, of a half's own bits as a mask.
+  template <int kBit>
+  Pair MaskOfBit() const noexcept {
+    const __m128i word = _mm_srai_epi32(_mm_slli_epi32(_mm_castpd_si128(value), 31 - kBit), 31);
+    return {_mm_castsi128_pd(_mm_shuffle_epi32(word, 0xA0))};
+  }
+  /// The bits that both have; those of `b` that `mask` has not.
+  friend Pair operator&(Pair a, Pair b) noexcept { return {_mm_and_pd(a.value, b.value)}; }
+  friend Pair operator^(Pair a, Pair b) noexcept { return {_mm_xor_pd(a.value, b.value)}; }
+  friend Pair Without(Pair b, Pair mask) noexcept { return {_mm_andnot_pd(mask.value, b.value)}; }
+  friend Pair Select(Pair mask, Pair yes, Pair no) noexcept {
+    return {_mm_or_pd(_mm_and_pd(mask.value, yes.value), _mm_andnot_pd(mask.value, no.value))};
+  }
+  /// Whether a mask stands in every half.
+  bool AllSet() const noexcept { return _mm_movemask_pd(value) == 3; }
+  bool AnySet() const noexcept { return _mm_movemask_pd(value) != 0; }
+  friend Pair Magnitude(Pair a) noexcept { return Without(a, Both(-0.0)); }
 
   /// The low halves of `a` and `b`, side by side; likewise the high halves.
   friend Pair Lows(Pair a, Pair b) noexcept { return {_mm_unpacklo_pd(a.value, b.value)}; }
@@ -28,10 +55,7 @@ struct Pair {
   friend Pair Swapped(Pair a) noexcept { return {_mm_shuffle_pd(a.value, a.value, 1)}; }
 
   /// 0 for each half whose magnitude is below `floor`.
-  friend Pair FlushBelow(Pair a, Pair floor) noexcept {
-    const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), a.value);
-    return {_mm_andnot_pd(_mm_cmplt_pd(magnitude, floor.value), a.value)};
-  }
+  friend Pair FlushBelow(Pair a, Pair floor) noexcept { return Without(a, Less(Magnitude(a), floor)); }
 
   double low() const noexcept { return _mm_cvtsd_f64(value); }
   double high() const noexcept { return _mm_cvtsd_f64(_mm_unpackhi_pd(value, value)); }

@@ -32,31 +32,36 @@ inline std::int32_t ClampAndRound(double value, double low, double high) noexcep
   return RoundToInt32(value);
 }
 
+/// How an integer format scales: on reading, on writing, and the range that it is then held to.
+struct IntegerScale {
+  double in, out, low, high;
+  std::int32_t Write(double value) const noexcept { return ClampAndRound(value * out, low, high); }
+};
+
 struct Pcm8 {
   using Sample = std::uint8_t;
   static constexpr SampleFormat kFormat = SampleFormat::kPcm8;
-  static double Read(Sample sample) noexcept { return static_cast<std::int8_t>(sample ^ 0x80U) * 0.0078125; }
+  static constexpr IntegerScale kScale{0.0078125, 128.0, -128.0, 127.0};
+  static double Read(Sample sample) noexcept { return static_cast<std::int8_t>(sample ^ 0x80U) * kScale.in; }
   static Sample Write(double value) noexcept {
-    return static_cast<Sample>(static_cast<std::uint32_t>(ClampAndRound(value * 128.0, -128.0, 127.0)) ^ 0x80U);
+    return static_cast<Sample>(static_cast<std::uint32_t>(kScale.Write(value)) ^ 0x80U);
   }
 };
 
 struct Pcm16 {
   using Sample = std::int16_t;
   static constexpr SampleFormat kFormat = SampleFormat::kPcm16;
-  static double Read(Sample sample) noexcept { return sample * 3.0517578125e-05; }
-  static Sample Write(double value) noexcept {
-    return static_cast<Sample>(ClampAndRound(value * 32768.0, -32768.0, 32767.0));
-  }
+  static constexpr IntegerScale kScale{3.0517578125e-05, 32768.0, -32768.0, 32767.0};
+  static double Read(Sample sample) noexcept { return sample * kScale.in; }
+  static Sample Write(double value) noexcept { return static_cast<Sample>(kScale.Write(value)); }
 };
 
 struct Pcm32 {
   using Sample = std::int32_t;
   static constexpr SampleFormat kFormat = SampleFormat::kPcm32;
-  static double Read(Sample sample) noexcept { return sample * 4.656612873077393e-10; }
-  static Sample Write(double value) noexcept {
-    return ClampAndRound(value * 2147483648.0, -2147483648.0, 2147483647.0);
-  }
+  static constexpr IntegerScale kScale{4.656612873077393e-10, 2147483648.0, -2147483648.0, 2147483647.0};
+  static double Read(Sample sample) noexcept { return sample * kScale.in; }
+  static Sample Write(double value) noexcept { return kScale.Write(value); }
 };
 
 struct Float32 {

@@ -7,6 +7,7 @@
 
 #include "audio/format_record.h"
 #include "audio/process_mode.h"
+#include "audio/sine.h"
 #include "audio/tempo_info.h"
 #include "audio/zeroed_buffer.h"
 #include "chorus/chorus_block.h"
@@ -61,32 +62,44 @@ class ChorusEngine {
   static constexpr std::uint32_t kCheap = 1;  // always left standing: any later change at least runs this
   static constexpr std::uint32_t kFull = 2;   //
   static constexpr std::uint32_t kWipe = 4;   // with kFull: also clear the lines and reset the write positions
+  // Frames that are worked together. The positions of a block are found first, then its samples; they do not depend
+  // on its size.
+  static constexpr int kBlockFrames = 64;
 
   struct Voice {
-    ZeroedBuffer<double> line;  // lineFrames_ x channels, interleaved; runs downwards
+    // Interleaved frames; runs downwards. One more than the line has: a mirror of the first, so that the neighbour of
+    // the last needs no wrap.
+    ZeroedBuffer<double> line;
     std::int32_t writePos = 0;
     double readPos = 0;      // centre of the swing, in frames
     std::int32_t phase = 0;  // frames into the modulation cycle
     double period = 1;       // frames of a modulation cycle
-    double phaseStep = 0;
+    CountedSine sine;
     double gain = 0;
     alignas(16) std::array<double, kMaxChannels> memory{};
   };
 
-  // How a voice's tap and input make its output: tap x wet x pan + input x dry.
-  struct Mix {
-    double wet, dry;
-    std::array<double, 2> pan;
+  // Where a voice reads in each frame of a block.
+  struct Places {
+    double index[kBlockFrames + 2];                       // of the frame, in the low 32 bits
+    alignas(16) double fraction[2 * (kBlockFrames + 2)];  // of the way to the next frame, twice
   };
 
   void SetGains(const ChorusParams& block) noexcept;
   void SetCycle(const ChorusParams& block, const TempoInfo* tempo) noexcept;
   void SetLowPass(const ChorusParams& block) noexcept;
 
+  void Mirror(Voice& voice) const noexcept;
+  template <bool kWraps>
+  void PlaceRun(const Voice& voice, Pair centre, std::int32_t phase, int frames, Places& places,
+                int first) const noexcept;
+  void Place(Voice& voice, Places& places, int frames) const noexcept;
   template <class Format, int kChannels>
   void Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept;
-  template <int kChannels>
-  void RunVoice(Voice& voice, double* block, int frames, const Mix& mix) noexcept;
+  template <int kChannels, int kVoices>
+  void RunVoices(double* block, int frames) noexcept;
+  template <class Lanes, int kChannels, int kVoices, bool kLowPass>
+  void RunLanes(double* block, int frames, const Places* places, std::size_t channel) noexcept;
 
   std::atomic<std::uint32_t> changeMask_{kFull | kWipe};
   bool engineReady_ = false;
@@ -100,6 +113,7 @@ class ChorusEngine {
   double cycleSeconds_ = 1;
   double delayFrames_ = 0, depthFrames_ = 0;
   double lowPassIn_ = 1, lowPassBack_ = 0;
+  bool wild_ = false;  // a sample came in that is no number, or so large that sums may not stay one
   std::array<double, 2> pan_{};
   std::array<Voice, kVoices> voices_;
 };

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "audio/sine.h"
 #include "audio/tempo_info.h"
 #include "chorus/chorus_block.h"
 #include "support/signals.h"
@@ -63,7 +64,7 @@ class ChorusOracle {
     for (int v = 0; v < 3; ++v) {
       voices_[v].period = std::trunc(rate_ * cycle * kRatio[v]);
       if (!(voices_[v].period >= 1)) voices_[v].period = 1;
-      voices_[v].step = kTurn / voices_[v].period;
+      voices_[v].sine.SetStep(kTurn / voices_[v].period);
     }
     lowIn_ = 1;
     lowBack_ = 0;
@@ -113,12 +114,11 @@ class ChorusOracle {
   }
 
   /// Frames from the impulse to the first tap that touches it, at full scale of its swing.
-  std::int64_t FirstArrival() const {
+  std::int64_t FirstArrival() {
     for (std::int64_t t = 1;; ++t) {
       for (int v = 0; v < count_; ++v) {
         const auto now = static_cast<double>(t);
-        const double swing =
-            std::sin(static_cast<double>(t % static_cast<std::int64_t>(voices_[v].period)) * voices_[v].step);
+        const double swing = Sine(voices_[v], t % static_cast<std::int64_t>(voices_[v].period));
         if (std::fabs(std::trunc(kRatio[v] * delay_) + depth_ * swing - now) < 1) return t;
       }
     }
@@ -131,14 +131,20 @@ class ChorusOracle {
   struct Voice {
     std::vector<double> line, memory;
     std::int64_t write = 0, phase = 0;
-    double read = 0, period = 1, step = 0, gain = 0;
+    double read = 0, period = 1, gain = 0;
+    CountedSine sine;
   };
+
+  static double Sine(Voice& voice, std::int64_t phase) {
+    voice.sine.MoveTo(static_cast<std::int32_t>(phase));
+    return voice.sine.At<Single>(static_cast<std::int32_t>(phase)).value;
+  }
 
   static double Gain(std::int32_t tenths) { return tenths > -600 ? std::pow(10.0, tenths / 200.0) : 0.0; }
 
   void Tap(Voice& voice, double* taps) {
     const auto length = static_cast<double>(length_);
-    double position = std::sin(static_cast<double>(voice.phase) * voice.step) * depth_ + voice.read;
+    double position = Sine(voice, voice.phase) * depth_ + voice.read;
     if (position >= length) {
       position -= length;
     } else if (position < 0) {

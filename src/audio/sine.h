@@ -1,0 +1,110 @@
+#pragma once
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include "audio/pair.h"
+#include "audio/sample_format.h"
+#include "audio/single.h"
+
+// The house's own sine. C libraries choose theirs by the processor or use another one altogether, so their last places
+// differ; here every step is one plain operation that rounds the same everywhere.
+namespace korva {
+
+template <class Lanes>
+struct SineCosine {
+  Lanes sine, cosine;
+};
+
+/// Sine and cosine of `x` radians, within one last place, and exactly 1 and -1 at the crests. The polynomials are those
+/// of FDLIBM (Sun Microsystems, 1993), after a reduction by quarter turns in three parts (Cody and Waite). Beyond 10^8
+/// radians, where x itself stands for no exact angle, the plain remainder comes first.
+template <class Lanes>
+SineCosine<Lanes> SineAndCosine(Lanes x) noexcept {
+  constexpr double kTwoPi = 6.283185307179586;
+  constexpr double kLargest = 1e8;
+  if (!Less(Magnitude(x), Lanes::Both(kLargest)).AllSet()) {
+    double each[Lanes::kLanes];
+    x.Store(each);
+    for (double& one : each) one = std::fabs(one) < kLargest ? one : std::fmod(one, kTwoPi);
+    x = Lanes::Load(each);
+  }
+  // The first two parts are so short that their products with any count of quarter turns are exact.
+  const Lanes bias = Lanes::Both(kRoundingBias);
+  const Lanes quarter = x * Lanes::Both(0x1.45f306dc9c883p-1) + bias;
+  const Lanes turns = quarter - bias;
+  const Lanes rough = x - turns * Lanes::Both(0x1.921fb54p+0);
+  const Lanes second = turns * Lanes::Both(0x1.10b461p-30);
+  const Lanes near = rough - second;
+  const Lanes rest = (rough - near) - second - turns * Lanes::Both(0x1.a62633145c06ep-58);
+  const Lanes y = near + rest;
+  const Lanes tail = (near - y) + rest;
+
+  const auto number = [](double value) { return Lanes::Both(value); };
+  const Lanes z = y * y;
+  const Lanes half = number(0.5) * z;
+  Lanes s = number(2.75573137070700676789e-06) +
+            z * (number(-2.50507602534068634195e-08) + z * number(1.58969099521155010221e-10));
+  s = number(8.33333333332248946124e-03) + z * (number(-1.98412698298579493134e-04) + z * s);
+  const Lanes cube = z * y;
+  const Lanes sine = y - ((z * (number(0.5) * tail - cube * s) - tail) - cube * number(-1.66666666666666324348e-01));
+  Lanes c = number(-2.75573143513906633035e-07) +
+            z * (number(2.08757232129817482790e-09) + z * number(-1.13596475577881948265e-11));
+  c = number(4.16666666666666019037e-02) +
+      z * (number(-1.38888888888741095749e-03) + z * (number(2.48015872894767294178e-05) + z * c));
+  const Lanes whole = number(1.0) - half;
+  const Lanes cosine = whole + (((number(1.0) - whole) - half) + (z * (z * c) - y * tail));
+
+  const Lanes odd = quarter.template MaskOfBit<0>();
+  const Lanes negative = quarter.template MaskOfBit<1>();
+  const Lanes sign = number(-0.0);
+  return {Select(odd, cosine, sine) ^ (negative & sign), Select(odd, sine, cosine) ^ ((odd ^ negative) & sign)};
+}
+
+/// The sine of a phase that counts whole frames, for a swing that must not drift: the sine of an anchor in every 64
+/// frames, moved on by a table of one span's steps and the addition theorem. A value depends on its count alone.
+class CountedSine {
+ public:
+  static constexpr std::int32_t kSpan = 64;
+
+  /// Radians to the frame.
+  void SetStep(double step) noexcept {
+    if (step == step_) return;
+    step_ = step;
+    anchor_ = -1;
+    for (std::size_t i = 0; i < sines_.size(); i += 2) {
+      const auto at = static_cast<double>(i);
+      const SineCosine<Pair> both = SineAndCosine(Pair::Of(at * step, (at + 1.0) * step));
+      both.sine.Store(&sines_[i]);
+      both.cosine.Store(&cosines_[i]);
+    }
+  }
+
+  /// How many counts from `count` (0 and up) on can be had before `MoveTo` is to be called again.
+  static std::int32_t CountsLeft(std::int32_t count) noexcept { return kSpan - count % kSpan; }
+  void MoveTo(std::int32_t count) noexcept {
+    const std::int32_t anchor = count - count % kSpan;
+    if (anchor == anchor_) return;
+    anchor_ = anchor;
+    const SineCosine<Single> both = SineAndCosine(Single{anchor * step_});
+    anchorSine_ = both.sine.value;
+    anchorCosine_ = both.cosine.value;
+  }
+  /// The sines of `count` and, in more lanes, of the counts after it.
+  template <class Lanes>
+  Lanes At(std::int32_t count) const noexcept {
+    const auto i = static_cast<std::size_t>(count % kSpan);
+    return Lanes::Both(anchorSine_) * Lanes::Load(&cosines_[i]) + Lanes::Both(anchorCosine_) * Lanes::Load(&sines_[i]);
+  }
+
+ private:
+  double step_ = std::nan("");
+  std::int32_t anchor_ = -1;
+  double anchorSine_ = 0, anchorCosine_ = 1;
+  // Two more than a span, for lanes that reach past its end.
+  std::array<double, kSpan + 2> sines_{}, cosines_{};
+};
+
+}  // namespace korva

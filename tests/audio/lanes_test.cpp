@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "audio/sample_lanes.h"
+#include "audio/sine.h"
+
+namespace korva {
+namespace {
+
+template <class Value>
+auto Bits(Value value) {
+  if constexpr (sizeof(Value) == 8) {
+    return std::bit_cast<std::uint64_t>(value);
+  } else if constexpr (sizeof(Value) == 4) {
+    return std::bit_cast<std::uint32_t>(value);
+  } else {
+    return value;
+  }
+}
+
+// Any bits at all, and values around the halves and the limits of a format, where rules would part.
+double Hard(std::mt19937_64& random) {
+  const std::uint64_t bits = random();
+  if (bits % 4 != 0) return std::bit_cast<double>(random());
+  const double scale = std::ldexp(1.0, -static_cast<int>(bits >> 8 & 31));
+  const double near = static_cast<double>(static_cast<std::int32_t>(bits >> 32)) / 2 * scale;
+  return bits % 8 != 0 ? near : std::nextafter(near, (bits & 16) != 0 ? 1e9 : -1e9);
+}
+
+template <class Format>
+void ExpectTheRules() {
+  using Sample = typename Format::Sample;
+  std::mt19937_64 random(1);
+  for (int round = 0; round < 500'000; ++round) {
+    double values[4];
+    Sample samples[4], written[4];
+    for (int i = 0; i < 4; ++i) {
+      values[i] = Hard(random);
+      const std::uint64_t bits = random();
+      std::memcpy(&samples[i], &bits, sizeof(Sample));
+    }
+    WriteFour(Format{}, {Pair::Load(values), Pair::Load(values + 2)}, written);
+    double read[4];
+    const Four four = ReadFour(Format{}, samples);
+    four.a.Store(read);
+    four.b.Store(read + 2);
+    for (int i = 0; i < 4; ++i) {
+      ASSERT_EQ(Bits(written[i]), Bits(Format::Write(values[i]))) << values[i];
+      ASSERT_EQ(Bits(read[i]), Bits(Format::Read(samples[i])));
+    }
+  }
+}
+
+TEST(SampleLanes, ReadAndWriteAsTheRulesDoForAnyBits) {
+  ExpectTheRules<Pcm8>();
+  ExpectTheRules<Pcm16>();
+  ExpectTheRules<Pcm32>();
+  ExpectTheRules<Float32>();
+  ExpectTheRules<Float64>();
+}
+
+TEST(Sine, IsTheSameInAllLanesAndWithinALastPlace) {
+  std::mt19937_64 random(2);
+  double worst = 0;
+  for (int round = 0; round < 1'000'000; ++round) {
+    const double range = std::ldexp(1.0, static_cast<int>(random() % 30) - 10);
+    const auto pick = [&] { return range * (static_cast<double>(random() >> 11) * 0x1p-53 * 2 - 1); };
+    const double x[2] = {pick(), round % 16 == 0 ? std::bit_cast<double>(random()) : pick()};
+    double sine[2], cosine[2];
+    const SineCosine<Pair> both = SineAndCosine(Pair::Load(x));
+    both.sine.Store(sine);
+    both.cosine.Store(cosine);
+    for (int i = 0; i < 2; ++i) {
+      const SineCosine<Single> one = SineAndCosine(Single{x[i]});
+      if (one.sine.value == one.sine.value) {
+        ASSERT_EQ(Bits(sine[i]), Bits(one.sine.value)) << x[i];
+        ASSERT_EQ(Bits(cosine[i]), Bits(one.cosine.value)) << x[i];
+      } else {
+        ASSERT_FALSE(std::isfinite(x[i]) || sine[i] == sine[i] || cosine[i] == cosine[i]) << x[i];
+      }
+    }
+    if (std::fabs(x[0]) > 1e5) continue;
+    const long double exact = std::sin(static_cast<long double>(x[0]));
+    worst = std::max(worst, std::fabs(static_cast<double>((sine[0] - exact))));
+  }
+  EXPECT_LT(worst, 1.12e-16);
+  // At the crests it reaches the whole and never more.
+  for (int turn = -1000; turn < 1000; ++turn) {
+    const double crest = 1.5707963267948966 + 3.141592653589793 * turn;
+    EXPECT_EQ(SineAndCosine(Single{crest}).sine.value, turn % 2 == 0 ? 1.0 : -1.0);
+    EXPECT_EQ(SineAndCosine(Single{crest - 1.5707963267948966}).cosine.value, turn % 2 == 0 ? 1.0 : -1.0);
+  }
+}
+
+TEST(Sine, CountsWithoutDrift) {
+  for (const double period : {1.0, 7.0, 441.0, 88200.0, 1e9}) {
+    CountedSine sine;
+    sine.SetStep(6.283185307179586 / period);
+    for (double at = 0; at <= period; at += 1 + period / 9973) {
+      const auto count = static_cast<std::int32_t>(at);
+      sine.MoveTo(count);
+      EXPECT_NEAR(sine.At<Single>(count).value, std::sin(count * (6.283185307179586 / period)),
+                  2e-15);  // what rounds is the angle
+      EXPECT_EQ(sine.At<Pair>(count).low(), sine.At<Single>(count).value);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korva
