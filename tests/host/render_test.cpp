@@ -218,6 +218,9 @@ TEST_F(RenderTest, TempoAndAutomationMoveTheSwing) {
 
 TEST_F(RenderTest, ListingsNameEverything) {
   const std::string effects = KorvaLine("effects").out, doc = KorvaLine("docs").out;
+  std::ifstream page(KORVA_SOURCE_DIR "/docs/effects.md", std::ios::binary);
+  const std::string written{std::istreambuf_iterator<char>(page), {}};
+  EXPECT_TRUE(written == doc) << "docs/effects.md is not what `korva docs` writes; write it anew";
   EXPECT_EQ(std::count(effects.begin(), effects.end(), '\n'), std::ssize(EffectTable()));
   for (const EffectRow& effect : EffectTable()) {
     const std::string name = effect.description.name;
