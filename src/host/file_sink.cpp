@@ -40,7 +40,7 @@ HRESULT FileSink::Pin::Receive(IMediaSample* sample) {
 HRESULT FileSink::Take(const std::uint8_t* data, std::size_t bytes) {
   if (failure_) return E_FAIL;
   // Looked at here too: a tail may ring on long after the source is done.
-  if (interrupted.load(std::memory_order_relaxed)) {
+  if (Interrupted()) {
     failure_ = Failed("interrupted");
     return E_ABORT;
   }

@@ -62,7 +62,7 @@ Check FileSource::Refill() {
 
 Check FileSource::Push(const std::function<void(std::int64_t)>& told) {
   for (;;) {
-    if (interrupted.load(std::memory_order_relaxed)) return Failed("interrupted");
+    if (Interrupted()) return Failed("interrupted");
     if (aheadSent_ == aheadFrames_) {
       if (const Check check = Refill()) return check;
       if (aheadFrames_ == 0) return std::nullopt;

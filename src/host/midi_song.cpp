@@ -9,8 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 
 #include "host/output_file.h"
 #include "host/song.h"
@@ -18,7 +16,7 @@
 namespace korva {
 namespace {
 
-constexpr std::uintmax_t kLargestMidiFile = 64U << 20U;
+constexpr std::size_t kLargestMidiFile = 64U << 20U;
 
 /// A change as the child process tells it.
 struct ToldChange {
@@ -80,20 +78,6 @@ Outcome<Told> LoadApart(const std::vector<char>& bytes) {
   return told;
 }
 
-Outcome<std::vector<char>> ReadWhole(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (!file || error) return Failed("cannot open " + path + (error ? ": " + error.message() : ""));
-  if (size > kLargestMidiFile) return Failed(path + " is too large for a MIDI file");
-  std::vector<char> bytes(static_cast<std::size_t>(size));
-  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (file.gcount() != static_cast<std::streamsize>(bytes.size()))
-    return Failed(WithSystemReason("cannot read " + path));
-  return bytes;
-}
-
 void TakeChange(const ToldChange& change, SongMap& map) {
   const std::int32_t tick = std::max(change.tick, 0);
   constexpr double kMicrosecondsPerMinute = 6e7;
@@ -119,8 +103,9 @@ void TakeChange(const ToldChange& change, SongMap& map) {
 }  // namespace
 
 Outcome<SongMap> ReadMidiSong(const std::string& path) {
-  Outcome<std::vector<char>> bytes = ReadWhole(path);
+  const Outcome<std::vector<char>> bytes = ReadFile(path, kLargestMidiFile + 1);
   if (!bytes) return bytes.ending();
+  if (bytes->size() > kLargestMidiFile) return Failed(path + " is too large for a MIDI file");
   const Outcome<Told> told = LoadApart(*bytes);
   if (!told) return told.ending();
   if (told->empty()) return Failed(path + " is no MIDI file, or a broken one");

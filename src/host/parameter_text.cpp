@@ -79,8 +79,8 @@ double Factor(const ParamDescriptor& row) {
 
 Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
   const std::string folded = Folded(text);
-  if (folded == "1" || folded == "on") return 1.0;
-  if (folded == "0" || folded == "off") return 0.0;
+  if (text == "1" || folded == "on") return 1.0;
+  if (text == "0" || folded == "off") return 0.0;
   return Wrong(std::string(row.name) + " takes on or off, not \"" + std::string(text) + "\"");
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <ostream>
 
 #include "frame/row_values.h"
@@ -99,11 +100,11 @@ void ConnectSongs(const SongMap& song, const RenderRequest& request, std::vector
               << (switches.empty() ? "" : "; " + Joined(switches, " or ") + " makes one do so") << "\n";
 }
 
-/// Buffers with room for a sample, and for any tail that has to fit into one.
+/// Buffers with room for a sample, and for any tail that has to fit into one. Says so where a tail does not.
 Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
-                             const SongMap* song, const FormatRecord& format) {
+                             const SongMap* song, const FormatRecord& format, std::ostream& err) {
   constexpr double kLeastFrames = 4096;
-  constexpr double kMostBytes = std::numeric_limits<LONG>::max();
+  constexpr double kMostBytes = std::numeric_limits<LONG>::max(), kMostTailBytes = 1U << 28U;
   if (static_cast<double>(request.blockFrames) * format.blockAlign > kMostBytes) {
     return Wrong("--block " + std::to_string(request.blockFrames) + " makes buffers of more than 2 GiB");
   }
@@ -111,11 +112,19 @@ Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<Pre
   for (const PreparedEffect& effect : effects) {
     const EffectHabits* const habits = effect.request->effect->habits;
     if (habits == nullptr || habits->tailSeconds == nullptr || request.noTail) continue;
+    // Streams of 32-bit float ring out in as many buffers as it takes.
+    if (SampleFormatOf(format) == SampleFormat::kFloat32) continue;
     const bool moves = !effect.request->automations.empty();
     const double seconds = habits->tailSeconds(ReadBlock(effect.instance).data(), song, moves);
-    frames = std::max(frames, std::ceil(seconds * format.samplesPerSecond) + 1);
+    const double most = std::floor(kMostTailBytes / format.blockAlign);
+    const double wanted = std::ceil(seconds * format.samplesPerSecond) + 1;
+    if (wanted > most && !request.quiet) {
+      err << "korva: " << effect.request->effect->description.name << " may ring for " << DurationText(seconds)
+          << "; in this sample format it ends after " << DurationText(most / format.samplesPerSecond)
+          << ", with --format f32 it does not\n";
+    }
+    frames = std::max(frames, std::min(wanted, most));
   }
-  frames = std::min(frames, std::floor(kMostBytes / format.blockAlign));
   return StreamCut{request.blockFrames, static_cast<std::uint32_t>(frames)};
 }
 
@@ -135,8 +144,10 @@ Outcome<std::vector<OutputFile>> OpenRecords(const RenderRequest& request) {
   std::vector<std::string> names{request.output};
   for (const EffectRequest& effect : request.effects) {
     if (effect.saveStateFile.empty()) continue;
-    if (std::find(names.begin(), names.end(), effect.saveStateFile) != names.end()) {
-      return Wrong(effect.saveStateFile + " cannot take two results");
+    const auto isIt = [&](const std::string& name) { return SameFile(name, effect.saveStateFile); };
+    if (std::any_of(names.begin(), names.end(), isIt)) return Wrong(effect.saveStateFile + " cannot take two results");
+    for (const std::string* source : {&request.input, &request.tempoMap}) {
+      if (!source->empty() && isIt(*source)) return Wrong("--save-state " + effect.saveStateFile + " is what is read");
     }
     names.push_back(effect.saveStateFile);
     Outcome<OutputFile> file = OutputFile::Create(effect.saveStateFile, request.overwrite);
@@ -213,7 +224,7 @@ Check Render(const RenderRequest& request, Streams& streams) {
   if (request.keepPace && !hasPace && !request.quiet) {
     streams.err << "korva: --keep-pace is for pitch-shift and time-stretch; this chain has neither\n";
   }
-  const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format);
+  const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format, streams.err);
   if (!cut) return cut.ending();
   Outcome<std::vector<OutputFile>> records = OpenRecords(request);
   if (!records) return records.ending();
@@ -231,17 +242,24 @@ Check Render(const RenderRequest& request, Streams& streams) {
                                                [&](std::int64_t done) { progress.Show(done, reader->frames()); });
   progress.Clear();
   if (!result) return result.ending();
-  if (interrupted.load(std::memory_order_relaxed)) return Failed("interrupted");
+  if (Interrupted()) return Failed("interrupted");
 
   auto file = records->begin();
   for (const PreparedEffect& effect : *effects) {
     if (effect.request->saveStateFile.empty()) continue;
     if (const Check check = file->Write(effect.record.data(), effect.record.size())) return check;
-    if (const Check check = file->Commit()) return check;
     ++file;
   }
+  // A record tells of a sound that is there.
   if (const Check check = output->Commit()) return check;
-  if (!request.quiet) TellResult(request, *plan, *result, outputName, streams.err);
+  for (OutputFile& record : *records) {
+    if (const Check check = record.Commit()) return check;
+  }
+  try {
+    if (!request.quiet) TellResult(request, *plan, *result, outputName, streams.err);
+  } catch (const std::bad_alloc&) {
+    // All is done; there is only no memory to say so.
+  }
   return std::nullopt;
 }
 

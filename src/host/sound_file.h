@@ -3,6 +3,7 @@
 #include <sndfile.h>
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -49,6 +50,8 @@ class SoundReader {
   Outcome<std::size_t> Read(SampleFormat format, void* target, std::size_t frames);
 
  private:
+  /// Keeps all that `read` gives, as the system call does, and reads it from there.
+  static Outcome<SoundReader> Spool(std::string name, const std::function<ssize_t(char*, std::size_t)>& read);
   static Outcome<SoundReader> Adopt(SNDFILE* file, const SF_INFO& info, std::string name);
   template <class Policy>
   std::int64_t ReadAs(typename Policy::Sample* target, std::int64_t frames);

@@ -1,10 +1,11 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <istream>
 #include <limits>
 #include <sstream>
@@ -16,6 +17,11 @@
 
 namespace korva {
 namespace {
+
+struct DescriptorCloser {
+  ~DescriptorCloser() { ::close(descriptor); }
+  const int descriptor;
+};
 
 /// How a sample type of the library stands to the stream formats.
 struct OwnFormat {
@@ -78,10 +84,11 @@ bool IsCutShort(SNDFILE* file) {
 
 std::string LibraryReason(SNDFILE* file) {
   std::string reason = sf_strerror(file);
-  const std::string prefix = "System error : ";
-  if (reason.compare(0, prefix.size(), prefix) == 0) reason.erase(0, prefix.size());
+  for (const char* const prefix : {"System error : ", "Error : ", "Internal error : "}) {
+    if (reason.starts_with(prefix)) reason.erase(0, std::strlen(prefix));
+  }
   while (!reason.empty() && (reason.back() == '.' || reason.back() == '\n')) reason.pop_back();
-  return reason;
+  return reason.empty() || reason == "No Error" ? "the reason is not told" : reason;
 }
 
 Outcome<SoundReader> SoundReader::Adopt(SNDFILE* file, const SF_INFO& info, std::string name) {
@@ -119,9 +126,10 @@ Outcome<SoundReader> SoundReader::Open(const std::string& path) {
   const fs::file_status status = fs::status(path, error);
   if (fs::is_directory(status)) return Failed(path + " is a directory");
   if (fs::exists(status) && !fs::is_regular_file(status)) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) return Failed(WithSystemReason("cannot open " + path));
-    return OpenStream(stream);
+    const int pipe = OpenWaiting(path.c_str(), O_RDONLY);
+    if (pipe < 0) return Interrupted() ? Failed("interrupted") : Failed(WithSystemReason("cannot open " + path));
+    const DescriptorCloser closer{pipe};
+    return Spool(path, [&](char* part, std::size_t bytes) { return ReadWaiting(pipe, part, bytes); });
   }
   if (!fs::exists(status)) return Failed("cannot open " + path + ": " + (error ? error.message() : "no such file"));
   if (::access(path.c_str(), R_OK) != 0) return Failed(WithSystemReason("cannot open " + path));
@@ -132,29 +140,35 @@ Outcome<SoundReader> SoundReader::Open(const std::string& path) {
 }
 
 Outcome<SoundReader> SoundReader::OpenStream(std::istream& stream) {
-  const std::string name = "the input stream";
+  return Spool("the input stream", [&](char* part, std::size_t bytes) -> ssize_t {
+    stream.read(part, static_cast<std::streamsize>(bytes));
+    return stream.bad() ? -1 : stream.gcount();
+  });
+}
+
+Outcome<SoundReader> SoundReader::Spool(std::string name, const std::function<ssize_t(char*, std::size_t)>& read) {
   // The length of a sound comes first in most files, and their readers go back and forth: a pipe cannot.
   const int spool = OpenNameless();
   if (spool < 0) return Failed(WithSystemReason("cannot make a temporary file"));
-  struct Closer {
-    ~Closer() { ::close(descriptor); }
-    const int descriptor;
-  } const closer{spool};
+  const DescriptorCloser closer{spool};
   std::array<char, 65536> part;
   std::uint64_t total = 0;
-  while (stream && !interrupted.load(std::memory_order_relaxed)) {
-    stream.read(part.data(), static_cast<std::streamsize>(part.size()));
-    const auto got = static_cast<std::size_t>(stream.gcount());
-    if (!WriteAll(spool, part.data(), got)) return Failed(WithSystemReason("cannot keep the input stream"));
-    total += got;
+  for (;;) {
+    const ssize_t got = read(part.data(), part.size());
+    if (Interrupted()) return Failed("interrupted");
+    if (got < 0) return Failed(WithSystemReason("cannot read " + name));
+    if (got == 0) break;
+    if (!WriteAll(spool, part.data(), static_cast<std::size_t>(got))) {
+      return Failed(WithSystemReason("cannot keep " + name));
+    }
+    total += static_cast<std::uint64_t>(got);
   }
-  if (interrupted.load(std::memory_order_relaxed)) return Failed("interrupted");
   if (total == 0) return Failed(name + " is empty");
   const int own = ::dup(spool);
-  if (own < 0 || ::lseek(own, 0, SEEK_SET) != 0) return Failed(WithSystemReason("cannot read the input stream"));
+  if (own < 0 || ::lseek(own, 0, SEEK_SET) != 0) return Failed(WithSystemReason("cannot read " + name));
   SF_INFO info{};
   SNDFILE* const file = sf_open_fd(own, SFM_READ, &info, SF_TRUE);
-  return Adopt(file, info, name);
+  return Adopt(file, info, std::move(name));
 }
 
 template <class Policy>

@@ -1,9 +1,7 @@
 #include "host/state_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 
 #include "frame/record.h"
 #include "host/output_file.h"
@@ -12,17 +10,6 @@ namespace korva {
 namespace {
 
 constexpr std::size_t kLargestRecord = sizeof(RecordHeader) + kLargestBlock;
-
-Outcome<std::vector<std::uint8_t>> ReadSmallFile(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return Failed(WithSystemReason("cannot open " + path));
-  // One byte more than any record has tells a larger file from one that fits.
-  std::vector<char> bytes(kLargestRecord + 1);
-  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (file.bad()) return Failed(WithSystemReason("cannot read " + path));
-  return std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + file.gcount());
-}
 
 bool KnowsIdentifier(const GUID& id) {
   return std::any_of(EffectTable().begin(), EffectTable().end(), [&](const EffectRow& effect) {
@@ -57,9 +44,10 @@ HRESULT MemoryStream::Write(const void* buffer, ULONG bytes, ULONG* bytesWritten
 }
 
 Outcome<StateRecord> ReadStateFile(const std::string& path) {
-  Outcome<std::vector<std::uint8_t>> read = ReadSmallFile(path);
+  // One byte more than any record has tells a larger file from one that fits.
+  const Outcome<std::vector<char>> read = ReadFile(path, kLargestRecord + 1);
   if (!read) return read.ending();
-  const std::vector<std::uint8_t>& bytes = *read;
+  const std::vector<std::uint8_t> bytes(read->begin(), read->end());
   const std::string size = std::to_string(bytes.size()) + " bytes";
   RecordHeader header{};
   if (bytes.size() < sizeof header) return Failed(path + " is no effect record: it has only " + size);
@@ -75,7 +63,7 @@ Outcome<StateRecord> ReadStateFile(const std::string& path) {
                     std::to_string(form->size));
     }
     const auto index = static_cast<std::size_t>(form - effect.description.forms.data());
-    return StateRecord{&effect, index, std::move(*read)};
+    return StateRecord{&effect, index, bytes};
   }
   const GUID id = header.id;
   if (KnowsIdentifier(id)) return Failed(path + " is a damaged effect record: its header says a wrong size");

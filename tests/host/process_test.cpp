@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +18,8 @@ class ProcessTest : public HostTest {
  protected:
   struct Wiring {
     int in = -1, out = -1;  // descriptors for its standard streams; -1: nothing
-    rlim_t largestFile = RLIM_INFINITY;
+    rlim_t largestFile = RLIM_INFINITY, memory = RLIM_INFINITY;
+    bool closeStandard = false;  // starts without descriptors 0 and 1
   };
 
   pid_t Start(const std::vector<std::string>& arguments, Wiring wiring) const {
@@ -32,8 +34,13 @@ class ProcessTest : public HostTest {
     ::dup2(wiring.in >= 0 ? wiring.in : ::open("/dev/null", O_RDONLY), 0);
     ::dup2(wiring.out >= 0 ? wiring.out : ::open("/dev/null", O_WRONLY), 1);
     ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-    const rlimit limit{wiring.largestFile, wiring.largestFile};
+    const rlimit limit{wiring.largestFile, wiring.largestFile}, space{wiring.memory, wiring.memory};
     ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::setrlimit(RLIMIT_AS, &space);
+    if (wiring.closeStandard) {
+      ::close(0);
+      ::close(1);
+    }
     ::execv(pointers[0], pointers.data());
     ::_exit(99);
   }
@@ -61,38 +68,90 @@ TEST_F(ProcessTest, AFullDiskLeavesNothingBehind) {
   }
 }
 
-TEST_F(ProcessTest, AnInterruptLeavesNothingBehind) {
+TEST_F(ProcessTest, AnInterruptLeavesNothingBehindAndIsTold) {
   PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 4'000'000);
   Put("out.wav", "kept");
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    const std::size_t files = FileCount();
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
     const pid_t child = Start({"render", "@in.wav", "@out.wav", "reverb", "reverb", "reverb", "--overwrite"}, {});
-    // Its file in the making tells that it is at work.
-    for (int i = 0; i < 2000 && FileCount() < files + 2; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    // Some programs send two at once.
     ::kill(child, number);
-    EXPECT_EQ(Wait(child), 1) << number;
-    EXPECT_EQ(Bytes("stderr.txt"), "korva: interrupted\n");
+    ::kill(child, number);
+    EXPECT_EQ(Wait(child), -number) << "a shell's loop goes on after an ordinary end";
+    EXPECT_EQ(Bytes("stderr.txt"), number == SIGKILL ? "" : "korva: interrupted\n");
     EXPECT_EQ(Bytes("out.wav"), "kept");
-    std::filesystem::remove(Path("stderr.txt"));
-    EXPECT_EQ(FileCount(), 2U);
+    EXPECT_EQ(FileCount(), 3U) << number;
   }
 }
 
-TEST_F(ProcessTest, AnInterruptEndsTheWaitForAPipe) {
+// Whatever the command waits for, one signal is enough.
+TEST_F(ProcessTest, AnInterruptEndsEveryWaitForAPipe) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 100000);
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
-  ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
-  const pid_t child = Start({"render", "-", "@out.wav", "chorus"}, {.in = ends[0]});
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  ::kill(child, SIGTERM);
-  EXPECT_EQ(Wait(child), 1);
-  ::close(ends[0]);
-  ::close(ends[1]);
-  EXPECT_FALSE(Exists("out.wav"));
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  ASSERT_EQ(::mkfifo(Path("fifo").c_str(), 0600), 0);
+  const std::string fifo = "@fifo";
+  struct Case {
+    std::vector<std::string> words;
+    Wiring wiring;
+  };
+  for (const Case& c : {Case{{"render", "-", "@out.wav", "chorus"}, {.in = ends[0]}},
+                        {{"render", "@in.wav", "-", "chorus"}, {.out = ends[1]}},
+                        {{"render", fifo, "@out.wav", "chorus"}, {}},
+                        {{"render", "@in.wav", fifo, "chorus"}, {}},
+                        {{"render", "@in.wav", "@out.wav", "chorus", "--state", fifo}, {}},
+                        {{"render", "@in.wav", "@out.wav", "chorus", "--tempo-map", fifo}, {}}}) {
+    const pid_t child = Start(c.words, c.wiring);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    ::kill(child, SIGTERM);
+    EXPECT_EQ(Wait(child), -SIGTERM) << c.words[1] << c.words[2];
+    EXPECT_EQ(Bytes("stderr.txt"), "korva: interrupted\n");
+    EXPECT_FALSE(Exists("out.wav"));
+  }
+  // Somebody at the other end, late.
+  const pid_t child = Start({"render", fifo, "@out.wav", "chorus"}, {});
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  Put("fifo", Bytes("in.wav"));
+  EXPECT_EQ(Wait(child), 0) << Bytes("stderr.txt");
+  for (const int end : ends) ::close(end);
 }
+
+TEST_F(ProcessTest, ClosedStandardStreamsFailAndTakeNoFilesPlace) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 1000);
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"render", "@in.wav", "-", "chorus"},
+                                                {"render", "-", "@out.wav", "chorus"},
+                                                {"effects"}}) {
+    EXPECT_EQ(Wait(Start(words, {.closeStandard = true})), 1) << Bytes("stderr.txt");
+    EXPECT_EQ(FileCount(), 2U);
+  }
+  EXPECT_EQ(Wait(Start({"render", "@in.wav", "@out.wav", "chorus"}, {.closeStandard = true})), 0);
+}
+
+TEST_F(ProcessTest, AReplacedFileKeepsItsPermissions) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 1000);
+  Put("out.wav", "private");
+  ::chmod(Path("out.wav").c_str(), 0600);
+  ASSERT_EQ(Wait(Start({"render", "@in.wav", "@out.wav", "chorus", "--overwrite"}, {})), 0);
+  EXPECT_EQ(std::filesystem::status(Path("out.wav")).permissions(), std::filesystem::perms(0600));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they take all the space that there is
+TEST_F(ProcessTest, TooLittleMemoryIsAnOrderlyEndWhereverItRunsOut) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 20000);
+  std::vector<std::string> words = {"render", "@in.wav", "@out.wav", "chorus", "--overwrite"};
+  for (int i = 0; i < 15; ++i) words.push_back("--set=delay=" + std::string(100'000, '0') + "5");
+  int failed = 0;
+  for (rlim_t memory = 16'000'000; memory < 80'000'000; memory += 500'000) {
+    const int ending = Wait(Start(words, {.memory = memory}));
+    // The loader may not get through.
+    EXPECT_TRUE(ending == 0 || ending == 1 || ending == 127) << ending << " " << memory;
+    failed += ending == 1 ? 1 : 0;
+    if (ending == 0) break;
+  }
+  EXPECT_GT(failed, 3);
+}
+#endif
 
 TEST_F(ProcessTest, AReaderThatLeavesIsAFailedWrite) {
   PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 100000);
