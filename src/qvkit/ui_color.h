@@ -9,6 +9,7 @@ inline constexpr int kColorBar = 100;         ///< ground of the logo bar
 inline constexpr int kColorBarText = 101;     ///< text on it
 inline constexpr int kColorBarHot = 102;      ///< ground of the name under the pointer or pressed
 inline constexpr int kColorEcho = 110;        ///< tap graph: echoes
+inline constexpr int kColorAxis = 111;        ///< tap graph: its lines
 inline constexpr int kColorTap = 112;         ///< tap graph: taps
 inline constexpr int kColorCurrentTap = 113;  ///< tap graph: the tap being edited
 

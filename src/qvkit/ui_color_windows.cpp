@@ -12,10 +12,15 @@ struct UiColor {
   int contrast;  // the system's colour in its place
 };
 
+// Those of the tap graph keep apart for eyes that confuse red and green too, and from the ground of a dialog.
 constexpr UiColor kColors[] = {
-    {kColorBar, RGB(0x26, 0x3A, 0x47), COLOR_WINDOW},     {kColorBarText, RGB(0xFF, 0xFF, 0xFF), COLOR_WINDOWTEXT},
-    {kColorBarHot, RGB(0x3B, 0x59, 0x6C), COLOR_WINDOW},  {kColorEcho, RGB(0x8F, 0xA8, 0xB8), COLOR_GRAYTEXT},
-    {kColorTap, RGB(0x1F, 0x6F, 0xB2), COLOR_WINDOWTEXT}, {kColorCurrentTap, RGB(0xC2, 0x4A, 0x00), COLOR_HIGHLIGHT},
+    {kColorBar, RGB(0x26, 0x3A, 0x47), COLOR_WINDOW},
+    {kColorBarText, RGB(0xFF, 0xFF, 0xFF), COLOR_WINDOWTEXT},
+    {kColorBarHot, RGB(0x3B, 0x59, 0x6C), COLOR_WINDOW},
+    {kColorEcho, RGB(0x6E, 0x87, 0x96), COLOR_GRAYTEXT},
+    {kColorAxis, RGB(0x00, 0x00, 0x00), COLOR_WINDOWTEXT},
+    {kColorTap, RGB(0x1F, 0x6F, 0xB2), COLOR_WINDOWTEXT},
+    {kColorCurrentTap, RGB(0xC2, 0x4A, 0x00), COLOR_HIGHLIGHT},
 };
 
 bool HighContrast() noexcept {

@@ -8,8 +8,14 @@
 #define EDIT_STYLE (ES_LEFT | ES_AUTOHSCROLL | WS_BORDER | WS_TABSTOP)
 #define CHECK_STYLE (BS_AUTOCHECKBOX | BS_MULTILINE | WS_TABSTOP)
 #define LIST_STYLE (CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP)
+// Sorted by the numbers that their entries begin with.
+#define SORTED_LIST_STYLE (LIST_STYLE | CBS_SORT)
+#define RADIO_STYLE (BS_AUTORADIOBUTTON)
+#define FIRST_RADIO_STYLE (RADIO_STYLE | WS_GROUP | WS_TABSTOP)
 #define HEADING_STYLE (SS_CENTER)
 #define LABEL_STYLE (SS_LEFT | SS_CENTERIMAGE)
+#define WRAPPED_STYLE (SS_LEFT)
+#define SCALE_STYLE (SS_RIGHT | SS_NOPREFIX)
 // A control takes its spoken name from the text right before it. Where that isn't the one that is seen, a hidden one is.
 #define NAME_STYLE NOT WS_VISIBLE
 #define VALUE_STYLE (SS_LEFT | SS_CENTERIMAGE | SS_NOPREFIX)
