@@ -6,9 +6,8 @@
 namespace korva {
 
 std::int32_t GraphSpan(std::int32_t resolution) noexcept {
-  constexpr std::int32_t kSpans[] = {500, 1000, 3000, 5000};
-  const bool known = resolution > 0 && resolution < static_cast<std::int32_t>(std::size(kSpans));
-  return kSpans[known ? resolution : 0];
+  const bool known = resolution > 0 && resolution < static_cast<std::int32_t>(std::size(kGraphSpans));
+  return kGraphSpans[known ? resolution : 0];
 }
 
 void ComputeEchoResponse(const EchomtParams& params, std::span<std::int32_t> response) noexcept {

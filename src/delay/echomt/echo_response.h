@@ -11,7 +11,8 @@ namespace korva {
 /// Full scale of a response and of a bar: a gain of 100 %.
 inline constexpr std::int32_t kEchoUnity = 10000;
 
-/// Milliseconds that the graph spans at a graph resolution, 0 to 3; those of 0 for any other.
+/// Milliseconds that the graph spans, by graph resolution; any other resolution counts as the first.
+inline constexpr std::int32_t kGraphSpans[] = {500, 1000, 3000, 5000};
 std::int32_t GraphSpan(std::int32_t resolution) noexcept;
 
 /// Writes what the feedback adds to an impulse, by milliseconds: the entry of a time is the level that comes back then,

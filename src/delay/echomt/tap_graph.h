@@ -11,10 +11,8 @@ namespace korva {
 /// window. Any number of them may be open at once; each belongs to the thread of its window.
 class TapGraph {
  public:
-  /// Takes the control over, and shows a filter, or with null an empty graph. The filter is not kept alive by it.
+  /// Lets a static control show a filter, which it does not keep alive; null gives the control back.
   static void Show(HWND control, IQvEchomtProp* filter) noexcept;
-  /// Gives the control back.
-  static void Detach(HWND control) noexcept;
 };
 
 }  // namespace korva

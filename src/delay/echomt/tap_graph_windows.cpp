@@ -87,15 +87,11 @@ LRESULT CALLBACK GraphProc(HWND control, UINT message, WPARAM wparam, LPARAM lpa
 
 void TapGraph::Show(HWND control, IQvEchomtProp* filter) noexcept {
   if (control == nullptr) return;
-  ::SetPropW(control, kProperty, filter);
-  ::SetWindowLongPtrW(control, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&GraphProc));
-  ::InvalidateRect(control, nullptr, FALSE);
-}
-
-void TapGraph::Detach(HWND control) noexcept {
-  if (control == nullptr) return;
-  ::SetWindowLongPtrW(control, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(ClassProcedure(control)));
   ::RemovePropW(control, kProperty);
+  const bool shown = filter != nullptr && ::SetPropW(control, kProperty, filter);
+  const WNDPROC procedure = shown ? &GraphProc : ClassProcedure(control);
+  ::SetWindowLongPtrW(control, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(procedure));
+  ::InvalidateRect(control, nullptr, FALSE);
 }
 
 }  // namespace korva
