@@ -3,7 +3,9 @@ include(cmake/dialogs.cmake)
 
 target_link_libraries(korva_qvkit PUBLIC comctl32 gdi32 shell32 user32)
 korva_room(pages frame qvkit)
-target_link_libraries(korva_chorus PUBLIC korva_pages)
+foreach(room chorus reverb delay pitchtime)
+  target_link_libraries(korva_${room} PUBLIC korva_pages)
+endforeach()
 
 set(dialogs ${CMAKE_BINARY_DIR}/resources/dialogs.rc)
 korva_dialogs(${CMAKE_SOURCE_DIR}/src/resources/dialogs ${CMAKE_SOURCE_DIR}/src/resources/strings ${dialogs})

@@ -10,8 +10,6 @@
 namespace korva {
 namespace {
 
-enum InputFormatKind : std::int32_t { kAsPercentage, kAsTempo, kAsTime };
-
 constexpr double kLeastPercent = 50, kMostPercent = 500;
 
 /// A block works on a copy: it comes as bytes.

@@ -6,10 +6,13 @@
 #include "chorus/chorus_filter.h"
 #include "chorus/chorus_page.h"
 #include "delay/echomt/echomt_filter.h"
+#include "delay/echomt/echomt_page.h"
 #include "delay/echos/echos_filter.h"
 #include "module/filter_setup.h"
 #include "pitchtime/pitchs_filter.h"
+#include "pitchtime/pitchs_page.h"
 #include "pitchtime/time_filter.h"
+#include "pitchtime/time_page.h"
 #include "reverb/reverb_filter.h"
 
 namespace korva {
@@ -32,9 +35,12 @@ ClassRow PageRow(const WCHAR* name, const EffectDescription& effect) {
 
 const ClassRow kClasses[] = {
     FilterRow<CQvTime>(kTimeEffect),
+    PageRow<CQvTimePropPage>(L"QvTime Property Page", kTimeEffect),
     FilterRow<CQvPitchs>(kPitchsEffect),
+    PageRow<CQvPitchsPropPage>(L"QvPitchs Property Page", kPitchsEffect),
     FilterRow<CQvEchos>(kEchosEffect),
     FilterRow<CQvEchomt>(kEchomtEffect),
+    PageRow<CQvEchomtPropPage>(L"QvEchomt Property Page", kEchomtEffect),
     FilterRow<CQvReverb>(kReverbEffect),
     FilterRow<CQvChorus>(kChorusEffect),
     PageRow<CQvChorusPropPage>(L"QvChorus Property Page", kChorusEffect),

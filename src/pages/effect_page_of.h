@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pages/effect_page.h"
+#include "platform/wave_format.h"
 
 namespace korva {
 

@@ -106,7 +106,7 @@ constexpr PageControl kControls[] = {
     Trackbar(2023, kPitchsCents, Box(2012), kTenthsForm, kCents),
     Trackbar(2024, kPitchsAccuracy, Value(2025), kWholeForm),
     Check(2005, kPitchsAntiAlias),
-    List(2010, kPitchsMode),
+    DropDown(2010, kPitchsMode),
     EditBox(2027, kPitchsInitialSamples, kTimeForm, kInitialTime),
     Computed(2029, ShowFinalLimits),
     Computed(2028, ShowFinalTime),

@@ -9,11 +9,8 @@
 namespace korva {
 namespace {
 
-enum InputFormat : std::int32_t { kAsPercentage, kAsTempo, kAsTime };
-
-InputFormat FormatOf(const PageValues& values) {
-  const double kind = values.Get(kTimeInputFormatKind);
-  return kind == kAsTempo ? kAsTempo : kind == kAsTime ? kAsTime : kAsPercentage;
+int FormatOf(const PageValues& values) {
+  return static_cast<int>(values.Get(kTimeInputFormatKind));
 }
 
 // A percentage of 100 is the slider's zero.
@@ -139,8 +136,8 @@ constexpr ParameterAccess kAccess[] = {
 // clang-format on
 
 constexpr PageControl kControls[] = {
-    List(1004, kTimeMode),
-    List(1015, kTimeInputFormatKind, kFormat),
+    DropDown(1004, kTimeMode),
+    DropDown(1015, kTimeInputFormatKind, kFormat),
     Computed(1002, ShowFinalCaption),
     EditBox(1007, kTimePercent, kAnyForm, kFinal),
     Trackbar(1003, kTimePercent, Value(1018), kPercentageForm, kPercentage),

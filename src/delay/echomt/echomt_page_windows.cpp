@@ -40,7 +40,7 @@ constexpr PageControl kControls[] = {
     Fader(4026, kEchomtTapGain, Value(4027), kPercentForm, kGainOfTap),
     Trackbar(4029, kEchomtTapDelay, Box(4118), kGroupedForm, kDelayOfTap),
     Trackbar(4031, kEchomtTapPan, Value(4038), kPercentForm, kPanOfTap),
-    List(4043, kEchomtGraphResolution, {.numbers = kGraphSpans, .invalidates = kGraph}),
+    DropDown(4043, kEchomtGraphResolution, {.numbers = kGraphSpans, .invalidates = kGraph}),
 };
 
 constexpr EnableRule kRules[] = {
