@@ -46,13 +46,15 @@ HRESULT NormaliseBlock(CMediaType& type) {
 
 HRESULT CQvStretchInputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
   if (const HRESULT result = transform().CheckInputType(type); result != S_OK) return result;
-  const CTransformOutputPin* const output = transform().outputPin();
-  if (output == nullptr || !output->IsConnected()) return S_OK;
-  if (transform().CheckTransform(type, output->connectionType().get()) == S_OK) return S_OK;
+  CTransformOutputPin* const output = transform().outputPin();
+  const ComPtr<IPin> far = output != nullptr ? output->GetConnected() : ComPtr<IPin>();
+  CMediaType going;
+  if (!far || FAILED(output->ConnectionMediaType(&going.get()))) return S_OK;
+  if (transform().CheckTransform(type, going.get()) == S_OK) return S_OK;
   CMediaType normalised;
   if (const HRESULT result = normalised.Set(type); FAILED(result)) return result;
   if (const HRESULT result = NormaliseBlock(normalised); result != S_OK) return result;
-  return output->GetConnected()->QueryAccept(&normalised.get());
+  return far->QueryAccept(&normalised.get());
 }
 
 CTransformInputPin* CQvStretchFilter::CreateInputPin() {
@@ -72,11 +74,13 @@ HRESULT CQvStretchFilter::CheckTransform(const AM_MEDIA_TYPE& in, const AM_MEDIA
 }
 
 HRESULT CQvStretchFilter::GetMediaType(int position, CMediaType& type) {
-  const CTransformInputPin* const input = inputPin();
+  CTransformInputPin* const input = inputPin();
   if (input == nullptr || !input->IsConnected()) return E_UNEXPECTED;
   if (position < 0) return E_INVALIDARG;
   if (position > 0) return VFW_S_NO_MORE_ITEMS;
-  if (const HRESULT result = type.Set(input->connectionType().get()); FAILED(result)) return result;
+  CMediaType coming;
+  if (const HRESULT result = input->ConnectionMediaType(&coming.get()); FAILED(result)) return result;
+  type.Swap(coming);
   return NormaliseBlock(type);
 }
 

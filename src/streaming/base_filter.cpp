@@ -61,15 +61,13 @@ HRESULT CBaseFilter::GetState(DWORD, FILTER_STATE* state) {
 }
 
 HRESULT CBaseFilter::SetSyncSource(IReferenceClock* clock) {
-  const std::lock_guard guard(filterLock_);
-  clock_ = ComPtr<IReferenceClock>(clock);
+  Link(clock_, ComPtr<IReferenceClock>(clock));
   return S_OK;
 }
 
 HRESULT CBaseFilter::GetSyncSource(IReferenceClock** clock) {
   if (clock == nullptr) return E_POINTER;
-  const std::lock_guard guard(filterLock_);
-  *clock = ComPtr<IReferenceClock>(clock_).Detach();
+  *clock = Linked(clock_).Detach();
   return S_OK;
 }
 
@@ -96,7 +94,7 @@ HRESULT CBaseFilter::FindPin(LPCWSTR id, IPin** pin) {
 
 HRESULT CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
   if (info == nullptr) return E_POINTER;
-  const std::lock_guard guard(filterLock_);
+  const std::lock_guard guard(linkLock_);
   CopyText(info->achName, name_.data());
   info->pGraph = graph_;
   if (graph_ != nullptr) graph_->AddRef();
@@ -104,7 +102,7 @@ HRESULT CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 }
 
 HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
-  const std::lock_guard guard(filterLock_);
+  const std::lock_guard guard(linkLock_);
   graph_ = graph;
   if (name != nullptr) {
     CopyText(name_, name);
@@ -112,6 +110,11 @@ HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) {
     name_[0] = 0;
   }
   return S_OK;
+}
+
+ComPtr<IFilterGraph> CBaseFilter::graph() const {
+  const std::lock_guard guard(linkLock_);
+  return ComPtr<IFilterGraph>(graph_);
 }
 
 HRESULT CBaseFilter::QueryVendorInfo(LPWSTR*) {
@@ -131,8 +134,8 @@ HRESULT CBaseFilter::Enter(bool enter) {
 }
 
 HRESULT CBaseFilter::ReconnectPin(IPin* pin) {
-  const std::lock_guard guard(filterLock_);
-  return graph_ != nullptr ? graph_->Reconnect(pin) : VFW_E_NOT_IN_GRAPH;
+  const ComPtr<IFilterGraph> own = graph();
+  return own ? own->Reconnect(pin) : VFW_E_NOT_IN_GRAPH;
 }
 
 }  // namespace korva

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <mutex>
+#include <utility>
 
 #include "platform/locks.h"
 #include "platform/media.h"
@@ -16,8 +17,10 @@ class CBasePin;
 
 /// A filter: numbered pins, a state, a clock, a place in a graph.
 ///
-/// `filterLock` is held across state changes and connections. The streaming path never takes it: state is read there
-/// as an atomic, so that a call downstream under the receive lock cannot wait on a state change.
+/// `filterLock` is held across state changes and connections. Neither the streaming path nor anything that a neighbour
+/// in the graph may ask takes it: the state is an atomic, and what this filter is linked with (the pins' connections
+/// and allocators, the clock, the graph) is copied under `linkLock`. So a call downstream cannot end in a wait for a
+/// state change that itself waits for the stream.
 class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
  public:
   CBaseFilter(IUnknown* outer, REFCLSID classId) : CUnknown(outer), classId_(classId) {}
@@ -50,9 +53,22 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   FILTER_STATE state() const noexcept { return state_.load(); }
   bool IsStopped() const noexcept { return state() == State_Stopped; }
   LONG PinVersion() const noexcept { return pinVersion_.load(); }
-  /// The graph, with no reference: a graph outlives its filters' membership.
-  IFilterGraph* graph() const noexcept { return graph_; }
+  ComPtr<IFilterGraph> graph() const;
   platform::RecursiveLock& filterLock() noexcept { return filterLock_; }
+  /// The innermost lock: held to copy or change a link and its count, never across any other call.
+  platform::Lock& linkLock() const noexcept { return linkLock_; }
+  /// A link, with a reference of the caller's own.
+  template <class Interface>
+  ComPtr<Interface> Linked(const ComPtr<Interface>& link) const {
+    const std::lock_guard guard(linkLock_);
+    return link;
+  }
+  /// Changes a link; what was there is let go after the lock.
+  template <class Interface>
+  void Link(ComPtr<Interface>& link, ComPtr<Interface> next) {
+    const std::lock_guard guard(linkLock_);
+    std::swap(link, next);
+  }
   /// Asks the graph to renegotiate `pin`; `VFW_E_NOT_IN_GRAPH` with no graph.
   HRESULT ReconnectPin(IPin* pin);
 
@@ -67,10 +83,11 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
 
   const CLSID classId_;
   platform::RecursiveLock filterLock_;
+  mutable platform::Lock linkLock_;
   std::atomic<FILTER_STATE> state_{State_Stopped};
   std::atomic<LONG> pinVersion_{1};
   ComPtr<IReferenceClock> clock_;
-  IFilterGraph* graph_ = nullptr;
+  IFilterGraph* graph_ = nullptr;  // not counted: a graph outlives its filters' membership
   std::array<WCHAR, MAX_FILTER_NAME> name_{};
 };
 

@@ -77,7 +77,7 @@ HRESULT CBasePin::AttemptConnection(IPin* receivePin, const AM_MEDIA_TYPE& type)
     BreakConnect();
     return RefusedType(result);
   }
-  connected_ = ComPtr<IPin>(receivePin);
+  filter_.Link(connected_, ComPtr<IPin>(receivePin));
   result = SetMediaType(type);
   if (SUCCEEDED(result)) result = receivePin->ReceiveConnection(this, &type);
   if (SUCCEEDED(result)) {
@@ -85,8 +85,7 @@ HRESULT CBasePin::AttemptConnection(IPin* receivePin, const AM_MEDIA_TYPE& type)
     if (SUCCEEDED(result)) return result;
     receivePin->Disconnect();
   }
-  connected_.Reset();
-  type_.Reset();
+  ForgetConnection();
   BreakConnect();
   return result;
 }
@@ -106,12 +105,11 @@ HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) 
     BreakConnect();
     return RefusedType(result);
   }
-  connected_ = ComPtr<IPin>(connector);
+  filter_.Link(connected_, ComPtr<IPin>(connector));
   result = SetMediaType(*type);
   if (SUCCEEDED(result)) result = CompleteConnect(connector);
   if (SUCCEEDED(result)) return S_OK;
-  connected_.Reset();
-  type_.Reset();
+  ForgetConnection();
   BreakConnect();
   return result;
 }
@@ -126,9 +124,29 @@ HRESULT CBasePin::DropConnection() {
   if (!connected_) return S_FALSE;
   const HRESULT result = BreakConnect();
   if (FAILED(result)) return result;
-  connected_.Reset();
-  type_.Reset();
+  ForgetConnection();
   return S_OK;
+}
+
+void CBasePin::ForgetConnection() {
+  ComPtr<IPin> peer;
+  CMediaType type;
+  const std::lock_guard guard(filter_.linkLock());
+  std::swap(connected_, peer);
+  type_.Swap(type);
+}
+
+HRESULT CBasePin::SetMediaType(const AM_MEDIA_TYPE& type) {
+  CMediaType copy;
+  if (const HRESULT result = copy.Set(type); FAILED(result)) return result;
+  const std::lock_guard guard(filter_.linkLock());
+  type_.Swap(copy);
+  return S_OK;
+}
+
+bool CBasePin::IsConnected() const {
+  const std::lock_guard guard(filter_.linkLock());
+  return static_cast<bool>(connected_);
 }
 
 HRESULT CBasePin::CheckConnect(IPin* pin) {
@@ -139,15 +157,15 @@ HRESULT CBasePin::CheckConnect(IPin* pin) {
 
 HRESULT CBasePin::ConnectedTo(IPin** pin) {
   if (pin == nullptr) return E_POINTER;
-  const std::lock_guard guard(filter_.filterLock());
-  *pin = ComPtr<IPin>(connected_).Detach();
+  *pin = GetConnected().Detach();
   return *pin != nullptr ? S_OK : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
   if (type == nullptr) return E_POINTER;
-  const std::lock_guard guard(filter_.filterLock());
-  if (connected_) return CopyMediaType(*type, type_.get());
+  const std::lock_guard guard(filter_.linkLock());
+  // A connection that is only being made has no type yet.
+  if (connected_ && !type_.empty()) return CopyMediaType(*type, type_.get());
   *type = AM_MEDIA_TYPE{};
   return VFW_E_NOT_CONNECTED;
 }
@@ -199,9 +217,14 @@ HRESULT CBasePin::Notify(IBaseFilter*, Quality) {
 }
 
 HRESULT CBasePin::SetSink(IQualityControl* sink) {
-  const std::lock_guard guard(filter_.filterLock());
+  const std::lock_guard guard(filter_.linkLock());
   qualitySink_ = sink;
   return S_OK;
+}
+
+ComPtr<IQualityControl> CBasePin::qualitySink() const {
+  const std::lock_guard guard(filter_.linkLock());
+  return ComPtr<IQualityControl>(qualitySink_);
 }
 
 HRESULT CBasePin::GetMediaType(int, CMediaType&) {
@@ -232,19 +255,21 @@ HRESULT CBaseInputPin::EndFlush() {
 
 HRESULT CBaseInputPin::GetAllocator(IMemAllocator** allocator) {
   if (allocator == nullptr) return E_POINTER;
-  const std::lock_guard guard(filter().filterLock());
-  if (!allocator_) {
-    if (const HRESULT result = CreateMemoryAllocator(allocator_.Put()); FAILED(result)) return result;
-  }
+  *allocator = this->allocator().Detach();
+  if (*allocator != nullptr) return S_OK;
+  ComPtr<IMemAllocator> made;
+  if (const HRESULT result = CreateMemoryAllocator(made.Put()); FAILED(result)) return result;
+  const std::lock_guard guard(filter().linkLock());
+  // Of two that ask at once, both get the same.
+  if (!allocator_) allocator_ = made;
   *allocator = ComPtr<IMemAllocator>(allocator_).Detach();
   return S_OK;
 }
 
 HRESULT CBaseInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) {
   if (allocator == nullptr) return E_POINTER;
-  const std::lock_guard guard(filter().filterLock());
-  allocator_ = ComPtr<IMemAllocator>(allocator);
-  readOnly_ = readOnly != 0;
+  readOnly_.store(readOnly != 0);
+  filter().Link(allocator_, ComPtr<IMemAllocator>(allocator));
   return S_OK;
 }
 
@@ -265,30 +290,32 @@ HRESULT CBaseInputPin::ReceiveMultiple(IMediaSample** samples, LONG count, LONG*
 HRESULT CBaseInputPin::Inactive() {
   runtimeError_.store(false);
   flushing_.store(false);
-  return allocator_ ? allocator_->Decommit() : S_OK;
+  const ComPtr<IMemAllocator> used = allocator();
+  return used ? used->Decommit() : S_OK;
 }
 
 HRESULT CBaseInputPin::BreakConnect() {
-  if (allocator_) allocator_->Decommit();
-  allocator_.Reset();
-  readOnly_ = false;
+  if (const ComPtr<IMemAllocator> used = allocator(); used) used->Decommit();
+  filter().Link(allocator_, ComPtr<IMemAllocator>());
+  readOnly_.store(false);
   return S_OK;
 }
 
 HRESULT CBaseOutputPin::CheckConnect(IPin* pin) {
   if (const HRESULT result = CBasePin::CheckConnect(pin); FAILED(result)) return result;
-  peer_ = Query<IMemInputPin>(pin);
-  return peer_ ? S_OK : E_NOINTERFACE;
+  const ComPtr<IMemInputPin> found = Query<IMemInputPin>(pin);
+  filter().Link(peer_, found);
+  return found ? S_OK : E_NOINTERFACE;
 }
 
 HRESULT CBaseOutputPin::CompleteConnect(IPin*) {
-  return DecideAllocator(*peer_.Get());
+  return DecideAllocator(*peer().Get());
 }
 
 HRESULT CBaseOutputPin::BreakConnect() {
-  if (allocator_) allocator_->Decommit();
-  allocator_.Reset();
-  peer_.Reset();
+  if (const ComPtr<IMemAllocator> used = allocator(); used) used->Decommit();
+  UseAllocator(nullptr);
+  filter().Link(peer_, ComPtr<IMemInputPin>());
   return S_OK;
 }
 
@@ -313,36 +340,44 @@ HRESULT CBaseOutputPin::TryAllocator(IMemInputPin& peer, IMemAllocator* allocato
 }
 
 HRESULT CBaseOutputPin::Active() {
-  return allocator_ ? allocator_->Commit() : VFW_E_NO_ALLOCATOR;
+  const ComPtr<IMemAllocator> used = allocator();
+  return used ? used->Commit() : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT CBaseOutputPin::Inactive() {
-  return allocator_ ? allocator_->Decommit() : VFW_E_NO_ALLOCATOR;
+  const ComPtr<IMemAllocator> used = allocator();
+  return used ? used->Decommit() : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop,
                                           DWORD flags) {
-  return allocator_ ? allocator_->GetBuffer(sample, start, stop, flags) : VFW_E_NO_ALLOCATOR;
+  const ComPtr<IMemAllocator> used = allocator();
+  return used ? used->GetBuffer(sample, start, stop, flags) : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT CBaseOutputPin::Deliver(IMediaSample* sample) {
-  return peer_ ? peer_->Receive(sample) : VFW_E_NOT_CONNECTED;
+  const ComPtr<IMemInputPin> to = peer();
+  return to ? to->Receive(sample) : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverEndOfStream() {
-  return IsConnected() ? GetConnected()->EndOfStream() : VFW_E_NOT_CONNECTED;
+  const ComPtr<IPin> to = GetConnected();
+  return to ? to->EndOfStream() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverBeginFlush() {
-  return IsConnected() ? GetConnected()->BeginFlush() : VFW_E_NOT_CONNECTED;
+  const ComPtr<IPin> to = GetConnected();
+  return to ? to->BeginFlush() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverEndFlush() {
-  return IsConnected() ? GetConnected()->EndFlush() : VFW_E_NOT_CONNECTED;
+  const ComPtr<IPin> to = GetConnected();
+  return to ? to->EndFlush() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
-  return IsConnected() ? GetConnected()->NewSegment(start, stop, rate) : VFW_E_NOT_CONNECTED;
+  const ComPtr<IPin> to = GetConnected();
+  return to ? to->NewSegment(start, stop, rate) : VFW_E_NOT_CONNECTED;
 }
 
 }  // namespace korva

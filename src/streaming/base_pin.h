@@ -26,7 +26,8 @@ namespace korva {
 /// A pin of a filter: negotiates a media type with a pin of another filter. It lives as long as its filter, whose
 /// references its own are.
 ///
-/// Connections are made and broken while the filter is stopped, under the filter lock.
+/// Connections are made and broken while the filter is stopped, under the filter lock. What is asked of a pin is
+/// answered from copies made under the link lock, so any thread may ask at any time, from inside any call.
 class CBasePin : public CBaseObject, public IPin, public IQualityControl {
  public:
   /// `name` and `id` are kept as they are given.
@@ -54,9 +55,10 @@ class CBasePin : public CBaseObject, public IPin, public IQualityControl {
   HRESULT Notify(IBaseFilter* self, Quality quality) override;
   HRESULT SetSink(IQualityControl* sink) override;
 
-  bool IsConnected() const noexcept { return static_cast<bool>(connected_); }
-  /// The pin at the other end, with no reference added.
-  IPin* GetConnected() const noexcept { return connected_.Get(); }
+  bool IsConnected() const;
+  /// The pin at the other end; empty while not connected.
+  ComPtr<IPin> GetConnected() const { return filter_.Linked(connected_); }
+  /// Under the filter lock, and in a stream that runs. Elsewhere `ConnectionMediaType` makes a copy.
   const CMediaType& connectionType() const noexcept { return type_; }
   const WCHAR* id() const noexcept { return id_; }
   LONG MediaTypeVersion() const noexcept { return typeVersion_.load(); }
@@ -64,7 +66,7 @@ class CBasePin : public CBaseObject, public IPin, public IQualityControl {
   /// The type `position` that this pin proposes; `VFW_S_NO_MORE_ITEMS` past the last.
   virtual HRESULT GetMediaType(int position, CMediaType& type);
   virtual HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) = 0;
-  virtual HRESULT SetMediaType(const AM_MEDIA_TYPE& type) { return type_.Set(type); }
+  virtual HRESULT SetMediaType(const AM_MEDIA_TYPE& type);
   /// The filter leaves, or returns to, the stopped state.
   virtual HRESULT Active() { return S_OK; }
   virtual HRESULT Inactive() { return S_OK; }
@@ -76,6 +78,8 @@ class CBasePin : public CBaseObject, public IPin, public IQualityControl {
   /// Whether types are tried in this pin's own order before the other's.
   virtual bool ProposesFirst() const noexcept { return false; }
   void TypesChanged() noexcept { typeVersion_.fetch_add(1); }
+  /// Where `SetSink` sends quality messages; empty for nowhere.
+  ComPtr<IQualityControl> qualitySink() const;
 
   CBaseFilter& filter() const noexcept { return filter_; }
 
@@ -84,6 +88,7 @@ class CBasePin : public CBaseObject, public IPin, public IQualityControl {
   HRESULT AttemptConnection(IPin* receivePin, const AM_MEDIA_TYPE& type);
   HRESULT TryTypesOf(IPin* proposer, IPin* receivePin, const AM_MEDIA_TYPE* wanted);
   HRESULT DropConnection();
+  void ForgetConnection();
 
   CBaseFilter& filter_;
   const PIN_DIRECTION direction_;
@@ -118,15 +123,15 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   virtual HRESULT CheckStreaming();
   void SetRuntimeError() noexcept { runtimeError_.store(true); }
   bool IsFlushing() const noexcept { return flushing_.load(); }
-  IMemAllocator* allocator() const noexcept { return allocator_.Get(); }
-  bool IsReadOnly() const noexcept { return readOnly_; }
+  ComPtr<IMemAllocator> allocator() const { return filter().Linked(allocator_); }
+  bool IsReadOnly() const noexcept { return readOnly_.load(); }
 
  protected:
   HRESULT BreakConnect() override;
 
  private:
   ComPtr<IMemAllocator> allocator_;
-  bool readOnly_ = false;
+  std::atomic<bool> readOnly_{false};
   std::atomic<bool> flushing_{false};
   std::atomic<bool> runtimeError_{false};
 };
@@ -152,8 +157,8 @@ class CBaseOutputPin : public CBasePin {
   HRESULT DeliverEndFlush();
   HRESULT DeliverNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
 
-  IMemAllocator* allocator() const noexcept { return allocator_.Get(); }
-  IMemInputPin* peer() const noexcept { return peer_.Get(); }
+  ComPtr<IMemAllocator> allocator() const { return filter().Linked(allocator_); }
+  ComPtr<IMemInputPin> peer() const { return filter().Linked(peer_); }
 
  protected:
   HRESULT CheckConnect(IPin* pin) override;
@@ -164,11 +169,11 @@ class CBaseOutputPin : public CBasePin {
   virtual HRESULT DecideAllocator(IMemInputPin& peer);
   /// Fills in and sets the properties of `allocator`.
   virtual HRESULT DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) = 0;
-  void UseAllocator(IMemAllocator* allocator) noexcept { allocator_ = ComPtr<IMemAllocator>(allocator); }
-
- private:
+  void UseAllocator(IMemAllocator* allocator) { filter().Link(allocator_, ComPtr<IMemAllocator>(allocator)); }
+  /// Sets `allocator` up and uses it, if `peer` takes it.
   HRESULT TryAllocator(IMemInputPin& peer, IMemAllocator* allocator, ALLOCATOR_PROPERTIES properties);
 
+ private:
   ComPtr<IMemInputPin> peer_;
   ComPtr<IMemAllocator> allocator_;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "audio/format_record.h"
 #include "platform/media.h"
 
@@ -35,6 +37,7 @@ class CMediaType {
   /// An audio type with `format` as its block.
   HRESULT SetWave(const FormatRecord& format) noexcept;
   void Reset() noexcept { FreeMediaType(type_); }
+  void Swap(CMediaType& other) noexcept { std::swap(type_, other.type_); }
 
   bool empty() const noexcept { return type_.majortype == GUID_NULL; }
   const AM_MEDIA_TYPE& get() const noexcept { return type_; }

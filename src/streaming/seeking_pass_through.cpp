@@ -1,17 +1,14 @@
 #include "streaming/seeking_pass_through.h"
 
+#include "streaming/transform_filter.h"
+
 namespace korva {
 
-HRESULT CSeekingPassThru::NonDelegatingQueryInterface(REFIID iid, void** out) {
-  KORVA_ANSWER_OR(CUnknown, AnswerInterface<IMediaSeeking>(this, iid, out));
-}
-
-template <class... Parameters, class... Arguments>
-HRESULT CSeekingPassThru::Upstream(HRESULT (IMediaSeeking::*operation)(Parameters...), Arguments... arguments) {
-  ComPtr<IPin> peer;
-  if (FAILED(input_.ConnectedTo(peer.Put()))) return E_NOTIMPL;
-  const ComPtr<IMediaSeeking> seeking = Query<IMediaSeeking>(peer.Get());
-  return seeking ? (seeking.Get()->*operation)(arguments...) : E_NOTIMPL;
+template <class Interface, class Operation, class... Arguments>
+HRESULT CSeekingPassThru::AskOr(HRESULT otherwise, Operation operation, Arguments... arguments) {
+  const ComPtr<IPin> peer = filter_.inputPin()->GetConnected();
+  const ComPtr<Interface> upstream = Query<Interface>(peer.Get());
+  return upstream ? (upstream.Get()->*operation)(arguments...) : otherwise;
 }
 
 HRESULT CSeekingPassThru::GetCapabilities(DWORD* capabilities) {
@@ -65,6 +62,61 @@ HRESULT CSeekingPassThru::GetRate(double* rate) {
 }
 HRESULT CSeekingPassThru::GetPreroll(LONGLONG* preroll) {
   return Upstream(&IMediaSeeking::GetPreroll, preroll);
+}
+
+HRESULT CSeekingPassThru::get_Duration(REFTIME* length) {
+  return Upstream(&IMediaPosition::get_Duration, length);
+}
+HRESULT CSeekingPassThru::put_CurrentPosition(REFTIME time) {
+  return Upstream(&IMediaPosition::put_CurrentPosition, time);
+}
+HRESULT CSeekingPassThru::get_CurrentPosition(REFTIME* time) {
+  return Upstream(&IMediaPosition::get_CurrentPosition, time);
+}
+HRESULT CSeekingPassThru::get_StopTime(REFTIME* time) {
+  return Upstream(&IMediaPosition::get_StopTime, time);
+}
+HRESULT CSeekingPassThru::put_StopTime(REFTIME time) {
+  return Upstream(&IMediaPosition::put_StopTime, time);
+}
+HRESULT CSeekingPassThru::get_PrerollTime(REFTIME* time) {
+  return Upstream(&IMediaPosition::get_PrerollTime, time);
+}
+HRESULT CSeekingPassThru::put_PrerollTime(REFTIME time) {
+  return Upstream(&IMediaPosition::put_PrerollTime, time);
+}
+HRESULT CSeekingPassThru::put_Rate(double rate) {
+  return Upstream(&IMediaPosition::put_Rate, rate);
+}
+HRESULT CSeekingPassThru::get_Rate(double* rate) {
+  return Upstream(&IMediaPosition::get_Rate, rate);
+}
+HRESULT CSeekingPassThru::CanSeekForward(LONG* can) {
+  return Upstream(&IMediaPosition::CanSeekForward, can);
+}
+HRESULT CSeekingPassThru::CanSeekBackward(LONG* can) {
+  return Upstream(&IMediaPosition::CanSeekBackward, can);
+}
+
+HRESULT CSeekingPassThru::GetTypeInfoCount(UINT* count) {
+  if (count == nullptr) return E_POINTER;
+  *count = 0;
+  return AskOr<IMediaPosition>(S_OK, &IMediaPosition::GetTypeInfoCount, count);
+}
+HRESULT CSeekingPassThru::GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) {
+  if (info == nullptr) return E_POINTER;
+  *info = nullptr;
+  return AskOr<IMediaPosition>(DISP_E_BADINDEX, &IMediaPosition::GetTypeInfo, index, locale, info);
+}
+HRESULT CSeekingPassThru::GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) {
+  if (names == nullptr || ids == nullptr) return E_POINTER;
+  for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
+  return AskOr<IMediaPosition>(DISP_E_UNKNOWNNAME, &IMediaPosition::GetIDsOfNames, reserved, names, count, locale, ids);
+}
+HRESULT CSeekingPassThru::Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags, DISPPARAMS* parameters,
+                                 VARIANT* result, EXCEPINFO* exception, UINT* badArgument) {
+  return AskOr<IMediaPosition>(DISP_E_MEMBERNOTFOUND, &IMediaPosition::Invoke, member, reserved, locale, flags,
+                               parameters, result, exception, badArgument);
 }
 
 }  // namespace korva

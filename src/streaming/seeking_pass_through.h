@@ -1,17 +1,21 @@
 #pragma once
 
-#include "streaming/base_pin.h"
+#include "platform/media_position.h"
 #include "streaming/unknown.h"
 
 namespace korva {
 
-/// Part of an output pin: answers a host's seeking commands with what the filter upstream of `input` answers, since a
-/// transform has no position of its own. `E_NOTIMPL` while nothing upstream can seek.
-class CSeekingPassThru final : public CUnknown, public IMediaSeeking {
+class CTransformFilter;
+
+/// Part of an output pin: answers a host's seeking commands, in both published forms, with what the filter upstream
+/// answers, since a transform has no position of its own. `E_NOTIMPL` while nothing upstream can seek.
+///
+/// Takes no lock but the link lock: a renderer asks from inside its end of stream.
+class CSeekingPassThru final : public IMediaSeeking, public IMediaPosition {
  public:
-  CSeekingPassThru(IUnknown* pin, CBasePin& input) noexcept : CUnknown(pin), input_(input) {}
+  CSeekingPassThru(IUnknown* pin, CTransformFilter& filter) noexcept : pin_(pin), filter_(filter) {}
+  IUnknown* GetOwner() const noexcept { return pin_; }
   KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
 
   HRESULT GetCapabilities(DWORD* capabilities) override;
   HRESULT CheckCapabilities(DWORD* capabilities) override;
@@ -32,11 +36,40 @@ class CSeekingPassThru final : public CUnknown, public IMediaSeeking {
   HRESULT GetRate(double* rate) override;
   HRESULT GetPreroll(LONGLONG* preroll) override;
 
- private:
-  template <class... Parameters, class... Arguments>
-  HRESULT Upstream(HRESULT (IMediaSeeking::*operation)(Parameters...), Arguments... arguments);
+  HRESULT get_Duration(REFTIME* length) override;
+  HRESULT put_CurrentPosition(REFTIME time) override;
+  HRESULT get_CurrentPosition(REFTIME* time) override;
+  HRESULT get_StopTime(REFTIME* time) override;
+  HRESULT put_StopTime(REFTIME time) override;
+  HRESULT get_PrerollTime(REFTIME* time) override;
+  HRESULT put_PrerollTime(REFTIME time) override;
+  HRESULT put_Rate(double rate) override;
+  HRESULT get_Rate(double* rate) override;
+  HRESULT CanSeekForward(LONG* can) override;
+  HRESULT CanSeekBackward(LONG* can) override;
 
-  CBasePin& input_;
+  // Calls by name. With nothing upstream there are no names: no type information, and no member is found.
+  HRESULT GetTypeInfoCount(UINT* count) override;
+  HRESULT GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
+  HRESULT GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale, DISPID* ids) override;
+  HRESULT Invoke(DISPID member, REFIID reserved, LCID locale, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                 EXCEPINFO* exception, UINT* badArgument) override;
+
+ private:
+  /// Calls `operation` of the pin upstream, or answers `otherwise`.
+  template <class Interface, class Operation, class... Arguments>
+  HRESULT AskOr(HRESULT otherwise, Operation operation, Arguments... arguments);
+  template <class... Parameters, class... Arguments>
+  HRESULT Upstream(HRESULT (IMediaSeeking::*operation)(Parameters...), Arguments... arguments) {
+    return AskOr<IMediaSeeking>(E_NOTIMPL, operation, arguments...);
+  }
+  template <class... Parameters, class... Arguments>
+  HRESULT Upstream(HRESULT (IMediaPosition::*operation)(Parameters...), Arguments... arguments) {
+    return AskOr<IMediaPosition>(E_NOTIMPL, operation, arguments...);
+  }
+
+  IUnknown* const pin_;
+  CTransformFilter& filter_;
 };
 
 }  // namespace korva

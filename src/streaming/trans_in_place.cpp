@@ -4,23 +4,27 @@
 #include <cstring>
 #include <new>
 
+#include "streaming/allocator.h"
+
 namespace korva {
 namespace {
 
 /// Whether a type that fits this filter also fits the connection on its other side: there it must be the type in use,
 /// or one that the pin at the far end would change to.
-HRESULT CheckAgainst(const CBasePin* other, const AM_MEDIA_TYPE& type) {
-  if (other == nullptr || !other->IsConnected()) return S_OK;
-  if (SameMediaType(other->connectionType().get(), type)) return S_OK;
-  return other->GetConnected()->QueryAccept(&type);
+HRESULT CheckAgainst(CBasePin* other, const AM_MEDIA_TYPE& type) {
+  const ComPtr<IPin> far = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
+  CMediaType used;
+  if (!far || FAILED(other->ConnectionMediaType(&used.get()))) return S_OK;
+  if (SameMediaType(used.get(), type)) return S_OK;
+  return far->QueryAccept(&type);
 }
 
 /// The types of the pin at the far end of `other`: an in-place transform has none of its own to propose.
 HRESULT EnumTypesBeyond(const CBasePin* other, IEnumMediaTypes** enumerator) {
   if (enumerator == nullptr) return E_POINTER;
   *enumerator = nullptr;
-  if (other == nullptr || !other->IsConnected()) return VFW_E_NOT_CONNECTED;
-  return other->GetConnected()->EnumMediaTypes(enumerator);
+  const ComPtr<IPin> far = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
+  return far ? far->EnumMediaTypes(enumerator) : VFW_E_NOT_CONNECTED;
 }
 
 bool Meets(const ALLOCATOR_PROPERTIES& has, const ALLOCATOR_PROPERTIES& wanted) {
@@ -60,30 +64,31 @@ HRESULT CTransInPlaceInputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
 
 HRESULT CTransInPlaceInputPin::GetAllocator(IMemAllocator** allocator) {
   if (allocator == nullptr) return E_POINTER;
-  const std::lock_guard guard(inPlace_.filterLock());
+  *allocator = nullptr;
   const CTransformOutputPin* const output = inPlace_.outputPin();
-  if (output != nullptr && output->IsConnected() && output->allocator() != nullptr) {
-    *allocator = ComPtr<IMemAllocator>(output->allocator()).Detach();
-    return S_OK;
-  }
-  return CTransformInputPin::GetAllocator(allocator);
+  if (output != nullptr && output->IsConnected()) *allocator = output->allocator().Detach();
+  return *allocator != nullptr ? S_OK : CTransformInputPin::GetAllocator(allocator);
 }
 
 HRESULT CTransInPlaceInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) {
-  const std::lock_guard guard(inPlace_.filterLock());
-  if (const HRESULT result = CTransformInputPin::NotifyAllocator(allocator, readOnly); FAILED(result)) return result;
+  if (allocator == nullptr) return E_POINTER;
   auto* const output = static_cast<CTransInPlaceOutputPin*>(inPlace_.outputPin());
-  if (output != nullptr && output->IsConnected() && output->allocator() != allocator) {
-    output->ShareAllocator(allocator, readOnly);
+  const bool connected = output != nullptr && output->IsConnected();
+  const bool shared = connected && output->allocator().Get() == allocator;
+  if (shared && readOnly != 0) {
+    // A copy would wait for the very buffer that upstream holds.
+    if (const HRESULT result = output->LeaveAllocator(*allocator); FAILED(result)) return result;
   }
+  if (const HRESULT result = CTransformInputPin::NotifyAllocator(allocator, readOnly); FAILED(result)) return result;
+  if (connected && !shared) output->ShareAllocator(*allocator, readOnly);
   return S_OK;
 }
 
 HRESULT CTransInPlaceInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) {
   if (properties == nullptr) return E_POINTER;
   const CTransformOutputPin* const output = inPlace_.outputPin();
-  if (output == nullptr || !output->IsConnected()) return E_NOTIMPL;
-  return output->peer()->GetAllocatorRequirements(properties);
+  const ComPtr<IMemInputPin> far = output != nullptr ? output->peer() : ComPtr<IMemInputPin>();
+  return far ? far->GetAllocatorRequirements(properties) : E_NOTIMPL;
 }
 
 CTransInPlaceOutputPin::CTransInPlaceOutputPin(CTransInPlaceFilter& filter)
@@ -100,33 +105,44 @@ HRESULT CTransInPlaceOutputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
 
 HRESULT CTransInPlaceOutputPin::DecideAllocator(IMemInputPin& peer) {
   const CTransformInputPin* const input = inPlace_.inputPin();
-  if (input == nullptr || !input->IsConnected() || input->allocator() == nullptr || input->IsReadOnly()) {
-    return CTransformOutputPin::DecideAllocator(peer);
-  }
+  const ComPtr<IMemAllocator> upstream = input != nullptr ? input->allocator() : ComPtr<IMemAllocator>();
+  if (!upstream || !input->IsConnected() || input->IsReadOnly()) return CTransformOutputPin::DecideAllocator(peer);
   ALLOCATOR_PROPERTIES wanted{};
   peer.GetAllocatorRequirements(&wanted);
-  if (SUCCEEDED(Accommodate(*input->allocator(), wanted)) &&
-      SUCCEEDED(peer.NotifyAllocator(input->allocator(), FALSE))) {
-    UseAllocator(input->allocator());
+  if (SUCCEEDED(Accommodate(*upstream.Get(), wanted)) && SUCCEEDED(peer.NotifyAllocator(upstream.Get(), FALSE))) {
+    UseAllocator(upstream.Get());
     return S_OK;
   }
   return CTransformOutputPin::DecideAllocator(peer);
 }
 
-void CTransInPlaceOutputPin::ShareAllocator(IMemAllocator* allocator, BOOL readOnly) {
+void CTransInPlaceOutputPin::ShareAllocator(IMemAllocator& allocator, BOOL readOnly) {
+  const ComPtr<IMemInputPin> far = peer();
+  if (!far) return;
   ALLOCATOR_PROPERTIES wanted{};
-  peer()->GetAllocatorRequirements(&wanted);
-  if (readOnly == 0 && SUCCEEDED(Accommodate(*allocator, wanted)) &&
-      SUCCEEDED(peer()->NotifyAllocator(allocator, FALSE))) {
-    UseAllocator(allocator);
+  far->GetAllocatorRequirements(&wanted);
+  if (readOnly == 0 && SUCCEEDED(Accommodate(allocator, wanted)) &&
+      SUCCEEDED(far->NotifyAllocator(&allocator, FALSE))) {
+    UseAllocator(&allocator);
     return;
   }
   // Two allocators then, and a copy for each sample: the buffers downstream must hold what comes from upstream.
+  const ComPtr<IMemAllocator> own = this->allocator();
   ALLOCATOR_PROPERTIES upstream{};
-  if (this->allocator() != nullptr && SUCCEEDED(allocator->GetProperties(&upstream))) {
+  if (own && SUCCEEDED(allocator.GetProperties(&upstream))) {
     ALLOCATOR_PROPERTIES least{1, upstream.cbBuffer, 1, 0};
-    Accommodate(*this->allocator(), least);
+    Accommodate(*own.Get(), least);
   }
+}
+
+HRESULT CTransInPlaceOutputPin::LeaveAllocator(IMemAllocator& allocator) {
+  const ComPtr<IMemInputPin> far = peer();
+  if (!far) return VFW_E_NOT_CONNECTED;
+  ALLOCATOR_PROPERTIES properties{};
+  if (const HRESULT result = allocator.GetProperties(&properties); FAILED(result)) return result;
+  ComPtr<IMemAllocator> own;
+  if (const HRESULT result = CreateMemoryAllocator(own.Put()); FAILED(result)) return result;
+  return TryAllocator(*far.Get(), own.Get(), properties);
 }
 
 HRESULT CTransInPlaceFilter::DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) {
@@ -134,8 +150,9 @@ HRESULT CTransInPlaceFilter::DecideBufferSize(IMemAllocator& allocator, ALLOCATO
   // connection sets anew.
   ALLOCATOR_PROPERTIES request{1, 1, 1, 0};
   const CTransformInputPin* const input = inputPin();
-  if (input != nullptr && input->IsConnected() && input->allocator() != nullptr) {
-    if (const HRESULT result = input->allocator()->GetProperties(&request); FAILED(result)) return result;
+  const ComPtr<IMemAllocator> upstream = input != nullptr ? input->allocator() : ComPtr<IMemAllocator>();
+  if (upstream && input->IsConnected()) {
+    if (const HRESULT result = upstream->GetProperties(&request); FAILED(result)) return result;
   }
   request.cBuffers = std::max({request.cBuffers, properties.cBuffers, LONG{1}});
   request.cbBuffer = std::max({request.cbBuffer, properties.cbBuffer, LONG{1}});
@@ -166,7 +183,7 @@ CTransformOutputPin* CTransInPlaceFilter::CreateOutputPin() {
 HRESULT CTransInPlaceFilter::Writable(IMediaSample* sample, ComPtr<IMediaSample>& writable) {
   const CTransformInputPin* const input = inputPin();
   const CTransformOutputPin* const output = outputPin();
-  const bool shared = !input->IsReadOnly() && input->allocator() == output->allocator();
+  const bool shared = !input->IsReadOnly() && input->allocator().Get() == output->allocator().Get();
   if (!shared) return CopySample(*sample, writable);
   writable = ComPtr<IMediaSample>(sample);
   return S_OK;

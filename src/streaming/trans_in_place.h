@@ -29,7 +29,10 @@ class CTransInPlaceOutputPin : public CTransformOutputPin {
   HRESULT EnumMediaTypes(IEnumMediaTypes** enumerator) override;
   HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override;
   /// The input was given `allocator`; deliver in it if the pin downstream takes it.
-  void ShareAllocator(IMemAllocator* allocator, BOOL readOnly);
+  void ShareAllocator(IMemAllocator& allocator, BOOL readOnly);
+  /// Changes from `allocator`, whose buffers upstream now holds, to one of our own; a failure if the pin downstream
+  /// takes no other.
+  HRESULT LeaveAllocator(IMemAllocator& allocator);
 
  protected:
   HRESULT DecideAllocator(IMemInputPin& peer) override;

@@ -1,8 +1,7 @@
 #include "streaming/transform_filter.h"
 
+#include <memory>
 #include <new>
-
-#include "streaming/seeking_pass_through.h"
 
 namespace korva {
 
@@ -11,9 +10,10 @@ CTransformInputPin::CTransformInputPin(CTransformFilter& filter)
 
 HRESULT CTransformInputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
   if (const HRESULT result = transform_.CheckInputType(type); result != S_OK) return result;
-  const CTransformOutputPin* const output = transform_.outputPin();
-  if (output == nullptr || !output->IsConnected()) return S_OK;
-  return transform_.CheckTransform(type, output->connectionType().get());
+  CTransformOutputPin* const output = transform_.outputPin();
+  CMediaType going;
+  if (output == nullptr || FAILED(output->ConnectionMediaType(&going.get()))) return S_OK;
+  return transform_.CheckTransform(type, going.get());
 }
 
 HRESULT CTransformInputPin::SetMediaType(const AM_MEDIA_TYPE& type) {
@@ -50,15 +50,14 @@ HRESULT CTransformInputPin::EndOfStream() {
   return transform_.EndOfStream();
 }
 
+// A flush waits for no state change: it may come from a seek inside the end of the very stream that a stop waits for.
 HRESULT CTransformInputPin::BeginFlush() {
-  const std::lock_guard guard(transform_.filterLock());
   if (!IsConnected()) return VFW_E_NOT_CONNECTED;
   CBaseInputPin::BeginFlush();
   return transform_.BeginFlush();
 }
 
 HRESULT CTransformInputPin::EndFlush() {
-  const std::lock_guard guard(transform_.filterLock());
   if (!IsConnected()) return VFW_E_NOT_CONNECTED;
   {
     // Nothing of the old stream may be on its way any more when the flush ends.
@@ -69,36 +68,32 @@ HRESULT CTransformInputPin::EndFlush() {
   return result;
 }
 
+HRESULT CTransformInputPin::PassNotify(Quality quality) {
+  if (const ComPtr<IQualityControl> sink = qualitySink(); sink) return sink->Notify(&transform_, quality);
+  const ComPtr<IPin> peer = GetConnected();
+  if (!peer) return VFW_E_NOT_CONNECTED;
+  const ComPtr<IQualityControl> upstream = Query<IQualityControl>(peer.Get());
+  return upstream ? upstream->Notify(&transform_, quality) : VFW_E_NO_SINK;
+}
+
 HRESULT CTransformInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
   return transform_.NewSegment(start, stop, rate);
 }
 
 CTransformOutputPin::CTransformOutputPin(CTransformFilter& filter)
-    : CBaseOutputPin(filter, KORVA_WTEXT("Output"), KORVA_WTEXT("Out")), transform_(filter) {}
-
-CTransformOutputPin::~CTransformOutputPin() {
-  if (seeking_ != nullptr) seeking_->InnerUnknown()->Release();
-}
+    : CBaseOutputPin(filter, KORVA_WTEXT("Output"), KORVA_WTEXT("Out")),
+      transform_(filter),
+      seeking_(static_cast<IPin*>(this), filter) {}
 
 HRESULT CTransformOutputPin::NonDelegatingQueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  if (iid != InterfaceId<IMediaSeeking>()) return CBaseOutputPin::NonDelegatingQueryInterface(iid, out);
-  const std::lock_guard guard(transform_.filterLock());
-  if (seeking_ == nullptr) {
-    *out = nullptr;
-    CTransformInputPin* const input = transform_.inputPin();
-    if (input == nullptr) return E_NOINTERFACE;
-    seeking_ = new (std::nothrow) CSeekingPassThru(static_cast<IPin*>(this), *input);
-    if (seeking_ == nullptr) return E_OUTOFMEMORY;
-    seeking_->InnerUnknown()->AddRef();
-  }
-  return seeking_->NonDelegatingQueryInterface(iid, out);
+  KORVA_ANSWER_OR(CBaseOutputPin, (AnswerInterface<IMediaSeeking, IMediaPosition>(&seeking_, iid, out)));
 }
 
 HRESULT CTransformOutputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
-  const CTransformInputPin* const input = transform_.inputPin();
-  if (input == nullptr || !input->IsConnected()) return E_INVALIDARG;
-  return transform_.CheckTransform(input->connectionType().get(), type);
+  CTransformInputPin* const input = transform_.inputPin();
+  CMediaType coming;
+  if (input == nullptr || FAILED(input->ConnectionMediaType(&coming.get()))) return E_INVALIDARG;
+  return transform_.CheckTransform(coming.get(), type);
 }
 
 HRESULT CTransformOutputPin::SetMediaType(const AM_MEDIA_TYPE& type) {
@@ -114,11 +109,9 @@ HRESULT CTransformOutputPin::GetMediaType(int position, CMediaType& type) {
 
 HRESULT CTransformOutputPin::Notify(IBaseFilter*, Quality quality) {
   if (const HRESULT result = transform_.AlterQuality(quality); result != S_FALSE) return result;
-  // What this filter cannot do for a late renderer, a filter upstream may.
-  const CTransformInputPin* const input = transform_.inputPin();
-  if (input == nullptr || !input->IsConnected()) return VFW_E_NOT_CONNECTED;
-  const ComPtr<IQualityControl> upstream = Query<IQualityControl>(input->GetConnected());
-  return upstream ? upstream->Notify(&transform_, quality) : VFW_E_NO_SINK;
+  if (const ComPtr<IQualityControl> sink = qualitySink(); sink) return sink->Notify(&transform_, quality);
+  CTransformInputPin* const input = transform_.inputPin();
+  return input != nullptr ? input->PassNotify(quality) : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CTransformOutputPin::CompleteConnect(IPin* pin) {
@@ -136,8 +129,8 @@ HRESULT CTransformOutputPin::DecideBufferSize(IMemAllocator& allocator, ALLOCATO
 }
 
 CTransformFilter::~CTransformFilter() {
-  delete input_;
-  delete output_;
+  delete input_.load();
+  delete output_.load();
 }
 
 CTransformInputPin* CTransformFilter::CreateInputPin() {
@@ -149,27 +142,31 @@ CTransformOutputPin* CTransformFilter::CreateOutputPin() {
 }
 
 CBasePin* CTransformFilter::GetPin(int n) {
-  const std::lock_guard guard(filterLock());
-  if (input_ == nullptr) {
-    CTransformInputPin* const input = CreateInputPin();
-    if (input == nullptr) return nullptr;
-    output_ = CreateOutputPin();
-    if (output_ == nullptr) {
-      delete input;
-      return nullptr;
-    }
-    input_ = input;
+  if (outputPin() == nullptr && !MakePins()) return nullptr;
+  if (n == 0) return inputPin();
+  return n == 1 ? outputPin() : nullptr;
+}
+
+bool CTransformFilter::MakePins() {
+  std::unique_ptr<CTransformInputPin> input(CreateInputPin());
+  if (!input) return false;
+  std::unique_ptr<CTransformOutputPin> output(CreateOutputPin());
+  if (!output) return false;
+  const std::lock_guard guard(linkLock());
+  // Of two that ask at once, the first one's pins stay.
+  if (outputPin() == nullptr) {
+    input_.store(input.release());
+    output_.store(output.release());
   }
-  if (n == 0) return input_;
-  return n == 1 ? output_ : nullptr;
+  return true;
 }
 
 HRESULT CTransformFilter::Stop() {
   const std::lock_guard guard(filterLock());
   if (IsStopped()) return S_OK;
   // Both decommits come before the receive lock: a streaming thread that waits for a buffer holds that lock.
-  if (input_ != nullptr && input_->IsConnected()) input_->Inactive();
-  if (output_ != nullptr && output_->IsConnected()) output_->Inactive();
+  if (inputPin() != nullptr && inputPin()->IsConnected()) inputPin()->Inactive();
+  if (outputPin() != nullptr && outputPin()->IsConnected()) outputPin()->Inactive();
   const std::lock_guard wait(receiveLock_);
   const bool started = started_;
   started_ = false;
@@ -185,7 +182,7 @@ HRESULT CTransformFilter::Pause() {
   }
   const std::lock_guard wait(receiveLock_);
   // A filter that lacks a connection follows its graph's state and does no work.
-  if (input_ != nullptr && input_->IsConnected() && output_ != nullptr && output_->IsConnected()) {
+  if (inputPin() != nullptr && inputPin()->IsConnected() && outputPin() != nullptr && outputPin()->IsConnected()) {
     if (const HRESULT result = StartStreaming(); FAILED(result)) return result;
     started_ = true;
   }
@@ -198,19 +195,19 @@ HRESULT CTransformFilter::Pause() {
 }
 
 HRESULT CTransformFilter::EndOfStream() {
-  return output_ != nullptr ? output_->DeliverEndOfStream() : S_OK;
+  return outputPin() != nullptr ? outputPin()->DeliverEndOfStream() : S_OK;
 }
 
 HRESULT CTransformFilter::BeginFlush() {
-  return output_ != nullptr ? output_->DeliverBeginFlush() : S_OK;
+  return outputPin() != nullptr ? outputPin()->DeliverBeginFlush() : S_OK;
 }
 
 HRESULT CTransformFilter::EndFlush() {
-  return output_ != nullptr ? output_->DeliverEndFlush() : S_OK;
+  return outputPin() != nullptr ? outputPin()->DeliverEndFlush() : S_OK;
 }
 
 HRESULT CTransformFilter::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
-  return output_ != nullptr ? output_->DeliverNewSegment(start, stop, rate) : S_OK;
+  return outputPin() != nullptr ? outputPin()->DeliverNewSegment(start, stop, rate) : S_OK;
 }
 
 }  // namespace korva

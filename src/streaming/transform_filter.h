@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 
 #include "platform/locks.h"
 #include "streaming/base_filter.h"
 #include "streaming/base_pin.h"
+#include "streaming/seeking_pass_through.h"
 
 namespace korva {
 
@@ -25,6 +27,8 @@ class CTransformInputPin : public CBaseInputPin {
   /// Under the receive lock: a null sample gives `E_POINTER`, then `CheckStreaming`, then the filter's `Receive`. The
   /// sample's properties are not fetched, so a type change carried in a sample is not noticed.
   HRESULT Receive(IMediaSample* sample) override;
+  /// Sends a quality message of the renderer to the sink of `SetSink`, or with none upstream.
+  HRESULT PassNotify(Quality quality);
   /// As the base, and before all else `VFW_E_NOT_CONNECTED` when the filter's output is not connected.
   HRESULT CheckStreaming() override;
 
@@ -37,11 +41,11 @@ class CTransformInputPin : public CBaseInputPin {
   CTransformFilter& transform_;
 };
 
-/// The output pin of a transform. Seeking commands of a host go through it to the filter upstream.
+/// The output pin of a transform. Seeking commands of a host go through it to the filter upstream. So does what a
+/// renderer says of its quality, where no one was set to hear it.
 class CTransformOutputPin : public CBaseOutputPin {
  public:
   explicit CTransformOutputPin(CTransformFilter& filter);
-  ~CTransformOutputPin() override;
   HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
 
   HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override;
@@ -57,13 +61,14 @@ class CTransformOutputPin : public CBaseOutputPin {
 
  private:
   CTransformFilter& transform_;
-  class CSeekingPassThru* seeking_ = nullptr;  // made on first use
+  CSeekingPassThru seeking_;
 };
 
 /// A filter with one input and one output pin, "Input" and "Output", made on first use.
 ///
 /// Locks, always taken in this order: `filterLock` across state changes and connections, `receiveLock` across the whole
-/// of `Receive` and end of stream. `StartStreaming` and `StopStreaming` run under both.
+/// of `Receive` and end of stream, `linkLock` of the base. `StartStreaming` and `StopStreaming` run under the first
+/// two; flushes and new segments pass under none.
 class CTransformFilter : public CBaseFilter {
  public:
   CTransformFilter(IUnknown* outer, REFCLSID classId) : CBaseFilter(outer, classId) {}
@@ -94,8 +99,8 @@ class CTransformFilter : public CBaseFilter {
 
   platform::RecursiveLock& receiveLock() noexcept { return receiveLock_; }
   /// Null until `GetPin` made them.
-  CTransformInputPin* inputPin() const noexcept { return input_; }
-  CTransformOutputPin* outputPin() const noexcept { return output_; }
+  CTransformInputPin* inputPin() const noexcept { return input_.load(); }
+  CTransformOutputPin* outputPin() const noexcept { return output_.load(); }
 
  protected:
   ~CTransformFilter() override;
@@ -105,9 +110,11 @@ class CTransformFilter : public CBaseFilter {
   virtual CTransformOutputPin* CreateOutputPin();
 
  private:
+  bool MakePins();
+
   platform::RecursiveLock receiveLock_;
-  CTransformInputPin* input_ = nullptr;
-  CTransformOutputPin* output_ = nullptr;
+  std::atomic<CTransformInputPin*> input_{nullptr};
+  std::atomic<CTransformOutputPin*> output_{nullptr};
   bool started_ = false;
 };
 

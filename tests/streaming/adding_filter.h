@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 
 #include "streaming/trans_in_place.h"
 
@@ -25,6 +26,10 @@ class AddingFilter final : public CTransInPlaceFilter {
     ++stops;
     return S_OK;
   }
+  HRESULT Stop() override {
+    const std::lock_guard guard(filterLock());
+    return onStop && !onStop() ? E_FAIL : CTransInPlaceFilter::Stop();
+  }
   HRESULT Receive(IMediaSample* sample) override {
     ComPtr<IMediaSample> writable;
     if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
@@ -34,6 +39,7 @@ class AddingFilter final : public CTransInPlaceFilter {
     return outputPin()->Deliver(writable.Get());
   }
 
+  std::function<bool()> onStop;  ///< called under the filter lock; false gives the stop up
   std::atomic<int> starts{0}, stops{0};
   HRESULT startResult = S_OK;
 };

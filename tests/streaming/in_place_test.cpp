@@ -35,10 +35,11 @@ TEST(InPlace, SharesBuffersWhereverBothSidesAllowIt) {
       TestGraph graph(*filter, kStereo, row.options);
       ASSERT_EQ(graph.connected, S_OK) << row.what;
       ALLOCATOR_PROPERTIES upstream{};
-      ASSERT_NE(graph.source->pin.allocator(), nullptr);
+      ASSERT_TRUE(graph.source->pin.allocator());
       graph.source->pin.allocator()->GetProperties(&upstream);
       EXPECT_GE(upstream.cbBuffer, 1024) << row.what;
-      EXPECT_EQ(filter->inputPin()->allocator() == filter->outputPin()->allocator(), row.shared) << row.what;
+      EXPECT_EQ(filter->inputPin()->allocator().Get() == filter->outputPin()->allocator().Get(), row.shared)
+          << row.what;
       const Bytes input = NoiseBytes(kStereo, 1000);
       Bytes expected = input;
       for (auto& byte : expected) ++byte;
@@ -72,7 +73,7 @@ TEST(InPlace, BuffersMeetWhatDownstreamRequires) {
     ALLOCATOR_PROPERTIES actual{};
     filter->outputPin()->allocator()->GetProperties(&actual);
     EXPECT_GE(actual.cbAlign, 64) << downstreamFirst;
-    EXPECT_EQ(filter->outputPin()->allocator(), sink->pin.allocator());
+    EXPECT_EQ(filter->outputPin()->allocator().Get(), sink->pin.allocator().Get());
     // A source that asks the input pin hears downstream's wishes; what it then decides is its own affair.
     ALLOCATOR_PROPERTIES heard{};
     EXPECT_EQ(filter->inputPin()->GetAllocatorRequirements(&heard), S_OK);

@@ -79,7 +79,7 @@ class SinkPin final : public CBaseInputPin {
 
   HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override { return accept ? accept(type) : S_OK; }
   HRESULT NotifyAllocator(IMemAllocator* offered, BOOL isReadOnly) override {
-    if (insistsOnOwn && offered != allocator()) return E_FAIL;
+    if (insistsOnOwn && offered != allocator().Get()) return E_FAIL;
     return CBaseInputPin::NotifyAllocator(offered, isReadOnly);
   }
   HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override {
@@ -96,28 +96,29 @@ class SinkPin final : public CBaseInputPin {
       received.insert(received.end(), arrival.address, arrival.address + arrival.bytes);
     }
     arrivals.push_back(arrival);
-    events += "sample ";
+    Note("sample ");
     return onReceive ? onReceive(*sample) : answer;
   }
   HRESULT EndOfStream() override {
-    events += "end ";
+    Note("end ");
     return S_OK;
   }
   HRESULT BeginFlush() override {
-    events += "flush ";
+    Note("flush ");
     return CBaseInputPin::BeginFlush();
   }
   HRESULT EndFlush() override {
-    events += "flushed ";
+    Note("flushed ");
     return CBaseInputPin::EndFlush();
   }
   HRESULT NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override {
-    events += "segment ";
+    Note("segment ");
     return S_OK;
   }
 
   std::function<HRESULT(const AM_MEDIA_TYPE&)> accept;
   std::function<HRESULT(IMediaSample&)> onReceive;
+  std::function<void(const std::string&)> onEvent;  ///< called from inside each call, with what `events` says of it
   ALLOCATOR_PROPERTIES requirements{};
   bool insistsOnOwn = false;
   bool keeps = true;      ///< whether samples are kept and hooks called
@@ -125,6 +126,12 @@ class SinkPin final : public CBaseInputPin {
   Bytes received;
   std::vector<Arrival> arrivals;
   std::string events;
+
+ private:
+  void Note(const char* event) {
+    events += event;
+    if (onEvent) onEvent(event);
+  }
 };
 
 using SourceFilter = OnePinFilter<SourcePin>;

@@ -128,7 +128,7 @@ class SinkFilter::Pin final : public CBaseInputPin {
     return type.majortype == MEDIATYPE_Audio ? S_OK : S_FALSE;
   }
   HRESULT NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override {
-    if (sink_.ownAllocatorOnly_ && allocator != this->allocator()) return E_FAIL;
+    if (sink_.ownAllocatorOnly_ && allocator != this->allocator().Get()) return E_FAIL;
     return CBaseInputPin::NotifyAllocator(allocator, readOnly);
   }
   HRESULT Receive(IMediaSample* sample) override {
@@ -155,7 +155,7 @@ class SinkFilter::Pin final : public CBaseInputPin {
       sink_.ended_ = true;
       sink_.changed_.notify_all();
     }
-    const ComPtr<IMediaEventSink> events = Query<IMediaEventSink>(sink_.graph());
+    const ComPtr<IMediaEventSink> events = Query<IMediaEventSink>(sink_.graph().Get());
     if (events) events->Notify(EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(&sink_)));
     return S_OK;
   }
