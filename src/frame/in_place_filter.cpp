@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "audio/wrapping.h"
 #include "frame/input_type.h"
+#include "frame/tail_only_sample.h"
 #include "platform/services.h"
 
 namespace korva {
@@ -33,6 +35,9 @@ HRESULT CQvInPlaceFilter::SetMediaType(PIN_DIRECTION direction, const AM_MEDIA_T
   // A stopped graph may connect while a host streams on the direct road; the engine's buffers must keep their shape.
   if (started_) return VFW_E_NOT_STOPPED;
   UseFormat(type);
+  // The record is that of the stream that comes in; an output alone has none yet.
+  const bool comes = direction == PINDIR_INPUT || (inputPin() != nullptr && inputPin()->IsConnected());
+  parameters().state().SetFormat(0, comes ? &formatRecord_ : nullptr);
   parameters().state().NotifyWindows(direction == PINDIR_INPUT ? kNoticeValueOrInput : kNoticeOutput);
   return S_OK;
 }
@@ -40,20 +45,18 @@ HRESULT CQvInPlaceFilter::SetMediaType(PIN_DIRECTION direction, const AM_MEDIA_T
 void CQvInPlaceFilter::UseFormat(const AM_MEDIA_TYPE& type) {
   formatRecord_ = PlainFormatOf(type);
   FormatChanged(formatRecord_);
-  parameters().state().SetFormat(0, &formatRecord_);
 }
 
-void CQvInPlaceFilter::UseFormatOfInput() {
-  if (inputPin() != nullptr && inputPin()->IsConnected()) UseFormat(inputPin()->connectionType().get());
+void CQvInPlaceFilter::UseFormatOfInput(bool connected) {
+  CMediaType type;
+  connected = connected && inputPin() != nullptr && SUCCEEDED(inputPin()->ConnectionMediaType(&type.get()));
+  if (connected) UseFormat(type.get());
+  parameters().state().SetFormat(0, connected ? &formatRecord_ : nullptr);
 }
 
 HRESULT CQvInPlaceFilter::BreakConnect(PIN_DIRECTION direction) {
-  if (direction == PINDIR_INPUT) {
-    parameters().state().SetFormat(0, nullptr);
-  } else if (!started_) {
-    // The output may have tried another type in vain.
-    UseFormatOfInput();
-  }
+  // The direct road keeps the format that it was opened with. Else the output may have tried another type in vain.
+  if (!direct_) UseFormatOfInput(direction != PINDIR_INPUT);
   return S_OK;
 }
 
@@ -97,9 +100,13 @@ HRESULT CQvInPlaceFilter::Receive(IMediaSample* sample) {
   if (CQvPlugInParams* const values = automation(); values != nullptr) values->SetHostTime(sampleStart_);
   const bool tailOnly = IsTailOnly(*sample);
   ComPtr<IMediaSample> writable(sample);
-  // What is only skipped goes on as it came, in whosever memory; a copy would also lose the mark.
   if (!(tailOnly && TailIsOver())) {
     if (const HRESULT result = Writable(sample, writable); FAILED(result)) return result;
+  } else if (inputPin()->IsReadOnly()) {
+    // What is only skipped goes on as it came, in whosever memory and with its mark. But the next effect may have a
+    // tail to write, and was told that it may.
+    writable = TailOnlySample::Wrap(*sample);
+    if (!writable) return E_OUTOFMEMORY;
   }
   const HRESULT result = Transform(*writable.Get(), tailOnly);
   if (result == S_FALSE) return S_OK;
@@ -133,8 +140,9 @@ HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample, bool tailOnly) {
 
   Buffer buffer{data, size / blockAlign, mode, false, tailOnly, skip};
   HRESULT result = RunChunks(buffer);
-  if (skip) CountSkippedFrames(buffer);
   if (tailOnly) {
+    // The song goes on to the sample's end, wherever in it the tail ended.
+    CountSkippedFrames(buffer);
     // At the end of the stream the answer counts all the same: a delivery buffer that a host left marked would be asked
     // for again without end.
     if (!flushingTail_) {
@@ -193,6 +201,11 @@ HRESULT CQvInPlaceFilter::RunChunks(Buffer& buffer) {
 
 HRESULT CQvInPlaceFilter::RunOneChunk(Buffer& buffer, std::uint32_t frames, const TempoInfo* tempo) {
   if (PassesChunk()) {
+    // An effect that lets audio pass has no tail. A graph's sample goes on all the same.
+    if (buffer.direct && buffer.tailOnly) {
+      buffer.ended = true;
+      return S_FALSE;
+    }
     buffer.done += frames;
     buffer.data += std::size_t{frames} * formatRecord_.blockAlign;
     return S_OK;
@@ -303,8 +316,7 @@ HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
 HRESULT CQvInPlaceFilter::FloatStop() {
   if (started_ && !direct_) return VFW_E_WRONG_STATE;
   const HRESULT result = StopStreaming();
-  if (direct_) UseFormatOfInput();
-  direct_ = false;
+  if (std::exchange(direct_, false)) UseFormatOfInput(true);
   return result;
 }
 

@@ -114,7 +114,8 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
 
   /// Makes `type`'s format the stream's.
   void UseFormat(const AM_MEDIA_TYPE& type);
-  void UseFormatOfInput();
+  /// Back to the input's format; without one, `connected` false included, there is no record to show.
+  void UseFormatOfInput(bool connected);
   HRESULT StartRun();
   HRESULT Transform(IMediaSample& sample, bool tailOnly);
   HRESULT RunChunks(Buffer& buffer);

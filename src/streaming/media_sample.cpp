@@ -39,7 +39,7 @@ ULONG CMediaSample::AddRef() {
 
 ULONG CMediaSample::Release() {
   const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) allocator_.ReleaseBuffer(this);
+  if (left == 0) allocator_->ReleaseBuffer(this);
   return left;
 }
 
@@ -161,6 +161,18 @@ HRESULT CMediaSample::SetProperties(DWORD bytes, const BYTE* properties) {
   flags_ = wanted.dwSampleFlags;
   SetFlag(AM_SAMPLE_TYPECHANGED, type_ != nullptr);
   return S_OK;
+}
+
+void CopyStamps(IMediaSample& source, IMediaSample& target) {
+  REFERENCE_TIME start = 0, stop = 0;
+  if (const HRESULT times = source.GetTime(&start, &stop); SUCCEEDED(times)) {
+    target.SetTime(&start, times == VFW_S_NO_STOP_TIME ? nullptr : &stop);
+  }
+  LONGLONG mediaStart = 0, mediaStop = 0;
+  if (SUCCEEDED(source.GetMediaTime(&mediaStart, &mediaStop))) target.SetMediaTime(&mediaStart, &mediaStop);
+  target.SetSyncPoint(source.IsSyncPoint() == S_OK);
+  target.SetPreroll(source.IsPreroll() == S_OK);
+  target.SetDiscontinuity(source.IsDiscontinuity() == S_OK);
 }
 
 }  // namespace korva

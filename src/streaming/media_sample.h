@@ -14,11 +14,10 @@ class CBaseAllocator;
 /// and empties it.
 ///
 /// The buffer itself is the allocator's. Not locked: a sample is in one pair of hands at a time.
-class CMediaSample final : public IMediaSample2, public CBaseObject {
+class CMediaSample : public IMediaSample2, public CBaseObject {
  public:
   CMediaSample(CBaseAllocator& allocator, BYTE* buffer, LONG size) noexcept
-      : allocator_(allocator), buffer_(buffer), size_(size) {}
-  ~CMediaSample();
+      : allocator_(&allocator), buffer_(buffer), size_(size) {}
 
   HRESULT QueryInterface(REFIID iid, void** out) override;
   ULONG AddRef() override;
@@ -43,6 +42,11 @@ class CMediaSample final : public IMediaSample2, public CBaseObject {
   HRESULT GetProperties(DWORD bytes, BYTE* properties) override;
   HRESULT SetProperties(DWORD bytes, const BYTE* properties) override;
 
+ protected:
+  /// Of no allocator: a derived class has the buffer and the count.
+  explicit CMediaSample(LONG size) noexcept : size_(size) {}
+  virtual ~CMediaSample();
+
  private:
   friend class CBaseAllocator;
 
@@ -53,8 +57,8 @@ class CMediaSample final : public IMediaSample2, public CBaseObject {
   }
   void Clear() noexcept;
 
-  CBaseAllocator& allocator_;
-  BYTE* buffer_;
+  CBaseAllocator* allocator_ = nullptr;
+  BYTE* buffer_ = nullptr;
   LONG size_;
   LONG actual_ = 0;
   DWORD flags_ = 0;  // AM_SAMPLE_...
@@ -67,5 +71,8 @@ class CMediaSample final : public IMediaSample2, public CBaseObject {
   std::atomic<ULONG> references_{0};
   CMediaSample* next_ = nullptr;  // in the allocator's list of free samples
 };
+
+/// Copies the times and flags of one sample to another.
+void CopyStamps(IMediaSample& source, IMediaSample& target);
 
 }  // namespace korva

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "streaming/allocator.h"
+#include "streaming/media_sample.h"
 
 namespace korva {
 namespace {
@@ -202,15 +203,7 @@ HRESULT CTransInPlaceFilter::CopySample(IMediaSample& source, ComPtr<IMediaSampl
   if (FAILED(result)) return result;
   if (length > 0) std::memcpy(to, from, static_cast<std::size_t>(length));
   copy->SetActualDataLength(length);
-  REFERENCE_TIME start = 0, stop = 0;
-  if (const HRESULT times = source.GetTime(&start, &stop); SUCCEEDED(times)) {
-    copy->SetTime(&start, times == VFW_S_NO_STOP_TIME ? nullptr : &stop);
-  }
-  LONGLONG mediaStart = 0, mediaStop = 0;
-  if (SUCCEEDED(source.GetMediaTime(&mediaStart, &mediaStop))) copy->SetMediaTime(&mediaStart, &mediaStop);
-  copy->SetSyncPoint(source.IsSyncPoint() == S_OK);
-  copy->SetPreroll(source.IsPreroll() == S_OK);
-  copy->SetDiscontinuity(source.IsDiscontinuity() == S_OK);
+  CopyStamps(source, *copy.Get());
   return S_OK;
 }
 

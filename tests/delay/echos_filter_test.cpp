@@ -45,6 +45,32 @@ TEST(SimpleDelayFilter, TailOnlySamplesRingOutAreSkippedAndThenRestart) {
   filter->SetDelayTime(20);
   EXPECT_EQ(filter->FloatReset(0), S_OK);
   EXPECT_EQ(TailOnlyAnswers(*filter, 3), "0:1000 1:760 1:0 ");
+  // Bypassed there is no tail, and nothing is touched.
+  EXPECT_EQ(filter->FloatProcess(audio.data(), 1000, 0), S_OK);
+  filter->SetBypass(1);
+  EXPECT_EQ(filter->FloatProcess(audio.data(), 1000, 1), S_FALSE);
+}
+
+TEST(SimpleDelayFilter, TheSongGoesOnToTheEndOfTheSampleInWhichTheTailEnds) {
+  TestSong song({{0, 12000}}, {{1, 4, 2}}, 8000);
+  Owned<CQvEchos> filter;
+  const EchosParams params = FedBack(10, 1);
+  filter->SetParams(&params);
+  ASSERT_EQ(song.ConnectTo(*filter), S_OK);
+  filter->OnStart(0);
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
+  TestGraph graph(*filter, format, {1000});
+  ASSERT_EQ(graph.Start(), S_OK);
+  // An envelope cuts the samples; 1680 frames of tail end in the middle of one, and two more are skipped.
+  MP_ENVELOPE_SEGMENT dry{0, 100'000'000, -10, 0, MP_CURVE_LINEAR, 0};
+  ASSERT_EQ(filter->AddEnvelope(kEchosDryOut, 1, &dry), S_OK);
+  const Bytes buffer(format.blockAlign * 1000);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(graph.Send(buffer, {i * 1'250'000, false, i > 0}), S_OK);
+    TempoInfo info;
+    filter->AdvanceTempo(0, 5, info);
+    EXPECT_EQ(info.position, 1000 * (i + 1)) << i;
+  }
 }
 
 TEST(SimpleDelayFilter, EditsReachTheNextBufferAndDropTheLineOnlyWithItsLength) {

@@ -43,10 +43,20 @@ TEST(GraphRoad, ATailOnlySamplePassesUntouchedWhosesoeverMemoryItIsIn) {
     const Bytes before = sample.data;
     sample.tailOnly = 1;
     sample.hasTime = true;
+    bool marked = false;
+    graph.sink->pin.onReceive = [&](IMediaSample& received) {
+      const auto mark = Query<ITailOnlySample>(&received);
+      marked = mark && mark->IsTailOnly() != 0;
+      // As an effect writes that has a tail: into memory that it was told is its own.
+      if (BYTE* const own = graph.sink->pin.arrivals.back().address; copies && own != nullptr) own[0] ^= 0xFF;
+      return S_OK;
+    };
     EXPECT_EQ(graph.input().Receive(&sample), S_OK);
     ASSERT_EQ(graph.sink->pin.arrivals.size(), 1U);
-    EXPECT_EQ(graph.sink->pin.arrivals[0].address, sample.data.data());
+    EXPECT_TRUE(marked);
+    EXPECT_EQ(graph.sink->pin.arrivals[0].address == sample.data.data(), !copies);
     EXPECT_EQ(sample.pointerFetches, 1);  // the sink's
+    EXPECT_EQ(graph.sink->pin.received, before);
     EXPECT_EQ(sample.data, before);
     EXPECT_EQ(sample.references, 0U);
     // One that cannot give its memory is passed as well; a real one is not.
@@ -230,6 +240,60 @@ TEST(DirectRoad, AndTheGraphKeepOutOfEachOthersWay) {
   graph.sink->pin.arrivals.clear();
   EXPECT_EQ(graph.Send(Bytes(480)), S_OK);
   EXPECT_EQ(graph.sink->pin.arrivals[0].bytes, 480U);
+}
+
+TEST(FormatRecord, IsThatOfTheStreamThatComesIn) {
+  const FormatRecord mono = MakeFormat(SampleFormat::kFloat32, 1, 96000);
+  CMediaType stereoType, monoType;
+  stereoType.SetWave(kStereo);
+  monoType.SetWave(mono);
+  Owned<CQvChorus> chorus;
+  Owned<SourceFilter> source;
+  Owned<SinkFilter> sink;
+  IPin* const in = chorus->GetPin(0);
+  IPin* const out = chorus->GetPin(1);
+  const auto direct = chorus.As<IQvAudioTransformFloat>();
+  const auto rate = [&] {
+    WAVEFORMATEX format{};
+    return chorus->GetFormat(&format) == S_OK ? format.nSamplesPerSec : 0;
+  };
+  const auto connectIn = [&] { return source->pin.Connect(in, &stereoType.get()); };
+  const auto disconnect = [&](IPin* one, IPin* other) {
+    one->Disconnect();
+    return other->Disconnect();
+  };
+  const struct {
+    const char* what;
+    std::function<HRESULT()> act;
+    HRESULT result;
+    DWORD rate;
+  } rows[] = {
+      {"nothing yet", [] { return S_OK; }, S_OK, 0},
+      {"the output alone", [&] { return out->Connect(&sink->pin, &stereoType.get()); }, S_OK, 0},
+      {"and gone again", [&] { return disconnect(out, &sink->pin); }, S_OK, 0},
+      {"a refused output",
+       [&] {
+         sink->pin.accept = [](const AM_MEDIA_TYPE&) { return E_FAIL; };
+         return out->Connect(&sink->pin, &stereoType.get());
+       },
+       VFW_E_TYPE_NOT_ACCEPTED, 0},
+      {"the direct road", [&] { return direct->FloatStart(2, 44100); }, S_OK, 44100},
+      {"a connection in its middle", connectIn, VFW_E_NOT_STOPPED, 44100},
+      {"its end", [&] { return direct->FloatStop(); }, S_OK, 0},
+      {"the input", connectIn, S_OK, 48000},
+      {"a refused output beside it", [&] { return out->Connect(&sink->pin, &stereoType.get()); },
+       VFW_E_TYPE_NOT_ACCEPTED, 48000},
+      {"the direct road beside it", [&] { return direct->FloatStart(1, 22050); }, S_OK, 22050},
+      {"its end", [&] { return direct->FloatStop(); }, S_OK, 48000},
+      {"a road that cannot start", [&] { return direct->FloatStart(0, 22050); }, E_INVALIDARG, 48000},
+      {"the direct road once more", [&] { return direct->FloatStart(1, 22050); }, S_OK, 22050},
+      {"the input gone in its middle", [&] { return disconnect(in, &source->pin); }, S_OK, 22050},
+      {"its end", [&] { return direct->FloatStop(); }, S_OK, 0},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.act(), row.result) << row.what;
+    EXPECT_EQ(rate(), row.rate) << row.what;
+  }
 }
 
 }  // namespace

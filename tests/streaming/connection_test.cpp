@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "adding_filter.h"
+#include "platform/media_position.h"
 #include "platform/services.h"
 #include "support/test_graph.h"
 
@@ -226,6 +227,120 @@ TEST(Aggregation, InterfacesBelongToTheOwner) {
   EXPECT_EQ(outer.references, 1U);
   EXPECT_EQ(outer.inner->Release(), 0U);
   EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+}
+
+/// A source that says where it is, and hears how well its stream is played.
+class Seekable final : public CBaseOutputPin, public IMediaPosition {
+ public:
+  explicit Seekable(CBaseFilter& owner) : CBaseOutputPin(owner, KORVA_WTEXT("Source"), KORVA_WTEXT("Out")) {}
+  KORVA_PIN_UNKNOWN()
+  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {
+    KORVA_ANSWER_OR(CBaseOutputPin, AnswerInterface<IMediaPosition>(this, iid, out));
+  }
+  HRESULT CheckMediaType(const AM_MEDIA_TYPE&) override { return S_OK; }
+  HRESULT DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES&) override {
+    ALLOCATOR_PROPERTIES request{1, 1024, 1, 0}, actual{};
+    return allocator.SetProperties(&request, &actual);
+  }
+  HRESULT Notify(IBaseFilter*, Quality quality) override { return quality.Proportion == 500 ? S_OK : E_FAIL; }
+
+  HRESULT get_Duration(REFTIME* length) override { return *length = 60, S_OK; }
+  HRESULT put_CurrentPosition(REFTIME time) override { return at = time, S_OK; }
+  HRESULT get_CurrentPosition(REFTIME* time) override { return *time = at, S_OK; }
+  HRESULT get_StopTime(REFTIME* time) override { return *time = stop, S_OK; }
+  HRESULT put_StopTime(REFTIME time) override { return stop = time, S_OK; }
+  HRESULT get_PrerollTime(REFTIME* time) override { return *time = preroll, S_OK; }
+  HRESULT put_PrerollTime(REFTIME time) override { return preroll = time, S_OK; }
+  HRESULT put_Rate(double value) override { return rate = value, S_OK; }
+  HRESULT get_Rate(double* value) override { return *value = rate, S_OK; }
+  HRESULT CanSeekForward(LONG* can) override { return *can = -1, S_OK; }
+  HRESULT CanSeekBackward(LONG* can) override { return *can = 0, S_FALSE; }
+  HRESULT GetTypeInfoCount(UINT* count) override { return *count = 1, S_OK; }
+  HRESULT GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_ABORT; }
+  HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override { return ids[0] = 7, S_OK; }
+  HRESULT Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+    return member == 7 ? S_OK : E_FAIL;
+  }
+
+ private:
+  REFTIME at = 0, stop = 0, preroll = 0;
+  double rate = 1;
+};
+
+TEST(PassThrough, PositionsAndCallsByNameReachUpstreamThroughTwoFilters) {
+  Owned<AddingFilter> first, second;
+  Owned<OnePinFilter<Seekable>> source;
+  const auto position = Query<IMediaPosition>(second->GetPin(1));
+  ASSERT_TRUE(position);
+  EXPECT_TRUE(Query<IPin>(position.Get()));
+  WCHAR letter[] = {'x', 0};
+  LPOLESTR name = letter;
+  DISPID id = 0;
+  UINT count = 9;
+  REFTIME time = 0;
+  ITypeInfo* info = nullptr;
+  const auto invoke = [&](DISPID member) {
+    return position->Invoke(member, GUID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr);
+  };
+  const auto ids = [&] { return position->GetIDsOfNames(GUID_NULL, &name, 1, 0, &id); };
+  EXPECT_EQ(position->get_Duration(&time), E_NOTIMPL);
+  EXPECT_EQ(position->GetTypeInfoCount(&count), S_OK);
+  EXPECT_EQ(count, 0U);
+  EXPECT_EQ(position->GetTypeInfo(0, 0, &info), DISP_E_BADINDEX);
+  EXPECT_EQ(ids(), DISP_E_UNKNOWNNAME);
+  EXPECT_EQ(id, DISPID_UNKNOWN);
+  EXPECT_EQ(invoke(7), DISP_E_MEMBERNOTFOUND);
+
+  ASSERT_EQ(source->pin.Connect(first->GetPin(0), AudioType()), S_OK);
+  ASSERT_EQ(first->GetPin(1)->Connect(second->GetPin(0), AudioType()), S_OK);
+  EXPECT_EQ(position->get_Duration(&time), S_OK);
+  EXPECT_EQ(time, 60);
+  for (const auto& [put, get] : {std::pair(&IMediaPosition::put_CurrentPosition, &IMediaPosition::get_CurrentPosition),
+                                 std::pair(&IMediaPosition::put_StopTime, &IMediaPosition::get_StopTime),
+                                 std::pair(&IMediaPosition::put_PrerollTime, &IMediaPosition::get_PrerollTime),
+                                 std::pair(&IMediaPosition::put_Rate, &IMediaPosition::get_Rate)}) {
+    EXPECT_EQ((position.Get()->*put)(3.5), S_OK);
+    EXPECT_EQ((position.Get()->*get)(&time), S_OK);
+    EXPECT_EQ(std::exchange(time, 0), 3.5);
+  }
+  LONG can = 0;
+  EXPECT_EQ(position->CanSeekForward(&can), S_OK);
+  EXPECT_EQ(can, -1);
+  EXPECT_EQ(position->CanSeekBackward(&can), S_FALSE);
+  EXPECT_EQ(position->GetTypeInfoCount(&count), S_OK);
+  EXPECT_EQ(count, 1U);
+  EXPECT_EQ(position->GetTypeInfo(0, 0, &info), E_ABORT);
+  EXPECT_EQ(ids(), S_OK);
+  EXPECT_EQ(invoke(id), S_OK);
+  for (IPin* pin : {first->GetPin(0), first->GetPin(1), second->GetPin(0)}) pin->Disconnect();
+  source->pin.Disconnect();
+}
+
+/// Who hears a quality message.
+class QualitySink final : public IQualityControl {
+ public:
+  KORVA_STACK_UNKNOWN(IQualityControl);
+  HRESULT Notify(IBaseFilter*, Quality) override { return S_FALSE; }
+  HRESULT SetSink(IQualityControl*) override { return E_NOTIMPL; }
+};
+
+TEST(PassThrough, QualityGoesToTheSinkThatWasSetAndElseUpstream) {
+  Owned<AddingFilter> filter;
+  Owned<OnePinFilter<Seekable>> source;
+  QualitySink sink;
+  const auto heard = [&] { return filter->GetPin(1)->Notify(nullptr, Quality{Famine, 500, 0, 0}); };
+  EXPECT_EQ(heard(), VFW_E_NOT_CONNECTED);
+  ASSERT_EQ(source->pin.Connect(filter->GetPin(0), AudioType()), S_OK);
+  EXPECT_EQ(heard(), S_OK);
+  for (const int pin : {0, 1}) {
+    EXPECT_EQ(filter->GetPin(pin)->SetSink(&sink), S_OK);
+    EXPECT_EQ(heard(), S_FALSE);
+    EXPECT_EQ(filter->GetPin(pin)->SetSink(nullptr), S_OK);
+  }
+  EXPECT_EQ(heard(), S_OK);
+  EXPECT_EQ(sink.references, 0U);
+  filter->GetPin(0)->Disconnect();
+  source->pin.Disconnect();
 }
 
 }  // namespace

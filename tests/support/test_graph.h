@@ -15,6 +15,7 @@ struct GraphOptions {
   bool readOnly = false;           ///< upstream's buffers may not be rewritten
   bool upstreamOwns = false;       ///< upstream brings buffers of its own
   bool downstreamInsists = false;  ///< downstream takes no buffers but its own
+  bool takesOffered = false;       ///< upstream's read-only buffers are the one that the filter offers, if it may
 };
 
 /// What a test says of one buffer. A negative time means none.
@@ -34,6 +35,8 @@ class TestGraph {
     source->pin.wanted.cbBuffer = static_cast<LONG>(options.bufferFrames * format.blockAlign);
     source->pin.readOnly = options.readOnly;
     source->pin.ownAllocator = options.upstreamOwns;
+    source->pin.takesOffered = options.takesOffered;
+    if (options.takesOffered) source->pin.wanted.cBuffers = 1;
     sink->pin.insistsOnOwn = options.downstreamInsists;
     CMediaType type;
     type.SetWave(format);

@@ -44,23 +44,30 @@ class SourcePin final : public CBaseOutputPin {
   ALLOCATOR_PROPERTIES wanted{2, 4096, 16, 0};
   bool readOnly = false;      ///< buffers of its own, that nobody may write to
   bool ownAllocator = false;  ///< buffers of its own
+  bool takesOffered = false;  ///< read-only buffers are those that the peer offers
   bool refuseOtherTypes = true;
 
  protected:
   HRESULT DecideAllocator(IMemInputPin& peer) override {
     if (!readOnly && !ownAllocator) return CBaseOutputPin::DecideAllocator(peer);
-    ComPtr<IMemAllocator> own;
+    ComPtr<IMemAllocator> offered, own;
+    if (takesOffered && peer.GetAllocator(offered.Put()) == S_OK && Use(peer, *offered.Get()) == S_OK) return S_OK;
     if (const HRESULT result = CreateMemoryAllocator(own.Put()); FAILED(result)) return result;
-    ALLOCATOR_PROPERTIES properties{};
-    if (const HRESULT result = DecideBufferSize(*own.Get(), properties); FAILED(result)) return result;
-    if (const HRESULT result = peer.NotifyAllocator(own.Get(), readOnly ? TRUE : FALSE); FAILED(result)) return result;
-    UseAllocator(own.Get());
-    return S_OK;
+    return Use(peer, *own.Get());
   }
   HRESULT DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) override {
     ALLOCATOR_PROPERTIES request = wanted;
     request.cbAlign = std::max(request.cbAlign, properties.cbAlign);
     return allocator.SetProperties(&request, &properties);
+  }
+
+ private:
+  HRESULT Use(IMemInputPin& peer, IMemAllocator& allocator) {
+    ALLOCATOR_PROPERTIES properties{};
+    if (const HRESULT result = DecideBufferSize(allocator, properties); FAILED(result)) return result;
+    if (const HRESULT result = peer.NotifyAllocator(&allocator, readOnly ? TRUE : FALSE); FAILED(result)) return result;
+    UseAllocator(&allocator);
+    return S_OK;
   }
 };
 
