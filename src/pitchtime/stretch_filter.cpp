@@ -47,14 +47,14 @@ HRESULT NormaliseBlock(CMediaType& type) {
 HRESULT CQvStretchInputPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
   if (const HRESULT result = transform().CheckInputType(type); result != S_OK) return result;
   CTransformOutputPin* const output = transform().outputPin();
-  const ComPtr<IPin> far = output != nullptr ? output->GetConnected() : ComPtr<IPin>();
+  const ComPtr<IPin> beyond = output != nullptr ? output->GetConnected() : ComPtr<IPin>();
   CMediaType going;
-  if (!far || FAILED(output->ConnectionMediaType(&going.get()))) return S_OK;
+  if (!beyond || FAILED(output->ConnectionMediaType(&going.get()))) return S_OK;
   if (transform().CheckTransform(type, going.get()) == S_OK) return S_OK;
   CMediaType normalised;
   if (const HRESULT result = normalised.Set(type); FAILED(result)) return result;
   if (const HRESULT result = NormaliseBlock(normalised); result != S_OK) return result;
-  return far->QueryAccept(&normalised.get());
+  return beyond->QueryAccept(&normalised.get());
 }
 
 CTransformInputPin* CQvStretchFilter::CreateInputPin() {

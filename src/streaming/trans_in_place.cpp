@@ -13,19 +13,19 @@ namespace {
 /// Whether a type that fits this filter also fits the connection on its other side: there it must be the type in use,
 /// or one that the pin at the far end would change to.
 HRESULT CheckAgainst(CBasePin* other, const AM_MEDIA_TYPE& type) {
-  const ComPtr<IPin> far = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
+  const ComPtr<IPin> beyond = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
   CMediaType used;
-  if (!far || FAILED(other->ConnectionMediaType(&used.get()))) return S_OK;
+  if (!beyond || FAILED(other->ConnectionMediaType(&used.get()))) return S_OK;
   if (SameMediaType(used.get(), type)) return S_OK;
-  return far->QueryAccept(&type);
+  return beyond->QueryAccept(&type);
 }
 
 /// The types of the pin at the far end of `other`: an in-place transform has none of its own to propose.
 HRESULT EnumTypesBeyond(const CBasePin* other, IEnumMediaTypes** enumerator) {
   if (enumerator == nullptr) return E_POINTER;
   *enumerator = nullptr;
-  const ComPtr<IPin> far = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
-  return far ? far->EnumMediaTypes(enumerator) : VFW_E_NOT_CONNECTED;
+  const ComPtr<IPin> beyond = other != nullptr ? other->GetConnected() : ComPtr<IPin>();
+  return beyond ? beyond->EnumMediaTypes(enumerator) : VFW_E_NOT_CONNECTED;
 }
 
 bool Meets(const ALLOCATOR_PROPERTIES& has, const ALLOCATOR_PROPERTIES& wanted) {
@@ -88,8 +88,8 @@ HRESULT CTransInPlaceInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL re
 HRESULT CTransInPlaceInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) {
   if (properties == nullptr) return E_POINTER;
   const CTransformOutputPin* const output = inPlace_.outputPin();
-  const ComPtr<IMemInputPin> far = output != nullptr ? output->peer() : ComPtr<IMemInputPin>();
-  return far ? far->GetAllocatorRequirements(properties) : E_NOTIMPL;
+  const ComPtr<IMemInputPin> beyond = output != nullptr ? output->peer() : ComPtr<IMemInputPin>();
+  return beyond ? beyond->GetAllocatorRequirements(properties) : E_NOTIMPL;
 }
 
 CTransInPlaceOutputPin::CTransInPlaceOutputPin(CTransInPlaceFilter& filter)
@@ -118,12 +118,12 @@ HRESULT CTransInPlaceOutputPin::DecideAllocator(IMemInputPin& peer) {
 }
 
 void CTransInPlaceOutputPin::ShareAllocator(IMemAllocator& allocator, BOOL readOnly) {
-  const ComPtr<IMemInputPin> far = peer();
-  if (!far) return;
+  const ComPtr<IMemInputPin> beyond = peer();
+  if (!beyond) return;
   ALLOCATOR_PROPERTIES wanted{};
-  far->GetAllocatorRequirements(&wanted);
+  beyond->GetAllocatorRequirements(&wanted);
   if (readOnly == 0 && SUCCEEDED(Accommodate(allocator, wanted)) &&
-      SUCCEEDED(far->NotifyAllocator(&allocator, FALSE))) {
+      SUCCEEDED(beyond->NotifyAllocator(&allocator, FALSE))) {
     UseAllocator(&allocator);
     return;
   }
@@ -137,13 +137,13 @@ void CTransInPlaceOutputPin::ShareAllocator(IMemAllocator& allocator, BOOL readO
 }
 
 HRESULT CTransInPlaceOutputPin::LeaveAllocator(IMemAllocator& allocator) {
-  const ComPtr<IMemInputPin> far = peer();
-  if (!far) return VFW_E_NOT_CONNECTED;
+  const ComPtr<IMemInputPin> beyond = peer();
+  if (!beyond) return VFW_E_NOT_CONNECTED;
   ALLOCATOR_PROPERTIES properties{};
   if (const HRESULT result = allocator.GetProperties(&properties); FAILED(result)) return result;
   ComPtr<IMemAllocator> own;
   if (const HRESULT result = CreateMemoryAllocator(own.Put()); FAILED(result)) return result;
-  return TryAllocator(*far.Get(), own.Get(), properties);
+  return TryAllocator(*beyond.Get(), own.Get(), properties);
 }
 
 HRESULT CTransInPlaceFilter::DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) {
