@@ -316,7 +316,7 @@ HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
 HRESULT CQvInPlaceFilter::FloatStop() {
   if (started_ && !direct_) return VFW_E_WRONG_STATE;
   const HRESULT result = StopStreaming();
-  if (std::exchange(direct_, false)) UseFormatOfInput(true);
+  if (direct_.exchange(false)) UseFormatOfInput(true);
   return result;
 }
 
