@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <utility>
 
 #include "audio/wrapping.h"
 #include "frame/input_type.h"
