@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -26,27 +27,47 @@ class ZeroedBuffer {
   ZeroedBuffer(const ZeroedBuffer&) = delete;
   ZeroedBuffer& operator=(const ZeroedBuffer&) = delete;
   ZeroedBuffer(ZeroedBuffer&& other) noexcept
-      : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+      : data_(std::exchange(other.data_, nullptr)),
+        size_(std::exchange(other.size_, 0)),
+        capacity_(std::exchange(other.capacity_, 0)),
+        keep_(other.keep_) {}
   ZeroedBuffer& operator=(ZeroedBuffer&& other) noexcept {
     std::swap(data_, other.data_);
     std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
+    std::swap(keep_, other.keep_);
     return *this;
   }
-  ~ZeroedBuffer() { Release(); }
+  ~ZeroedBuffer() { FreeZeroed(data_); }
+
+  /// While on, what was once taken is kept: `Release` only empties, and `Allocate` asks for memory only where it needs
+  /// more than ever before. Turning it off gives up what an empty buffer kept.
+  void KeepMemory(bool on) noexcept {
+    keep_ = on;
+    if (!on && size_ == 0) Release();
+  }
 
   /// Frees what was held and takes `count` zeroed values; false, and empty, if there is no memory. A count of 0 is
   /// granted as an empty buffer.
   [[nodiscard]] bool Allocate(std::size_t count) noexcept {
     Release();
     if (count == 0) return true;
+    if (keep_ && count <= capacity_) {
+      std::fill_n(data_, count, T{});
+      size_ = count;
+      return true;
+    }
+    FreeZeroed(data_);
     data_ = static_cast<T*>(AllocateZeroed(count, sizeof(T)));
-    size_ = data_ != nullptr ? count : 0;
+    size_ = capacity_ = data_ != nullptr ? count : 0;
     return data_ != nullptr;
   }
 
   void Release() noexcept {
-    FreeZeroed(std::exchange(data_, nullptr));
     size_ = 0;
+    if (keep_) return;
+    FreeZeroed(std::exchange(data_, nullptr));
+    capacity_ = 0;
   }
 
   T* data() noexcept { return data_; }
@@ -60,6 +81,8 @@ class ZeroedBuffer {
  private:
   T* data_ = nullptr;
   std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+  bool keep_ = false;
 };
 
 }  // namespace korva

@@ -118,6 +118,17 @@ void OffsetSearch<Real>::Release() noexcept {
   mayAccept_.Release();
 }
 
+template <class Real>
+void OffsetSearch<Real>::KeepMemory(bool on) noexcept {
+  tail_.KeepMemory(on);
+  trial_.KeepMemory(on);
+  coarseTail_.KeepMemory(on);
+  coarseTrial_.KeepMemory(on);
+  lowest_.KeepMemory(on);
+  highest_.KeepMemory(on);
+  mayAccept_.KeepMemory(on);
+}
+
 /// Splits both spans by channel and keeps one frame in `step_`.
 template <class Real>
 void OffsetSearch<Real>::Thin(const Real* overlap, const Real* input) noexcept {

@@ -22,6 +22,8 @@ class OffsetSearch {
   /// and empty, if there is none.
   [[nodiscard]] bool Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels) noexcept;
   void Release() noexcept;
+  /// As `ZeroedBuffer::KeepMemory`, for all that is held here.
+  void KeepMemory(bool on) noexcept;
 
   /// The offset in frames, below the search length (0 when that is 0). `overlap` holds `searchLength` frames, `input`
   /// twice as many. The first offset at which every channel's score beats `matchThreshold` times the tail's energy

@@ -46,11 +46,14 @@ void PitchsEngine::SetFormat(const FormatRecord& format) noexcept {
 }
 
 void PitchsEngine::Release() noexcept {
-  resampler_.Release();
-  single_.core.Release();
-  wide_.core.Release();
+  resampler_.Free();
+  single_.core.Free();
+  wide_.core.Free();
   single_.stage.Release();
+  single_.stage.KeepMemory(false);
   wide_.stage.Release();
+  wide_.stage.KeepMemory(false);
+  reserved_ = false;
   engineReady_ = false;
   RaiseRebuild();
 }
@@ -133,8 +136,14 @@ std::int32_t PitchsEngine::ResetPitch() noexcept {
   RaiseRebuild();
   // Full and not empty: a stream that ends before it began plays the new, silent stage.
   stageFilled_ = kStageFrames;
+  const bool reserve = reserve_ && !reserved_ && format_.has_value();
   const bool granted = WithLane([&](auto& lane) {
     lane.core.ClearLastBlockTaken();
+    if (reserve) {
+      lane.stage.KeepMemory(true);
+      reserved_ = lane.core.ReserveForModes(rate_, channels_) >= 0 && resampler_.ReserveForAccuracies(channels_) >= 0;
+      if (!reserved_) return false;
+    }
     return lane.stage.Allocate(std::size_t{kStageFrames} * channels_);
   });
   if (!granted) {

@@ -34,6 +34,7 @@ class PitchsEngine final : public StretchEngine {
     single_.core.SetKeepPace(on);
     wide_.core.SetKeepPace(on);
   }
+  void ReserveForRows(bool on) noexcept override { reserve_ = on; }
   /// 0, or out of memory for the stage. A configuration that fails shows at the next buffer.
   std::int32_t Reset() noexcept override { return ResetPitch(); }
   void Release() noexcept override;
@@ -84,6 +85,7 @@ class PitchsEngine final : public StretchEngine {
   PitchsParams builtFor_{};  // of the last full configuration
   bool engineReady_ = false;
   bool hasRun_ = true;
+  bool reserve_ = false, reserved_ = false;
   bool preserveDuration_ = false;
   bool antiAlias_ = false;
 

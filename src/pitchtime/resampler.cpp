@@ -62,16 +62,38 @@ void Resampler::SetRatio(double ratio) noexcept {
 }
 
 void Resampler::Release() noexcept {
-  sincTable_.Release();
+  if (!keepTables_) {
+    for (auto& table : sincTables_) table.Release();
+  }
   history_.Release();
   block_.Release();
+}
+
+void Resampler::Free() noexcept {
+  keepTables_ = false;
+  Release();
+  history_.KeepMemory(false);
+  block_.KeepMemory(false);
+}
+
+std::int32_t Resampler::ReserveForAccuracies(std::uint32_t channels) noexcept {
+  keepTables_ = true;
+  history_.KeepMemory(true);
+  block_.KeepMemory(true);
+  for (const std::int32_t accuracy : {1, 2, 3}) {
+    if (const std::int32_t result = Configure(accuracy, channels); result < 0) return result;
+  }
+  return kGoOn;
 }
 
 bool Resampler::BuildSincTable() noexcept {
   // Straight lines need no table.
   if (tapCount_ == 2) return true;
-  if (!sincTable_.Allocate(kSpan + 3)) return false;
-  double* const table = sincTable_.data();
+  ZeroedBuffer<double>& own = sincTables_[tapCount_ == 15 ? 1 : 0];
+  if (keepTables_ && !own.empty()) return true;
+  if (!keepTables_) sincTables_[tapCount_ == 15 ? 0 : 1].Release();
+  if (!own.Allocate(kSpan + 3)) return false;
+  double* const table = own.data();
   const double span = halfTaps_ + 1;
   table[0] = 1.0;
   for (std::int32_t i = 1; i < kSpan; ++i) {
@@ -132,7 +154,7 @@ void Resampler::MakeSinc(const Places& places) noexcept {
   double distances[kBlock];
   for (std::int32_t i = 0; i < places.made; ++i) distances[i] = halfTaps_ - places.lead[i];
   for (int tap = 0; tap < kTaps; ++tap) {
-    FindWeights(distances, places.made, tap, tapScale_, sincTable_.data(), weights[tap]);
+    FindWeights(distances, places.made, tap, tapScale_, sincTable(), weights[tap]);
   }
   double* out = block_.data();
   for (std::int32_t i = 0; i < places.made; ++i, out += channels) {

@@ -20,6 +20,9 @@ class Resampler {
  public:
   /// `accuracy`: 1 two taps, 3 fifteen, any other nine. Silence in the history. 0 or out of memory.
   std::int32_t Configure(std::int32_t accuracy, std::uint32_t channels) noexcept;
+  /// Configures for every accuracy once and keeps the memory and the tables, so that no later configuration for as many
+  /// channels asks for any. `Free` ends that. Must be configured again. 0 or out of memory.
+  std::int32_t ReserveForAccuracies(std::uint32_t channels) noexcept;
   void SetKernels(SampleFormat source, SampleFormat destination) noexcept;
 
   /// Starts the position anew at the audio already read; drops a fraction of a frame. `ratio` above 0.
@@ -37,6 +40,7 @@ class Resampler {
                      std::uint32_t& destinationFrames) noexcept;
 
   void Release() noexcept;
+  void Free() noexcept;
 
  private:
   static constexpr std::int32_t kSpan = 4000;      // table steps over halfTaps + 1 frames
@@ -69,7 +73,10 @@ class Resampler {
   WriteKernel<double> write_ = nullptr;
   std::size_t sourceSampleBytes_ = 0, destinationSampleBytes_ = 0;
 
-  ZeroedBuffer<double> sincTable_;
+  const double* sincTable() const noexcept { return sincTables_[tapCount_ == 15 ? 1 : 0].data(); }
+
+  std::array<ZeroedBuffer<double>, 2> sincTables_;  // of nine taps and of fifteen
+  bool keepTables_ = false;
   // The frames of the taps, oldest first, then those converted ahead of the position. In a line and not in a ring, so
   // that the taps of a frame are neighbours.
   ZeroedBuffer<double> history_;

@@ -127,6 +127,29 @@ void StretchCore<Real>::Release() noexcept {
 }
 
 template <class Real>
+void StretchCore<Real>::KeepMemory(bool on) noexcept {
+  inputBlock_.KeepMemory(on);
+  overlapBlock_.KeepMemory(on);
+  crossfade_.KeepMemory(on);
+  search_.KeepMemory(on);
+}
+
+template <class Real>
+std::int32_t StretchCore<Real>::ReserveForModes(std::uint32_t rate, std::uint32_t channels) noexcept {
+  KeepMemory(true);
+  for (const StretchMode& mode : StretchModeTable) {
+    if (const std::int32_t result = ConfigureStretch(mode, rate, channels, 1.0); result < 0) return result;
+  }
+  return kGoOn;
+}
+
+template <class Real>
+void StretchCore<Real>::Free() noexcept {
+  Release();
+  KeepMemory(false);
+}
+
+template <class Real>
 void StretchCore<Real>::SetEndOfInput(bool ended) noexcept {
   if (endOfInput_ && !ended) {
     // The stream goes on after all: what the draining left behind must not count.

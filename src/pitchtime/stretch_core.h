@@ -49,6 +49,10 @@ class StretchCore {
 
   /// Frees the buffers.
   void Release() noexcept;
+  /// Configures for every mode once and keeps the memory of the largest, so that no later configuration for the same
+  /// stream asks for any. `Free` ends that. Must be configured again. 0 or out of memory.
+  std::int32_t ReserveForModes(std::uint32_t rate, std::uint32_t channels) noexcept;
+  void Free() noexcept;
 
   /// Takes up to `sourceFrames` and writes up to `destinationFrames` frames; both come back as what was taken and
   /// written. 0 to go on, 1 when the stream is drained. Must be `ready`.
@@ -79,6 +83,7 @@ class StretchCore {
   void AdvanceBlocks() noexcept;
   bool TakeFromTail() noexcept;
   void NextHop() noexcept;
+  void KeepMemory(bool on) noexcept;
   void LayBlock(std::int32_t offset) noexcept;
 
   const LastBlock lastBlockRule_;

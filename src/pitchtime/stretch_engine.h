@@ -24,6 +24,10 @@ class StretchEngine {
   /// Keeps pace with the ratio over any time; see `StretchCore::SetKeepPace`. Between streams.
   virtual void SetKeepPace(bool on) noexcept = 0;
 
+  /// From the next stream on: memory for every mode and quality is taken with the stream, and no change while it runs
+  /// asks for any.
+  virtual void ReserveForRows(bool on) noexcept = 0;
+
   /// Full restart: when streaming starts, and on a discontinuity in a running stream (`Process` does that one itself).
   virtual std::int32_t Reset() noexcept = 0;
 

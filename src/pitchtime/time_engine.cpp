@@ -18,8 +18,9 @@ void TimeEngine::SetFormat(const FormatRecord& format) noexcept {
 }
 
 void TimeEngine::Release() noexcept {
-  single_.Release();
-  wide_.Release();
+  single_.Free();
+  wide_.Free();
+  reserved_ = false;
   engineReady_ = false;
   RaiseRebuild();
 }
@@ -49,6 +50,13 @@ std::int32_t TimeEngine::ConfigureTime(const TimeParams& params) noexcept {
 
 std::int32_t TimeEngine::ResetTime() noexcept {
   RaiseRebuild();
+  if (reserve_ && !reserved_ && format_) {
+    reserved_ = WithCore([&](auto& core) {
+      core.SetKernels(*format_, *format_);
+      return core.ReserveForModes(rate_, channels_) >= 0;
+    });
+    if (!reserved_) return kEngineOutOfMemory;
+  }
   TimeParams params;
   params_.FetchParams(params);
   const std::int32_t result = ConfigureTime(params);

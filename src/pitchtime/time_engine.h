@@ -29,6 +29,7 @@ class TimeEngine final : public StretchEngine {
     single_.SetKeepPace(on);
     wide_.SetKeepPace(on);
   }
+  void ReserveForRows(bool on) noexcept override { reserve_ = on; }
   std::int32_t Reset() noexcept override { return ResetTime(); }
   void Release() noexcept override;
   std::int32_t PrepareInput(ProcessMode, void*, std::uint32_t) noexcept override { return kGoOn; }
@@ -45,6 +46,7 @@ class TimeEngine final : public StretchEngine {
   std::atomic<bool> rebuildNeeded_{true};
   bool engineReady_ = false;
   bool hasRun_ = true;
+  bool reserve_ = false, reserved_ = false;
   std::int32_t builtForMode_ = 0;
 
   std::uint32_t rate_ = 0;

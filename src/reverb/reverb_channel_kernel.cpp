@@ -21,6 +21,9 @@ void Mix(ReverbChannel& channel, const ReverbMix& mix, const double* sum, double
     std::size_t read = write + 1 == preDelayEntries ? 0 : write + 1;
     std::size_t run = UntilWrap(read, preDelayEntries, UntilWrap(write, preDelayEntries, frames));
     for (const std::size_t tap : taps) run = UntilWrap(tap, earlyEntries, run);
+    channel.preDelay.Clean(write, run);
+    channel.preDelay.Clean(read, run);
+    for (const std::size_t tap : taps) channel.early.Clean(tap, run);
     for (std::size_t i = 0; i < run; ++i) {
       const double dry = samples[i];
       preDelay[write + i] = sum[i];

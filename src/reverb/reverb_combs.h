@@ -48,7 +48,7 @@ struct CombPair {
   std::size_t Begin(std::size_t frames) noexcept {
     atA = first.ring.data() + first.position;
     atB = second.ring.data() + second.position;
-    return UntilWrap(first.position, first.ring.size(), UntilWrap(second.position, second.ring.size(), frames));
+    return BeginRun(first, BeginRun(second, frames));
   }
   void End(std::size_t frames) const noexcept {
     Advance(first.position, frames, first.ring.size());
@@ -89,7 +89,7 @@ struct OneComb {
   void Keep() const noexcept { comb.damping = damping.low(); }
   std::size_t Begin(std::size_t frames) noexcept {
     at = comb.ring.data() + comb.position;
-    return UntilWrap(comb.position, comb.ring.size(), frames);
+    return BeginRun(comb, frames);
   }
   void End(std::size_t frames) const noexcept { Advance(comb.position, frames, comb.ring.size()); }
 

@@ -133,7 +133,7 @@ void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) n
   constexpr bool kFloat = Format::kFormat == SampleFormat::kFloat32 || Format::kFormat == SampleFormat::kFloat64;
   if (channels_ == 2) return RunStereo<Format>(samples, frames);
   // Mono would be a team with one busy worker: the same samples, and no fork to pay for.
-  if (kFloat && channels_ > 1 && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
+  if (kFloat && channels_ > 1 && !reserve_ && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
   while (frames != 0) {
     const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
     for (std::size_t c = 0; c < channels_; ++c) RunChannel<Format>(c, samples + c, run);

@@ -32,6 +32,10 @@ class ReverbEngine {
   ReverbEngine& operator=(const ReverbEngine&) = delete;
   ~ReverbEngine();
 
+  /// From the next stream on: memory for every mode, style and pre-delay is taken with the stream, no change while it
+  /// runs asks for any, and the calling thread does all the work.
+  void ReserveForRows(bool on) noexcept { reserve_ = on; }
+
   /// Takes the stream's format and builds everything for the parameters of the moment. As `ReverbReset`.
   std::int32_t Start(const FormatRecord& format) noexcept {
     SetFormat(format);
@@ -86,6 +90,8 @@ class ReverbEngine {
   void RefreshGains(const ReverbModeRow& row, double decay) noexcept;
   void SetFilters(const ReverbParams& params, bool clearBass) noexcept;
   void SetTail(double decay) noexcept;
+  std::int32_t ReserveRings() noexcept;
+  void ReleaseRings() noexcept;
   void FreeRings() noexcept;
 
   template <class Format>
@@ -106,6 +112,7 @@ class ReverbEngine {
   bool streaming_ = false;
   bool ringsFit_ = false;  // rings are there, and made for the format
   bool bypass_ = false;
+  bool reserve_ = false;
   bool bassOn_ = false, highOn_ = false;
   std::uint32_t rate_ = 0;
   std::size_t channels_ = 0;

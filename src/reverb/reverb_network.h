@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-#include "audio/zeroed_buffer.h"
+#include "audio/delay_line.h"
 #include "reverb/reverb_tables.h"
 
 // The state that the kernels run on. Set-up writes all of it between kernels, and nothing else does.
@@ -14,7 +14,7 @@ inline constexpr int kReverbBlock = 64;
 
 /// A comb with a one-pole low-pass in its loop. The ring's length is its delay.
 struct ReverbComb {
-  ZeroedBuffer<double> ring;
+  DelayLine ring;
   std::size_t position = 0;
   double gain = 0;     ///< of the loop, and so of what enters it
   double damping = 0;  ///< the low-pass's memory
@@ -28,8 +28,12 @@ struct BassFilter {
 
 /// A circular line; an entry holds one value, or on a stereo stream a value of the left and one of the right side.
 struct ReverbLine {
-  ZeroedBuffer<double> ring;
+  DelayLine ring;
   std::size_t entries = 0;
+  std::size_t width = 1;  ///< values of an entry
+
+  /// To be called before `count` entries from `first` on are worked.
+  void Clean(std::size_t first, std::size_t count) noexcept { ring.Clean(first * width, count * width); }
 };
 
 /// The network of one channel. A stereo stream has one network, that of channel 0, whose lines hold both sides; of
@@ -62,6 +66,13 @@ inline void Advance(std::size_t& position, std::size_t steps, std::size_t entrie
 /// Frames that can be worked before a position comes to the end of its ring.
 inline std::size_t UntilWrap(std::size_t position, std::size_t entries, std::size_t frames) noexcept {
   return entries - position < frames ? entries - position : frames;
+}
+
+/// Makes a comb ready for as many of `frames` frames as there are before the end of its ring, and tells how many.
+inline std::size_t BeginRun(ReverbComb& comb, std::size_t frames) noexcept {
+  const std::size_t run = UntilWrap(comb.position, comb.ring.size(), frames);
+  comb.ring.Clean(comb.position, run);
+  return run;
 }
 
 /// One channel of mono or of three and more: `frames` samples in place, at most `kReverbBlock`.

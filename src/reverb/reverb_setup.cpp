@@ -10,6 +10,7 @@ namespace korva {
 namespace {
 
 constexpr std::int32_t kSilence = -800;
+constexpr double kLongestPreDelayMs = 200;
 
 // Twice the usual constant: the corner of the low-pass lies where this puts it.
 constexpr double kLowPassScale = -12.56637061436;
@@ -40,6 +41,7 @@ bool BuildComb(ReverbComb& comb, double delay, double decay, double rate) noexce
 /// A ring of `entries` of `width` values each.
 bool BuildLine(ReverbLine& line, std::size_t entries, std::size_t width) noexcept {
   line.entries = entries;
+  line.width = width;
   return line.ring.Allocate(entries * width);
 }
 
@@ -71,7 +73,7 @@ std::int32_t ReverbEngine::UpdateEngine(const ReverbParams& params, std::int32_t
     const std::int32_t result = Rebuild(params, clearHigh);
     engineReady_ = ringsFit_ = result >= 0;
     if (result < 0) {
-      FreeRings();
+      ReleaseRings();
       MarkLinesStale(true);
       return result;
     }
@@ -85,7 +87,8 @@ std::int32_t ReverbEngine::UpdateEngine(const ReverbParams& params, std::int32_t
 }
 
 std::int32_t ReverbEngine::Rebuild(const ReverbParams& params, bool clearHigh) noexcept {
-  FreeRings();
+  ReleaseRings();
+  if (reserve_ && ReserveRings() < 0) return kEngineOutOfMemory;
   const ReverbModeRow& row = ModeRow(params);
   mix_.combCount = row.combCount;
   SetTail(Seconds(params));
@@ -195,12 +198,52 @@ void ReverbEngine::SetTail(double decay) noexcept {
   tailLength_ = tailLeft_ = frames < 0 ? 0 : frames;
 }
 
-void ReverbEngine::FreeRings() noexcept {
+std::int32_t ReverbEngine::ReserveRings() noexcept {
+  const double rate = rate_;
+  const bool stereo = channels_ == 2;
+  const auto reserve = [](DelayLine& ring, std::size_t longest) {
+    return ring.capacity() == longest || ring.Reserve(longest);
+  };
+  const std::size_t width = stereo ? 2 : 1;
+  double tapMs = 0;
+  for (const EarlyStyleRow& style : kEarlyStyleTable) {
+    for (std::size_t t = 0; t < kEarlyTaps; ++t) tapMs = std::max(tapMs, style.tapMs[t] + kTapShiftMs[t]);
+  }
+  for (std::size_t c = 0; c < channels_; ++c) {
+    ReverbChannel& channel = network_[c];
+    const bool detuned = stereo && c == 1;
+    for (std::size_t i = 0; i < (detuned ? kDetune.size() : channel.combs.size()); ++i) {
+      double delayMs = 0;
+      for (const ReverbModeRow& row : kReverbModeTable) {
+        if (i < static_cast<std::size_t>(row.combCount)) delayMs = std::max(delayMs, row.delayMs[i]);
+      }
+      if (detuned) delayMs *= kDetune[i];
+      if (!reserve(channel.combs[i].ring, Entries(rate * (delayMs / 1000.0) + 0.5) + 1)) return kEngineOutOfMemory;
+    }
+    if (detuned) continue;
+    if (!reserve(channel.preDelay.ring, width * (Entries(kLongestPreDelayMs * rate / 1000.0) + 1)) ||
+        !reserve(channel.early.ring, width * (Entries(tapMs * rate / 1000.0) + 1))) {
+      return kEngineOutOfMemory;
+    }
+  }
+  return 0;
+}
+
+void ReverbEngine::ReleaseRings() noexcept {
   ringsFit_ = false;
   for (ReverbChannel& channel : network_) {
     for (ReverbComb& comb : channel.combs) comb.ring.Release();
     channel.preDelay.ring.Release();
     channel.early.ring.Release();
+  }
+}
+
+void ReverbEngine::FreeRings() noexcept {
+  ringsFit_ = false;
+  for (ReverbChannel& channel : network_) {
+    for (ReverbComb& comb : channel.combs) comb.ring.Free();
+    channel.preDelay.ring.Free();
+    channel.early.ring.Free();
   }
 }
 

@@ -28,6 +28,9 @@ void Mix(ReverbChannel& bank, const ReverbMix& mix, const double* sums, double* 
     const std::size_t read = write + 1 == preDelayEntries ? 0 : write + 1;
     std::size_t run = UntilWrap(read, preDelayEntries, UntilWrap(write, preDelayEntries, frames));
     for (const std::size_t tap : taps) run = UntilWrap(tap, earlyEntries, run);
+    bank.preDelay.Clean(write, run);
+    bank.preDelay.Clean(read, run);
+    for (const std::size_t tap : taps) bank.early.Clean(tap, run);
     double* const preDelayIn = bank.preDelay.ring.data() + 2 * write;
     const double* const preDelayOut = bank.preDelay.ring.data() + 2 * read;
     const double* const tap1 = bank.early.ring.data() + 2 * taps[0];

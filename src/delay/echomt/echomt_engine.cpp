@@ -13,11 +13,22 @@ constexpr double kTwoPi = 6.28318530718;
 constexpr std::int32_t kSilence = -800;
 constexpr std::int32_t kShortestLine = 2;
 constexpr double kEndlessTailSeconds = 20.0;
+constexpr std::int32_t kLongestTapMs = 2500, kMostModDepth = 100;
+constexpr double kMostOffsetMs = 0.457;
 
 // The character of the effect: no two taps move alike, and each stands a fraction of a millisecond off the grid that
 // the user sets.
 constexpr std::array<double, kEchomtTaps> kModFactor = {0.7, 0.9, 0.4, 0.6, 0.8, 0.9, 0.1, 0.9};
 constexpr std::array<double, kEchomtTaps> kOffsetMs = {0.123, 0.377, -0.411, 0.095, -0.301, -0.253, 0.457, 0.179};
+
+// The line that a longest tap of `frames` needs, with room to swing.
+double LineReach(std::int64_t frames, double modBase) noexcept {
+  return static_cast<double>(frames) * 1.05 + modBase * 4.0;
+}
+
+double ModBase(std::int32_t depth, std::uint32_t rate) noexcept {
+  return depth * 3e-5 * rate;
+}
 
 // Passes over the line until the feedback has taken the sound down by e to the -3, times the line.
 std::uint32_t TailLength(double loop, std::int32_t lineLength, std::uint32_t rate) noexcept {
@@ -76,10 +87,19 @@ double EchomtEngine::SetTapGains(const EchomtParams& params) noexcept {
   return sum;
 }
 
+bool EchomtEngine::ReserveLines() noexcept {
+  const std::int64_t frames =
+      std::int64_t{rate_ / 1000} * kLongestTapMs + Truncate<std::int64_t>(rate_ * kMostOffsetMs / 1000.0);
+  const double reach = LineReach(frames, ModBase(kMostModDepth, rate_));
+  const auto longest = static_cast<std::size_t>(std::max(Truncate<std::int32_t>(reach), kShortestLine));
+  return std::all_of(lines_.begin(), lines_.begin() + channels_,
+                     [longest](DelayLine& line) { return line.capacity() == longest || line.Reserve(longest); });
+}
+
 std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode mode) noexcept {
   SetLight(params);
   tapCount_ = std::clamp(params.tapCount, 0, kEchomtTaps);
-  const double modBase = params.modDepth * 3e-5 * rate_;
+  const double modBase = ModBase(params.modDepth, rate_);
   modulated_ = modBase != 0.0;
   const double normaliser = std::max(1.0, SetTapGains(params));
   feedbackGain_ = params.feedback / (normaliser * 100.0);
@@ -94,8 +114,7 @@ std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode m
     positions[i] = perMs * params.tapDelayMs[i] + Truncate<std::int64_t>(rate_ * kOffsetMs[i] / 1000.0);
     longest = std::max(longest, positions[i]);
   }
-  const double reach = static_cast<double>(longest) * 1.05 + modBase * 4.0;
-  const std::int32_t newLength = std::max(Truncate<std::int32_t>(reach), kShortestLine);
+  const std::int32_t newLength = std::max(Truncate<std::int32_t>(LineReach(longest, modBase)), kShortestLine);
 
   // A position is a delay only while the write head stands at 0. An edit that keeps the line moves every tap that is
   // in use by as far as the head has gone since: what such an edit has always sounded like.
@@ -105,6 +124,7 @@ std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode m
   if (newLength == lineLength_ && mode != ModeRestart && HasLines()) return 0;
 
   for (std::size_t c = 0; c < channels_; ++c) lines_[c].Release();
+  if (reserve_ && !ReserveLines()) return kEngineOutOfMemory;
   lineLength_ = newLength;
   tailLeft_ = TailLength(params.feedback / 100.0, lineLength_, rate_);
   tailOnly_.Arm(tailLeft_);
@@ -148,7 +168,7 @@ std::int32_t EchomtEngine::Reset(bool rewind) noexcept {
 }
 
 void EchomtEngine::FreeLines() noexcept {
-  for (auto& line : lines_) line.Release();
+  for (auto& line : lines_) line.Free();
   MarkLinesStale();
 }
 

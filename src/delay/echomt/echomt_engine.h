@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <optional>
 
+#include "audio/delay_line.h"
 #include "audio/format_record.h"
 #include "audio/param_source.h"
 #include "audio/process_mode.h"
-#include "audio/zeroed_buffer.h"
 #include "delay/echomt/echomt_block.h"
 #include "delay/tail_frames.h"
 
@@ -35,6 +35,10 @@ class EchomtEngine {
 
   /// `source` must outlive the engine.
   explicit EchomtEngine(ParamSource<EchomtParams>& source) noexcept : source_(source) {}
+
+  /// From the next stream on: memory for the longest line that the rows can ask for is taken with the stream, and no
+  /// change while it runs asks for any.
+  void ReserveForRows(bool on) noexcept { reserve_ = on; }
 
   /// Takes the stream's format and builds everything for the parameters of the moment. 0 or a negative code.
   std::int32_t Start(const FormatRecord& format) noexcept {
@@ -91,6 +95,8 @@ class EchomtEngine {
   void SetLight(const EchomtParams& params) noexcept;
   double SetTapGains(const EchomtParams& params) noexcept;
   bool HasLines() const noexcept;
+  bool ReserveLines() noexcept;
+  void CleanAhead(DelayLine& line, const Swing& swing, int frames) noexcept;
 
   template <class Format>
   std::int32_t Kernel(ProcessMode mode, typename Format::Sample* buffer, std::uint32_t& frameCount,
@@ -111,6 +117,7 @@ class EchomtEngine {
   std::atomic<bool> linesStale_{true};
   bool hasRun_ = true;
   bool engineReady_ = false;
+  bool reserve_ = false;
   std::uint32_t rate_ = 0;
   std::uint32_t channels_ = 0;
   std::optional<SampleFormat> format_;
@@ -129,7 +136,7 @@ class EchomtEngine {
   TailOnlyBudget tailOnly_;
   std::array<double, kMaxChannels> inputState_{};
   std::array<double, kMaxChannels> outputState_{};
-  std::array<ZeroedBuffer<double>, kMaxChannels> lines_;
+  std::array<DelayLine, kMaxChannels> lines_;
 };
 
 }  // namespace korva

@@ -224,6 +224,17 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
   }
 }
 
+// Makes ready what a block may touch of a line that was taken anew: the frames it writes, and those around every tap.
+void EchomtEngine::CleanAhead(DelayLine& line, const Swing& swing, int frames) noexcept {
+  constexpr std::ptrdiff_t kSeam = 3;  // the neighbouring slot, and where a position wraps
+  line.CleanAround(std::ptrdiff_t{writePosition_} - frames + 1, static_cast<std::size_t>(frames));
+  for (std::size_t i = 0; i < static_cast<std::size_t>(tapCount_); ++i) {
+    const auto reach = modulated_ ? static_cast<std::ptrdiff_t>(std::ceil(swing.most * tapModDepth_[i])) : 0;
+    const std::ptrdiff_t first = std::ptrdiff_t{tapPosition_[i]} - frames - reach - kSeam;
+    line.CleanAround(first, static_cast<std::size_t>(frames + reach + 2 * kSeam));
+  }
+}
+
 template <class Format>
 void EchomtEngine::Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept {
   Swing swing;
@@ -233,8 +244,10 @@ void EchomtEngine::Run(typename Format::Sample* buffer, std::uint32_t frames) no
     const int together = IndependentFrames(swing);
     // Every channel sees the same block of the sine, so the channels can take turns block by block.
     if (channels_ == 2) {
+      CleanAhead(lines_[0], swing, count);
       RunBlock<Format, 2>(buffer, 0, count, swing, together);
     } else {
+      for (std::uint32_t c = 0; c < channels_; ++c) CleanAhead(lines_[c], swing, count);
       for (std::uint32_t c = 0; c < channels_; ++c) RunBlock<Format, 1>(buffer, c, count, swing, together);
     }
     const std::int32_t moved = count % lineLength_;

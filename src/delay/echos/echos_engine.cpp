@@ -14,6 +14,7 @@ namespace {
 constexpr std::int32_t kSilence = -800;
 constexpr std::uint32_t kShortestLine = 2;
 constexpr std::int32_t kLastDelayNote = 17;
+constexpr std::uint32_t kLongestReserve = 12;  // seconds: the longest note times its most, at 60 beats a minute
 
 // Echoes fall to this level, about -30 dB, in the decay time.
 constexpr double kDecayLevel = 0.0316;
@@ -52,6 +53,7 @@ std::uint32_t EchosEngine::LineLength(const EchosParams& params, const TempoInfo
     // No memory holds the length that an absurd rate turns into here.
     length = static_cast<std::uint32_t>(MulDiv(params.delayMs, static_cast<std::int32_t>(rate_), 1000));
   }
+  if (reserve_) length = std::min(length, rate_ * kLongestReserve);
   return std::max(length, kShortestLine);
 }
 
@@ -77,14 +79,23 @@ bool EchosEngine::HasLines() const noexcept {
 }
 
 void EchosEngine::WipeLines() noexcept {
-  for (auto& line : lines_) std::fill_n(line.data(), line.size(), 0.0);
+  for (auto& line : lines_) line.Wipe();
+}
+
+std::int32_t EchosEngine::ReserveLines() noexcept {
+  const std::size_t longest = std::max(std::size_t{rate_} * kLongestReserve, std::size_t{kShortestLine});
+  for (std::size_t c = 0; c < channels_; ++c) {
+    if (lines_[c].capacity() != longest && !lines_[c].Reserve(longest)) return kEngineOutOfMemory;
+  }
+  return 0;
 }
 
 std::int32_t EchosEngine::StartLines(std::uint32_t length, bool fresh) noexcept {
+  if (reserve_ && ReserveLines() < 0) return kEngineOutOfMemory;
   for (std::size_t c = 0; c < channels_; ++c) {
     auto& line = lines_[c];
     if (!fresh && line.size() == length) {
-      std::fill_n(line.data(), length, 0.0);
+      line.Wipe();
     } else if (!line.Allocate(length)) {
       return kEngineOutOfMemory;
     }
@@ -122,7 +133,7 @@ std::int32_t EchosEngine::UpdateEngine(const EchosParams& params, ProcessMode mo
 }
 
 void EchosEngine::FreeDelayLines() noexcept {
-  for (auto& line : lines_) line.Release();
+  for (auto& line : lines_) line.Free();
 }
 
 void EchosEngine::EnterBypass() noexcept {
@@ -135,6 +146,7 @@ void EchosEngine::Run(typename Format::Sample* buffer, std::size_t samples) noex
   const Gains gains{feedbackGain_, dryOutGain_, delayOutGain_};
   while (samples != 0) {
     const std::size_t run = std::min(samples, delayLength_ - position_);
+    lines_[line_].Clean(position_, run);
     Echo<Format, kReadInput>(lines_[line_].data() + position_, buffer, run, gains);
     buffer += run;
     samples -= run;

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <optional>
 
+#include "audio/delay_line.h"
 #include "audio/format_record.h"
 #include "audio/process_mode.h"
 #include "audio/tempo_info.h"
-#include "audio/zeroed_buffer.h"
 #include "delay/echos/echos_block.h"
 #include "delay/tail_frames.h"
 
@@ -24,6 +24,10 @@ namespace korva {
 /// Threads: one at a time; nothing here locks. All arithmetic is in doubles, samples are rewritten in place.
 class EchosEngine {
  public:
+  /// From the next stream on: memory for the longest line that the rows can ask for is taken with the stream, and no
+  /// change while it runs asks for any. A note longer than twelve seconds is then held to that.
+  void ReserveForRows(bool on) noexcept { reserve_ = on; }
+
   /// Takes the stream's format. The lines are built by the update that must follow.
   std::int32_t Start(const FormatRecord& format) noexcept {
     SetFormat(format);
@@ -69,6 +73,7 @@ class EchosEngine {
   std::uint32_t TailOnlyFrames() const noexcept;
   std::int32_t BuildDelayLines(const EchosParams& params, ProcessMode mode, const TempoInfo* tempo) noexcept;
   std::int32_t StartLines(std::uint32_t length, bool fresh) noexcept;
+  std::int32_t ReserveLines() noexcept;
   bool HasLines() const noexcept;
   void WipeLines() noexcept;
 
@@ -88,8 +93,9 @@ class EchosEngine {
   TailOnlyBudget tailOnly_;
   bool engineReady_ = false;
   bool bypassCleared_ = false;
+  bool reserve_ = false;
   // One line of `delayLength_` values for each channel, end to end one ring that holds the interleaved stream.
-  std::array<ZeroedBuffer<double>, kMaxChannels> lines_;
+  std::array<DelayLine, kMaxChannels> lines_;
   std::size_t line_ = 0;      // the line and the place in it of the next sample
   std::size_t position_ = 0;  //
 };
