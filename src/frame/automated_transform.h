@@ -7,6 +7,7 @@
 #include "frame/mfx_tempo.h"
 #include "frame/plugin_params.h"
 #include "frame/property_groups.h"
+#include "frame/row_values.h"
 #include "frame/transform_state.h"
 #include "streaming/unknown.h"
 
@@ -54,6 +55,9 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
   TransformState& state() noexcept final { return *this; }
   HRESULT ReadBlock(void* block) final { return GetParams(static_cast<Block*>(block)); }
   HRESULT WriteBlock(const void* block) final { return SetParams(static_cast<const Block*>(block)); }
+  HRESULT WriteRow(std::size_t row, const void* block) final {
+    return SetValue(row, LoadField(effect_.rows[row], block));
+  }
 
  protected:
   explicit AutomatedTransform(const EffectDescription& effect) noexcept

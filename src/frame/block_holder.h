@@ -13,6 +13,9 @@ class BlockHolder {
   virtual TransformState& state() noexcept = 0;
   virtual HRESULT ReadBlock(void* block) = 0;
   virtual HRESULT WriteBlock(const void* block) = 0;
+  /// Takes one row over from a block, held to its range, as the row's own setter would: what it asks of the engine and
+  /// nothing more. The same value again changes nothing.
+  virtual HRESULT WriteRow(std::size_t row, const void* block) = 0;
 
  protected:
   ~BlockHolder() = default;

@@ -67,6 +67,8 @@ struct EffectDescription {
   const void* recordStart;            ///< block before a record is read: what older forms lack
   /// Whether a header that fits no form still ends in a notice.
   bool noticeOnUnknownRecord;
+  /// Brings a block in line after one row was set by itself; null where the rows are independent.
+  void (*afterSet)(std::size_t row, void* block) noexcept = nullptr;
 };
 
 }  // namespace korva

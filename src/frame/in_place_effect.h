@@ -37,6 +37,11 @@ class InPlaceEffect : public EffectOn<CQvInPlaceFilter, Transform> {
  public:
   using EffectOn<CQvInPlaceFilter, Transform>::EffectOn;
 
+  void ReserveForRows(bool on) override {
+    // An engine without this takes all its memory at the start anyway.
+    if constexpr (requires { this->engine_.ReserveForRows(on); }) this->engine_.ReserveForRows(on);
+  }
+
  protected:
   CQvPlugInParams* automation() noexcept override {
     if constexpr (kAutomated) return this;

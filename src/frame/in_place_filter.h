@@ -64,6 +64,10 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
   HRESULT FloatQuery() override;
   HRESULT FloatReset(LONG rewind) override;
 
+  /// From the next stream on: memory for all that the rows can ask for is taken with the stream. No change while it
+  /// runs asks for any then.
+  virtual void ReserveForRows(bool /*on*/) {}
+
  protected:
   const FormatRecord& formatRecord() const noexcept { return formatRecord_; }
 

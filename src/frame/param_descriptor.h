@@ -36,6 +36,7 @@ struct ParamDescriptor {
   const char* unit = "";          ///< unit on the command line; empty where there is none
   const char* summary = "";       ///< what it does, in a line
   float commandFactor = 1.0F;     ///< display units to the unit of the command line
+  bool buildsLine = false;        ///< a change may build a delay line anew, whatever the change bit says
   bool followsTempo = false;      ///< acts while the effect follows a host's tempo; a switch turns that on
 };
 
@@ -103,6 +104,12 @@ constexpr ParamDescriptor Choice(RowCommand command, std::int32_t first, std::in
 /// A switch, 0 or 1; only jumps.
 constexpr ParamDescriptor Switch(RowCommand command, RowTexts texts, std::uint32_t changeBit, std::size_t offset) {
   return Make(MPT_BOOL, kCurvesJump, Storage::kBool, command, {0, 1, 0, 0, 1}, texts, changeBit, offset);
+}
+
+/// A row whose change may build a line anew.
+constexpr ParamDescriptor BuildsLine(ParamDescriptor row) {
+  row.buildsLine = true;
+  return row;
 }
 
 /// A row that acts only while the effect follows a host's tempo, or the switch for it.

@@ -31,6 +31,18 @@ const RecordForm* FindRecordForm(const EffectDescription& effect, const RecordHe
   return form != effect.forms.end() ? &*form : nullptr;
 }
 
+bool ReadRecord(const EffectDescription& effect, std::span<const std::byte> record, void* block) noexcept {
+  RecordHeader header{};
+  if (record.size() < sizeof header) return false;
+  std::memcpy(&header, record.data(), sizeof header);
+  const RecordForm* const form = FindRecordForm(effect, header);
+  if (form == nullptr || record.size() < sizeof header + form->bodySize) return false;
+  std::memcpy(block, effect.recordStart, effect.blockSize);
+  std::memcpy(block, record.data() + sizeof header, form->bodySize);
+  if (form->bringUpToDate != nullptr) form->bringUpToDate(block);
+  return true;
+}
+
 HRESULT LoadRecord(BlockHolder& holder, IStream* stream) {
   if (stream == nullptr) return E_POINTER;
   const EffectDescription& effect = holder.effect();

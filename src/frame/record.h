@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "frame/block_holder.h"
 #include "platform/persist.h"
@@ -21,6 +23,10 @@ static_assert(sizeof(RecordHeader) == 20);
 
 /// The form that a header names among those of `effect`; null for an unknown pair of size and identifier.
 const RecordForm* FindRecordForm(const EffectDescription& effect, const RecordHeader& header) noexcept;
+
+/// Takes the block out of a record of any form that lies in memory; false, with `block` unchanged, for an unknown form
+/// or a record that ends early.
+bool ReadRecord(const EffectDescription& effect, std::span<const std::byte> record, void* block) noexcept;
 
 /// Reads a record of any form and sets the parameters from it. `E_FAIL` for an unknown form or a record that ends
 /// early; a stream's own failure is passed on. The parameters are unchanged then.

@@ -49,6 +49,16 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
   TransformState& state() noexcept final { return *this; }
   HRESULT ReadBlock(void* block) final { return GetParams(static_cast<Block*>(block)); }
   HRESULT WriteBlock(const void* block) final { return SetParams(static_cast<const Block*>(block)); }
+  HRESULT WriteRow(std::size_t row, const void* block) final {
+    const std::lock_guard guard(engineLock);
+    Block wanted = record_;
+    CopyField(effect_.rows[row], &wanted, block);
+    Hold(wanted);
+    if (SameField(effect_.rows[row], &wanted, &record_)) return S_OK;
+    record_ = wanted;
+    Changed(row);
+    return S_OK;
+  }
 
  protected:
   explicit RecordTransform(const EffectDescription& effect) noexcept : effect_(effect) {}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -44,6 +45,37 @@ inline double LoadDisplayValue(const ParamDescriptor& row, const void* block) no
   }
   const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
   return value * range / (static_cast<double>(row.externalMax) - row.externalMin);
+}
+/// `value` lies in the row's range.
+inline void StoreDisplayValue(const ParamDescriptor& row, void* block, double value) noexcept {
+  if (row.storage != Storage::kDouble) {
+    StoreField(row, block, ToBlockUnits(row, static_cast<float>(value)));
+    return;
+  }
+  const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
+  const double stored = value * (static_cast<double>(row.externalMax) - row.externalMin) / range;
+  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &stored, sizeof stored);
+}
+
+/// The field of a row from one block to another, as it stands.
+inline void CopyField(const ParamDescriptor& row, void* target, const void* source) noexcept {
+  const std::size_t size = row.storage == Storage::kDouble ? sizeof(double) : sizeof(std::int32_t);
+  std::memcpy(static_cast<std::uint8_t*>(target) + row.blockOffset,
+              static_cast<const std::uint8_t*>(source) + row.blockOffset, size);
+}
+inline bool SameField(const ParamDescriptor& row, const void* a, const void* b) noexcept {
+  const std::size_t size = row.storage == Storage::kDouble ? sizeof(double) : sizeof(std::int32_t);
+  return std::memcmp(static_cast<const std::uint8_t*>(a) + row.blockOffset,
+                     static_cast<const std::uint8_t*>(b) + row.blockOffset, size) == 0;
+}
+
+/// Display units to the units that are typed and shown, which may be plainer: seconds for tenths of a second.
+inline double CommandFactor(const ParamDescriptor& row) noexcept {
+  return std::round(static_cast<double>(row.commandFactor) * 1e6) / 1e6;
+}
+/// A bound of the range in these units. The bounds are floats: 0.001 stands there as 0.001000000047.
+inline double CommandBound(const ParamDescriptor& row, float bound) noexcept {
+  return std::round(static_cast<double>(bound) * CommandFactor(row) * 1e6) / 1e6;
 }
 
 }  // namespace korva

@@ -33,8 +33,6 @@ struct EffectHabits {
   /// Takes `name` with `text` if it is one that no row can hold. `taken` says whether it was.
   Check (*setDerived)(std::string_view name, std::string_view text, const MaterialLength& material, void* block,
                       bool& taken) = nullptr;
-  /// Brings the block in line after the row `row` was set.
-  void (*afterSet)(std::size_t row, void* block) = nullptr;
   /// Frames out for each frame in.
   double (*lengthFactor)(const void* block) = nullptr;
   /// How long it can ring out, for an effect that gives its tail in one buffer and drops what does not fit. `song` is

@@ -72,11 +72,6 @@ bool IsWhole(const ParamDescriptor& row) {
   return row.info.mpType == MPT_INT || row.info.mpType == MPT_ENUM;
 }
 
-/// A row's own display units to those that are typed and shown, which may be plainer: seconds for tenths of a second.
-double Factor(const ParamDescriptor& row) {
-  return std::round(static_cast<double>(row.commandFactor) * 1e6) / 1e6;
-}
-
 Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
   const std::string folded = Folded(text);
   if (text == "1" || folded == "on") return 1.0;
@@ -89,8 +84,7 @@ Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
 std::string RangeText(const ParamDescriptor& row) {
   if (row.info.mpType == MPT_BOOL) return "on or off";
   const std::string unit = row.unit;
-  // The bounds are floats: 0.001 stands there as 0.001000000047.
-  const auto bound = [&](float value) { return NumberText(std::round(value * Factor(row) * 1e6) / 1e6); };
+  const auto bound = [&](float value) { return NumberText(CommandBound(row, value)); };
   std::string text = bound(row.info.mpdMinValue) + " to " + bound(row.info.mpdMaxValue);
   if (!unit.empty()) text += " " + unit;
   return text;
@@ -103,7 +97,7 @@ std::string ValueText(const ParamDescriptor& row, const void* block) {
   const double index = value - static_cast<double>(row.info.mpdMinValue);
   if (index >= 0 && index < static_cast<double>(choices.size())) return choices[static_cast<std::size_t>(index)];
   const std::string unit = row.unit;
-  std::string text = NumberText(value * Factor(row));
+  std::string text = NumberText(value * CommandFactor(row));
   if (!unit.empty()) text += " " + unit;
   return text;
 }
@@ -134,23 +128,13 @@ Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text) {
       return Wrong(UnknownName(std::string(row.name) + " has no choice", text, names, RangeText(row)));
     return refused("; \"" + std::string(text) + "\" is no number");
   }
-  const double value = *shown / Factor(row);
+  const double value = *shown / CommandFactor(row);
   // Compared as the row's own floats, so that the bound that is shown is a value that may be typed.
   const auto narrowed = static_cast<float>(value);
   if (!(narrowed >= row.info.mpdMinValue && narrowed <= row.info.mpdMaxValue))
     return refused(", not " + std::string(text));
   if (IsWhole(row) && value != std::floor(value)) return refused(", whole numbers only");
   return value;
-}
-
-void StoreDisplayValue(const ParamDescriptor& row, void* block, double value) {
-  if (row.storage != Storage::kDouble) {
-    StoreField(row, block, ToBlockUnits(row, static_cast<float>(value)));
-    return;
-  }
-  const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
-  const double stored = value * (static_cast<double>(row.externalMax) - row.externalMin) / range;
-  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &stored, sizeof stored);
 }
 
 Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name) {
@@ -189,7 +173,7 @@ Check ApplySetting(const EffectRow& effect, std::string_view setting, const Mate
   const Outcome<double> value = ParseValue(descriptor, text);
   if (!value) return told(value.ending());
   StoreDisplayValue(descriptor, block, *value);
-  if (effect.habits != nullptr && effect.habits->afterSet != nullptr) effect.habits->afterSet(*row, block);
+  if (effect.description.afterSet != nullptr) effect.description.afterSet(*row, block);
   return std::nullopt;
 }
 

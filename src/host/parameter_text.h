@@ -23,8 +23,6 @@ std::vector<std::string> NumberedChoices(const ParamDescriptor& row);
 
 /// `text` as a value of `row` in the row's own display units. `kWrong` names the row and what it takes.
 Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text);
-/// Stores a value that lies in the row's range.
-void StoreDisplayValue(const ParamDescriptor& row, void* block, double value);
 
 /// The row of `name` in an effect, as `kWrong` the nearest names.
 Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name);

@@ -20,13 +20,6 @@ Block Loaded(const void* bytes) {
   return block;
 }
 
-void FollowSemitones(std::size_t row, void* bytes) {
-  if (row != kPitchsSemitones && row != kPitchsCents) return;
-  auto block = Loaded<PitchsParams>(bytes);
-  block.transposition = TranspositionOf(block.semitones, block.centTenths);
-  std::memcpy(bytes, &block, sizeof block);
-}
-
 double PitchsLengthFactor(const void* bytes) {
   const auto block = Loaded<PitchsParams>(bytes);
   return block.preserveDuration != 0 || !(block.transposition > 0) ? 1.0 : 1.0 / block.transposition;
@@ -98,7 +91,7 @@ constexpr DerivedName kTimeNames[] = {
 
 }  // namespace
 
-const EffectHabits kPitchsHabits = {.afterSet = &FollowSemitones, .lengthFactor = &PitchsLengthFactor};
+const EffectHabits kPitchsHabits = {.lengthFactor = &PitchsLengthFactor};
 const EffectHabits kTimeHabits = {
     .names = kTimeNames, .setDerived = &SetTimeDerived, .lengthFactor = &TimeLengthFactor};
 

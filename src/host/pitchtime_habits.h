@@ -4,7 +4,7 @@
 
 namespace korva {
 
-/// Semitones and cents set the transposition, as they do on the page.
+/// The length changes with the pitch unless it is kept.
 extern const EffectHabits kPitchsHabits;
 /// The length may be told as a pair of tempos or as a duration.
 extern const EffectHabits kTimeHabits;

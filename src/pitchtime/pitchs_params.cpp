@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 #include "pitchtime/stretch_modes.h"
 
@@ -41,6 +42,14 @@ constexpr ParamDescriptor kRows[] = {
                {"initial-samples", "frames", "length of the material, for the display of the final time"},
                {0, kMostRowSamples, 2646000, 0, kMostRowSamples}, kNoTexts, 1, offsetof(PitchsParams, initialSamples)),
 };
+
+void FollowSemitones(std::size_t row, void* bytes) noexcept {
+  if (row != kPitchsSemitones && row != kPitchsCents) return;
+  PitchsParams block;
+  std::memcpy(&block, bytes, sizeof block);
+  block.transposition = TranspositionOf(block.semitones, block.centTenths);
+  std::memcpy(bytes, &block, sizeof block);
+}
 
 constexpr PitchsParams Shift(std::int32_t semitones, double transposition) noexcept {
   return {semitones, 0, 2, 0, 0, 0, transposition, 0, 0, 2646000.0};
@@ -98,6 +107,7 @@ constexpr EffectDescription kPitchsEffect = {
     .forms = kForms,
     .recordStart = &kRecordStart,
     .noticeOnUnknownRecord = false,
+    .afterSet = &FollowSemitones,
 };
 
 }  // namespace korva

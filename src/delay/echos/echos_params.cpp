@@ -9,8 +9,8 @@ constexpr std::int32_t kMs = 7227, kDecibel = 7228;
 constexpr std::int32_t kNotes = 7240, kNotesAndMeasures = 7241;
 
 constexpr ParamDescriptor kRows[] = {
-    rows::Ramp({"delay", "ms", "time until the echo, when it does not follow the tempo"}, {1, 5000, 2500, 1, 5000},
-               {7301, kMs}, 1, offsetof(EchosParams, delayMs)),
+    rows::BuildsLine(rows::Ramp({"delay", "ms", "time until the echo, when it does not follow the tempo"},
+                                {1, 5000, 2500, 1, 5000}, {7301, kMs}, 1, offsetof(EchosParams, delayMs))),
     // The unit text says ms though the value counts tenths of a second: hosts have always shown it so. The command
     // line tells seconds.
     rows::Ramp({"decay", "s", "time in which repeated echoes fall by 30 dB, when it does not follow the tempo", 0.1F},
@@ -24,8 +24,9 @@ constexpr ParamDescriptor kRows[] = {
     rows::Switch({"bypass", "", "passes the signal through untouched"}, {7221}, 1, offsetof(EchosParams, bypass)),
     rows::FollowsTempo(rows::Choice({"delay-note", "", "note length until the echo, when it follows the tempo"}, 0, 17,
                                     13, {7305, -1, kNotes}, 1, offsetof(EchosParams, delayNote))),
-    rows::FollowsTempo(rows::Ramp({"delay-multiplier", "", "factor on the note length until the echo"},
-                                  {0.001F, 4, 1, 1, 4000}, {7306}, 1, offsetof(EchosParams, delayMultiplier))),
+    rows::BuildsLine(
+        rows::FollowsTempo(rows::Ramp({"delay-multiplier", "", "factor on the note length until the echo"},
+                                      {0.001F, 4, 1, 1, 4000}, {7306}, 1, offsetof(EchosParams, delayMultiplier)))),
     rows::FollowsTempo(rows::Switch({"tempo-sync-delay", "", "the delay follows the host's tempo"}, {7307}, 1,
                                     offsetof(EchosParams, tempoSyncDelay))),
     rows::FollowsTempo(rows::Choice({"decay-note", "", "note length of the decay, when it follows the tempo"}, 0, 18,

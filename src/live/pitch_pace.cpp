@@ -1,0 +1,36 @@
+#include "live/pitch_pace.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "pitchtime/pitchs_params.h"
+#include "pitchtime/time_params.h"
+
+namespace korva {
+namespace {
+
+PitchsParams Pitch(const void* block) noexcept {
+  PitchsParams params;
+  std::memcpy(&params, block, sizeof params);
+  return params;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> KeptLengthMode(const EffectDescription& effect, const void* block) noexcept {
+  if (&effect != &kPitchsEffect) return std::nullopt;
+  const PitchsParams params = Pitch(block);
+  return params.preserveDuration != 0 ? std::optional(params.mode) : std::nullopt;
+}
+
+bool KeepsPace(const EffectDescription& effect, const void* block) noexcept {
+  if (&effect == &kTimeEffect) return false;
+  if (&effect != &kPitchsEffect) return true;
+  const PitchsParams params = Pitch(block);
+  // An impossible ratio acts as 1. The virtual rate is cut to a whole number, which raises the ratio a little.
+  constexpr double kRounding = 1.0001;
+  return params.preserveDuration != 0 &&
+         !(std::isfinite(params.transposition) && params.transposition > kMostPaceRatio * kRounding);
+}
+
+}  // namespace korva

@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "frame/in_place_filter.h"
+#include "frame/row_values.h"
+#include "live/live_effect.h"
+#include "pitchtime/stretch_filter.h"
+#include "support/signals.h"
+
+namespace korva {
+namespace {
+
+std::vector<float> Noise(std::size_t samples) {
+  std::minstd_rand random(11);
+  std::vector<float> noise(samples);
+  for (float& sample : noise) sample = static_cast<float>(random()) / 2147483648.0F - 0.5F;
+  return noise;
+}
+
+/// A value of a row that differs from call to call and lies in its range.
+void Move(const ParamDescriptor& row, void* block, std::minstd_rand& random) {
+  const double part = static_cast<double>(random() % 1001) / 1000;
+  const double least = static_cast<double>(row.info.mpdMinValue), most = static_cast<double>(row.info.mpdMaxValue);
+  const bool whole = row.info.mpType != MPT_FLOAT;
+  const double value = least + (most - least) * part;
+  StoreDisplayValue(row, block, whole ? std::floor(value + 0.5) : value);
+}
+
+// Lines that come out of a reserve must read as silence where those fresh from the system do.
+TEST(Live, ReservedMemoryChangesNoSample) {
+  for (const EffectKind& kind : EffectKinds()) {
+    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{3}}) {
+      std::vector<float> results[2];
+      for (const bool reserve : {false, true}) {
+        const EffectInstance effect = kind.create();
+        if (effect.inPlace == nullptr) continue;
+        effect.inPlace->ReserveForRows(reserve);
+        ASSERT_EQ(effect.inPlace->FloatStart(channels, 16000), S_OK);
+        std::minstd_rand random(5);
+        std::vector<float> audio = Noise(std::size_t{channels} * 400 * 311);
+        LiveBlock block;
+        effect.parameters->ReadBlock(block.data());
+        for (std::size_t buffer = 0; buffer < 400; ++buffer) {
+          const auto row = random() % kind.description.rows.size();
+          Move(kind.description.rows[row], block.data(), random);
+          if (std::string_view(kind.description.rows[row].name) == "bypass") continue;
+          if (buffer % 3 == 0) effect.parameters->WriteRow(row, block.data());
+          effect.inPlace->FloatProcess(audio.data() + buffer * 311 * channels, 311, 0);
+        }
+        effect.inPlace->FloatStop();
+        results[reserve ? 1 : 0] = std::move(audio);
+      }
+      EXPECT_TRUE(results[0] == results[1]) << kind.description.name << " " << channels;
+    }
+  }
+}
+
+const EffectKind& Kind(std::string_view name) {
+  for (const EffectKind& kind : EffectKinds()) {
+    if (name == kind.description.name) return kind;
+  }
+  return EffectKinds()[0];
+}
+
+std::size_t Row(const EffectKind& kind, std::string_view name) {
+  std::size_t row = 0;
+  while (name != kind.description.rows[row].name) ++row;
+  return row;
+}
+
+TEST(Live, OutputHangsNeitherOnBuffersNorOnTheOrderOfWhatWasSetBefore) {
+  for (const EffectKind& kind : EffectKinds()) {
+    std::vector<std::vector<float>> results;
+    for (const std::size_t frames : {64U, 1U, 1000U}) {
+      LiveEffect effect(kind);
+      const bool pitch = effect.description().name == std::string_view("pitch-shift");
+      ASSERT_EQ(effect.ApplyPreset(2), LiveResult::kDone);
+      if (pitch) effect.Set(Row(kind, "preserve-duration"), 1);
+      if (effect.Start(LiveEffect::Use::kFixedLatency, 2, 44100) != LiveResult::kDone) {
+        EXPECT_EQ(effect.description().name, std::string_view("time-stretch"));
+        continue;
+      }
+      // From the second time on what was set before the first buffer is set after the start.
+      if (frames != 64) {
+        effect.ApplyPreset(0);
+        effect.ApplyPreset(2);
+        if (pitch) effect.Set(Row(kind, "preserve-duration"), 1);
+      }
+      std::vector<float> audio = Noise(2 * 40000);
+      const std::size_t gain = kind.description.rows.size() > 10 ? Row(kind, "dry-out") : Row(kind, "semitones");
+      for (std::size_t at = 0; at < 40000;) {
+        if (at == 16000) effect.Set(gain, -3);
+        if (at == 24000) effect.SetEnabled(false);
+        if (at == 32000) effect.SetEnabled(true);
+        const std::size_t run = std::min(frames, 8000 - at % 8000);
+        ASSERT_EQ(effect.Process(audio.data() + 2 * at, static_cast<std::uint32_t>(run)), LiveResult::kDone);
+        at += run;
+      }
+      results.push_back(std::move(audio));
+    }
+    for (const auto& result : results) EXPECT_TRUE(result == results[0]) << kind.description.name;
+  }
+}
+
+// A knob that jumped would step by as much as the signal is high; a switch of the effect too.
+TEST(Live, KnobsGlideAndTheSwitchFades) {
+  for (const bool knob : {true, false}) {
+    const EffectKind& kind = Kind("chorus");
+    LiveEffect effect(kind);
+    effect.Set(Row(kind, "chorus-out"), -60);
+    ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 1, 48000), LiveResult::kDone);
+    std::vector<float> audio(9600, 0.5F);
+    effect.Process(audio.data(), 4800);
+    knob ? static_cast<void>(effect.Set(Row(kind, "dry-out"), -60)) : effect.SetEnabled(false);
+    effect.Process(audio.data() + 4800, 4800);
+    EXPECT_NEAR(audio[9599], knob ? 0 : 0.5, 1e-6);
+    EXPECT_NEAR(audio[4799], 0.5 * std::pow(10, -0.3), 1e-4);
+    float step = 0;
+    for (std::size_t i = 1; i < audio.size(); ++i) step = std::max(step, std::abs(audio[i] - audio[i - 1]));
+    EXPECT_LT(step, knob ? 0.08F : 0.001F);
+  }
+}
+
+TEST(Live, ARaisedPitchNeverRunsDry) {
+  const EffectKind& kind = Kind("pitch-shift");
+  for (const double cents : {-700.0, -100.0, -10.0, 10.0, 100.0, 700.0, 1300.0}) {
+    LiveEffect effect(kind);
+    effect.Set(Row(kind, "preserve-duration"), 1);
+    effect.Set(Row(kind, "mode"), 6);
+    effect.Set(Row(kind, "semitones"), std::min(std::trunc(cents / 100), 12.0));
+    effect.Set(Row(kind, "cents"), cents - 100 * std::min(std::trunc(cents / 100), 12.0));
+    ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 1, 8000), LiveResult::kDone);
+    const std::uint32_t latency = effect.latency();
+    std::vector<float> audio(8000);
+    double quietest = 1;
+    for (int second = 0; second < 600; ++second) {
+      for (std::size_t i = 0; i < audio.size(); ++i) audio[i] = 0.5F * std::sin(static_cast<float>(i) * 0.31415927F);
+      ASSERT_EQ(effect.Process(audio.data(), 8000), LiveResult::kDone);
+      EXPECT_EQ(effect.latency(), latency);
+      for (std::size_t i = 0; second > 1 && i + 80 <= audio.size(); i += 20) {
+        double peak = 0;
+        for (std::size_t k = i; k < i + 80; ++k) peak = std::max(peak, static_cast<double>(std::abs(audio[k])));
+        quietest = std::min(quietest, peak);
+      }
+    }
+    EXPECT_GT(quietest, 0.2) << cents;
+  }
+}
+
+}  // namespace
+}  // namespace korva
