@@ -5,6 +5,7 @@
 #include "delay/echomt/echomt_params.h"
 #include "delay/echos/echos_engine.h"
 #include "delay/echos/echos_params.h"
+#include "platform/denormals.h"
 
 namespace korva::bench {
 namespace {
@@ -21,6 +22,7 @@ struct Source : ParamSource<EchomtParams> {
 template <class Engine>
 void RunEngine(benchmark::State& state, Engine& engine, const std::vector<std::uint8_t>& input) {
   auto buffer = input;
+  const platform::FlushDenormals flush;  // as the frame runs them
   const FrameTimer timer;
   for (auto _ : state) {
     std::memcpy(buffer.data(), input.data(), input.size());

@@ -3,6 +3,7 @@
 #include <emmintrin.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace korva {
 
@@ -17,6 +18,15 @@ struct Pair {
   static Pair Load(const double* from) noexcept { return {_mm_loadu_pd(from)}; }
   /// One double in the low half, 0 in the high half.
   static Pair LoadLow(const double* from) noexcept { return {_mm_load_sd(from)}; }
+  /// The values at two places of `from`; with `Neighbours` also those after them.
+  static Pair Gather(const double* from, const std::int32_t (&at)[2]) noexcept {
+    return {_mm_loadh_pd(_mm_load_sd(from + at[0]), from + at[1])};
+  }
+  static Pair Neighbours(const double* from, const std::int32_t (&at)[2], Pair& next) noexcept {
+    const Pair a = Load(from + at[0]), b = Load(from + at[1]);
+    next = Highs(a, b);
+    return Lows(a, b);
+  }
   void Store(double* to) const noexcept { _mm_storeu_pd(to, value); }
   void StoreLow(double* to) const noexcept { _mm_store_sd(to, value); }
 

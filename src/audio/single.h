@@ -14,6 +14,11 @@ struct Single {
 
   static Single Both(double x) noexcept { return {x}; }
   static Single Load(const double* from) noexcept { return {*from}; }
+  static Single Gather(const double* from, const std::int32_t (&at)[1]) noexcept { return {from[at[0]]}; }
+  static Single Neighbours(const double* from, const std::int32_t (&at)[1], Single& next) noexcept {
+    next = {from[at[0] + 1]};
+    return {from[at[0]]};
+  }
   void Store(double* to) const noexcept { *to = value; }
 
   friend Single operator+(Single a, Single b) noexcept { return {a.value + b.value}; }

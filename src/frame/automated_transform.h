@@ -83,13 +83,20 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
     return S_OK;
   }
 
-  /// Reads the parameters for the engine and takes the flag, under the lock.
+  /// Reads the parameters for the engine and takes the flag, under the lock; without it where nothing was written since
+  /// the last time. One thread at a time, the one that updates the engine.
   Block TakeSnapshot(bool& changed) {
+    changed = false;
+    if (snapshotTaken_ && snapshotOf_ == writes() && paramsChanged.load(std::memory_order_relaxed) == 0) {
+      return snapshot_;
+    }
     const std::lock_guard guard(engineLock);
-    Block block{};
-    ReadAll(&block);
+    // A value that is written in between is read now, and once more the next time.
+    snapshotOf_ = writes();
+    ReadAll(&snapshot_);
+    snapshotTaken_ = true;
     changed = TakeChanged();
-    return block;
+    return snapshot_;
   }
 
   /// What a change asks of the effect's own engine, beside the common flags.
@@ -99,6 +106,9 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
 
  private:
   const EffectDescription& effect_;
+  Block snapshot_{};
+  std::uint32_t snapshotOf_ = 0;
+  bool snapshotTaken_ = false;
 };
 
 /// The same for an effect that also follows a host's tempo.

@@ -7,6 +7,7 @@
 #include "audio/wrapping.h"
 #include "frame/input_type.h"
 #include "frame/tail_only_sample.h"
+#include "platform/denormals.h"
 #include "platform/services.h"
 
 namespace korva {
@@ -226,7 +227,10 @@ HRESULT CQvInPlaceFilter::RunOneChunk(Buffer& buffer, std::uint32_t frames, cons
   afterSkip_ = false;
   pending_ = Pending();
   std::uint32_t produced = frames;
-  result = RunKernel(events.mode, buffer.data, produced, buffer.tailOnly);
+  {
+    const platform::FlushDenormals flush;
+    result = RunKernel(events.mode, buffer.data, produced, buffer.tailOnly);
+  }
   if (FAILED(result)) produced = 0;
   buffer.done += produced;
   buffer.data += std::size_t{produced} * formatRecord_.blockAlign;

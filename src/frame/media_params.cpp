@@ -113,6 +113,7 @@ HRESULT CQvPlugInParams::SetParam(DWORD index, MP_DATA value) {
   if (!(value >= info.mpdMinValue && value <= info.mpdMaxValue)) return E_INVALIDARG;
   if (envelope.value == value) return S_FALSE;
   envelope.value = value;
+  CountWrite();
   return S_OK;
 }
 

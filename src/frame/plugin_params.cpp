@@ -25,7 +25,10 @@ std::int32_t CQvPlugInParams::ReadOne(std::size_t row) {
 }
 
 void CQvPlugInParams::ReadAll(void* block) {
-  for (std::size_t row = 0; row < rows_.size(); ++row) StoreField(rows_[row], block, ReadOne(row));
+  const std::lock_guard guard(paramLock_);
+  for (std::size_t row = 0; row < rows_.size(); ++row) {
+    StoreField(rows_[row], block, ToBlockUnits(rows_[row], envelopes_[row].value));
+  }
 }
 
 void CQvPlugInParams::WriteAll(const void* block) {
@@ -45,6 +48,7 @@ bool CQvPlugInParams::WriteOne(std::size_t row, std::int32_t value) {
     stored = std::clamp(ToTableUnits(rows_[row], value), info.mpdMinValue, info.mpdMaxValue);
     envelope.value = stored;
     same = stored == old;
+    if (!same) CountWrite();
     captured = envelope.captured;
   }
   if (same) return false;
@@ -119,6 +123,7 @@ std::uint32_t CQvPlugInParams::NextChunk(std::uint32_t frames, std::uint32_t* fl
           envelopes_[row].Evaluate(hostTime_, scale, {info.mpdMinValue, info.mpdMaxValue}, until);
       if ((result & Envelope::kInside) != 0) limit = std::min(limit, until);
       if (result > Envelope::kInside) changed |= rows_[row].changeBit;
+      if (result != 0) CountWrite();
     }
     const std::int64_t step = std::max(std::min(limit, kMaxChunkTime), Truncate<std::int64_t>(ticksPerFrame_ + 0.5));
     advance(step);

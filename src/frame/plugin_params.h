@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <span>
@@ -47,8 +48,10 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
 
   HRESULT SetUICallback(IMediaParamsUICallback* callback) override;
 
-  /// The values in block units; a row takes the lock of its own. `block` points to the effect's whole parameter block.
+  /// The values in block units, under one lock. `block` points to the effect's whole parameter block.
   void ReadAll(void* block);
+  /// A number that is another one after a value was written.
+  std::uint32_t writes() const noexcept { return writes_.load(std::memory_order_relaxed); }
   /// Every row between `BeginEdit` and `EndEdit`, so that a host records a preset as one capture.
   void WriteAll(const void* block);
   /// One value, in block units.
@@ -83,6 +86,8 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   static constexpr std::int64_t kMaxChunkTime = 200'000;  // 20 ms
 
   bool HasRow(DWORD index) const noexcept { return index < rows_.size(); }
+  /// Under the lock, after a value was stored.
+  void CountWrite() noexcept { writes_.store(writes() + 1, std::memory_order_relaxed); }
   void TellBegin(std::size_t row);
   void TellChanged(std::size_t row, MP_DATA value);
   void TellEnd(std::size_t row);
@@ -90,6 +95,7 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   std::span<const ParamDescriptor> rows_;
   platform::Lock paramLock_;
   std::array<Envelope, kMostRows> envelopes_;
+  std::atomic<std::uint32_t> writes_{0};
   GUID timeFormat_;
   MP_TIMEDATA timeData_ = 0;
   bool streaming_ = false;

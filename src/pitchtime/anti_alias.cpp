@@ -1,8 +1,12 @@
 #include "pitchtime/anti_alias.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <complex>
+
+#include "audio/sample_lanes.h"
+#include "audio/single.h"
 
 namespace korva {
 namespace {
@@ -49,48 +53,70 @@ void AntiAliasFilter::DesignAntiAlias(double cutoff) noexcept {
     forward_[k] = gain * kBinomials[k + 1];
     recursive_[k] = -polynomial[k + 1].real();
   }
-  history_.fill(Taps{});
+  for (auto& values : history_) values.fill(0.0);
 }
 
-template <class Format, std::size_t kLanes>
-void AntiAliasFilter::Run(typename Format::Sample* samples, Taps* history, std::size_t channels,
-                          std::size_t frames) const noexcept {
-  double held[kPoles][kLanes];
+/// Filters `frames` frames (up to a block) of kGroups times as many channels as there are lanes.
+template <class Lanes, std::size_t kGroups>
+void AntiAliasFilter::Run(double* samples, std::size_t channel, std::size_t channels, std::size_t frames) noexcept {
+  // The newest values stand first; the window moves down a frame at a time instead of every value up.
+  Lanes held[(kBlockFrames + kPoles) * kGroups];
   for (std::size_t k = 0; k < kPoles; ++k) {
-    for (std::size_t lane = 0; lane < kLanes; ++lane) held[k][lane] = FlushSmall(history[lane][k]);
+    for (std::size_t g = 0; g < kGroups; ++g)
+      held[(frames + k) * kGroups + g] = Lanes::Load(&history_[k][channel + g * Lanes::kLanes]);
   }
-  const Taps recursive = recursive_, forward = forward_;
-  const double forwardNewest = forwardNewest_;
-  for (std::size_t i = 0; i < frames; ++i, samples += channels) {
-    double newest[kLanes], sum[kLanes];
-    for (std::size_t lane = 0; lane < kLanes; ++lane) newest[lane] = Format::Read(samples[lane]);
-    for (std::size_t k = 0; k < kPoles; ++k) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) newest[lane] += recursive[k] * held[k][lane];
+  // The one value that the next frame waits for stays out of memory.
+  Lanes last[kGroups];
+  std::copy_n(held + frames * kGroups, kGroups, last);
+  for (std::size_t i = 0; i < frames; ++i) {
+    double* const frame = samples + i * channels + channel;
+    Lanes* const now = held + (frames - 1 - i) * kGroups;
+    Lanes newest[kGroups], sum[kGroups];
+    for (std::size_t g = 0; g < kGroups; ++g) {
+      newest[g] = Lanes::Load(frame + g * Lanes::kLanes) + Lanes::Both(recursive_[0]) * last[g];
     }
-    for (std::size_t lane = 0; lane < kLanes; ++lane) sum[lane] = forwardNewest * newest[lane];
-    for (std::size_t k = 0; k < kPoles; ++k) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) sum[lane] += forward[k] * held[k][lane];
+    for (std::size_t k = 1; k < kPoles; ++k) {
+      const Lanes factor = Lanes::Both(recursive_[k]);
+      for (std::size_t g = 0; g < kGroups; ++g) newest[g] = newest[g] + factor * now[(k + 1) * kGroups + g];
     }
-    for (std::size_t k = kPoles - 1; k > 0; --k) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) held[k][lane] = held[k - 1][lane];
+    for (std::size_t g = 0; g < kGroups; ++g) {
+      now[g] = newest[g];
+      sum[g] = Lanes::Both(forwardNewest_) * newest[g] + Lanes::Both(forward_[0]) * last[g];
+      last[g] = newest[g];
     }
-    for (std::size_t lane = 0; lane < kLanes; ++lane) held[0][lane] = newest[lane];
-    for (std::size_t lane = 0; lane < kLanes; ++lane) samples[lane] = Format::Write(sum[lane]);
+    for (std::size_t k = 1; k < kPoles; ++k) {
+      const Lanes factor = Lanes::Both(forward_[k]);
+      for (std::size_t g = 0; g < kGroups; ++g) sum[g] = sum[g] + factor * now[(k + 1) * kGroups + g];
+    }
+    for (std::size_t g = 0; g < kGroups; ++g) sum[g].Store(frame + g * Lanes::kLanes);
   }
   for (std::size_t k = 0; k < kPoles; ++k) {
-    for (std::size_t lane = 0; lane < kLanes; ++lane) history[lane][k] = held[k][lane];
+    for (std::size_t g = 0; g < kGroups; ++g) held[k * kGroups + g].Store(&history_[k][channel + g * Lanes::kLanes]);
   }
 }
 
 void AntiAliasFilter::FilterInPlace(SampleFormat format, void* buffer, std::uint32_t channels,
                                     std::size_t frames) noexcept {
+  for (auto& values : history_) {
+    for (double& value : values) value = FlushSmall(value);
+  }
   VisitFormat(format, [&](auto policy) {
     using Format = decltype(policy);
-    auto* const samples = static_cast<typename Format::Sample*>(buffer);
-    // Each sum waits on the one before it, so two channels side by side cost what one does.
-    std::uint32_t c = 0;
-    for (; c + 2 <= channels; c += 2) Run<Format, 2>(samples + c, &history_[c], channels, frames);
-    if (c < channels) Run<Format, 1>(samples + c, &history_[c], channels, frames);
+    auto* samples = static_cast<typename Format::Sample*>(buffer);
+    double block[kBlockFrames * kMaxChannels];
+    for (std::size_t left = frames; left != 0;) {
+      const std::size_t run = std::min(left, kBlockFrames);
+      ReadSamples<Format>(samples, run * channels, 1.0, block);
+      // Each sum waits on the one before it, so several channels side by side cost what one does.
+      std::size_t c = 0;
+      for (; c + 6 <= channels; c += 6) Run<Pair, 3>(block, c, channels, run);
+      for (; c + 4 <= channels; c += 4) Run<Pair, 2>(block, c, channels, run);
+      for (; c + 2 <= channels; c += 2) Run<Pair, 1>(block, c, channels, run);
+      if (c < channels) Run<Single, 1>(block, c, channels, run);
+      WriteSamples<Format>(block, run * channels, samples);
+      samples += run * channels;
+      left -= run;
+    }
   });
 }
 

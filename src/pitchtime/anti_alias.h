@@ -24,13 +24,15 @@ class AntiAliasFilter {
   static constexpr std::size_t kPoles = 8;
   using Taps = std::array<double, kPoles>;
 
-  template <class Format, std::size_t kLanes>
-  void Run(typename Format::Sample* samples, Taps* history, std::size_t channels, std::size_t frames) const noexcept;
+  static constexpr std::size_t kBlockFrames = 64;
+
+  template <class Lanes, std::size_t kGroups>
+  void Run(double* samples, std::size_t channel, std::size_t channels, std::size_t frames) noexcept;
 
   Taps recursive_{};
   Taps forward_{};
   double forwardNewest_ = 1.0;
-  std::array<Taps, kMaxChannels> history_{};
+  std::array<std::array<double, kMaxChannels>, kPoles> history_{};  // the newest first
 };
 
 }  // namespace korva

@@ -72,10 +72,26 @@ std::int64_t RoundSpan(const Real* from, std::int32_t count, double scale, std::
   std::int64_t sum = 0;
   for (std::int32_t i = 0; i < count; ++i) {
     const double value = static_cast<double>(from[i]) * scale;
-    to[i] = static_cast<std::int16_t>(value < 0 ? value - 0.5 : value + 0.5);
-    sum += std::abs(static_cast<std::int32_t>(to[i]));
+    const auto rounded = static_cast<std::int32_t>(value + std::copysign(0.5, value));
+    to[i] = static_cast<std::int16_t>(rounded);
+    sum += std::abs(rounded);
   }
   return sum;
+}
+
+/// The energy of a span. In parts, so that no sum waits on the one before: the bounds hold for any order.
+template <class Real>
+double Energy(const Real* from, std::int32_t count) noexcept {
+  double parts[8] = {};
+  std::int32_t i = 0;
+  for (; i + 8 <= count; i += 8) {
+    for (std::int32_t part = 0; part < 8; ++part) {
+      const auto value = static_cast<double>(from[i + part]);
+      parts[part] += value * value;
+    }
+  }
+  for (; i < count; ++i) parts[i % 8] += static_cast<double>(from[i]) * static_cast<double>(from[i]);
+  return ((parts[0] + parts[1]) + (parts[2] + parts[3])) + ((parts[4] + parts[5]) + (parts[6] + parts[7]));
 }
 
 template <class Real>
@@ -150,13 +166,11 @@ bool OffsetSearch<Real>::ScreenChannel(std::uint32_t channel) noexcept {
   const std::int32_t taps = taps_;
   const auto square = [](Real value) { return static_cast<double>(value) * static_cast<double>(value); };
 
-  double tailEnergy = 0, window = 0, total = 0;
-  for (std::int32_t k = 0; k < taps; ++k) tailEnergy += square(tail[k]);
-  for (std::int32_t k = 0; k < taps; ++k) window += square(trial[k]);
-  total = window;
+  const double tailEnergy = Energy(tail, taps);
+  double window = Energy(trial, taps);
+  const double total = window + Energy(trial + taps, taps - 1);
   double widest = window, next = window;
   for (std::int32_t m = 1; m < taps; ++m) {
-    total += square(trial[m + taps - 1]);
     next += square(trial[m + taps - 1]) - square(trial[m - 1]);
     widest = next > widest ? next : widest;
   }

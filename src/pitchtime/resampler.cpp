@@ -1,11 +1,13 @@
 #include "pitchtime/resampler.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
+#include "audio/pair.h"
 #include "audio/process_mode.h"
+#include "audio/single.h"
 
 namespace korva {
 namespace {
@@ -13,22 +15,14 @@ namespace {
 // Not quite pi; the table's values rest on it.
 constexpr double kPi = 3.14159265356;
 
-/// The weight of one tap in each of `frames` frames (up to `kMost`). `distances` are those of the newest tap. All but
-/// the reading of the table goes side by side.
-template <std::int32_t kMost>
-void FindWeights(const double* distances, std::int32_t frames, int tap, double tapScale, const double* table,
-                 double (&weights)[kMost]) noexcept {
-  std::int32_t index[kMost];
-  double fraction[kMost];
-  for (std::int32_t i = 0; i < frames; ++i) {
-    const double x = std::fabs(distances[i] - tap) * tapScale;
-    index[i] = static_cast<std::int32_t>(x);
-    fraction[i] = x - index[i];
+/// What the taps of one frame give, the newest frame's first.
+template <int kTaps, class Lanes>
+void SumTaps(const double* weights, const double* newest, std::size_t channels, double* out) noexcept {
+  Lanes sum = Lanes::Both(0.0);
+  for (int tap = 0; tap < kTaps; ++tap, newest -= channels) {
+    sum = sum + Lanes::Both(weights[tap]) * Lanes::Load(newest);
   }
-  for (std::int32_t i = 0; i < frames; ++i) {
-    const double* const entry = table + index[i];
-    weights[i] = (entry[1] - entry[0]) * fraction[i] + entry[0];
-  }
+  sum.Store(out);
 }
 
 }  // namespace
@@ -37,11 +31,10 @@ std::int32_t Resampler::Configure(std::int32_t accuracy, std::uint32_t channels)
   halfTaps_ = accuracy == 1 ? 1 : accuracy == 3 ? 7 : 4;
   tapCount_ = accuracy == 1 ? 2 : 2 * halfTaps_ + 1;
   channels_ = channels;
-  tapScale_ = static_cast<double>(kSpan) / (halfTaps_ + 1);
   primeRing_ = false;
   const auto frames = static_cast<std::size_t>(tapCount_ + kReadAhead);
   const bool granted = history_.Allocate(frames * channels) &&
-                       block_.Allocate(static_cast<std::size_t>(kBlock) * channels) && BuildSincTable();
+                       block_.Allocate(static_cast<std::size_t>(kBlock) * channels) && BuildRows();
   if (!granted) Release();
   return granted ? kGoOn : kEngineOutOfMemory;
 }
@@ -63,7 +56,7 @@ void Resampler::SetRatio(double ratio) noexcept {
 
 void Resampler::Release() noexcept {
   if (!keepTables_) {
-    for (auto& table : sincTables_) table.Release();
+    for (auto& table : rowTables_) table.Release();
   }
   history_.Release();
   block_.Release();
@@ -86,14 +79,13 @@ std::int32_t Resampler::ReserveForAccuracies(std::uint32_t channels) noexcept {
   return kGoOn;
 }
 
-bool Resampler::BuildSincTable() noexcept {
-  // Straight lines need no table.
+bool Resampler::BuildRows() noexcept {
+  // Straight lines need none.
   if (tapCount_ == 2) return true;
-  ZeroedBuffer<double>& own = sincTables_[tapCount_ == 15 ? 1 : 0];
+  ZeroedBuffer<double>& own = rowTables_[tapCount_ == 15 ? 1 : 0];
   if (keepTables_ && !own.empty()) return true;
-  if (!keepTables_) sincTables_[tapCount_ == 15 ? 0 : 1].Release();
-  if (!own.Allocate(kSpan + 3)) return false;
-  double* const table = own.data();
+  if (!keepTables_) rowTables_[tapCount_ == 15 ? 0 : 1].Release();
+  double table[kSpan + 1];
   const double span = halfTaps_ + 1;
   table[0] = 1.0;
   for (std::int32_t i = 1; i < kSpan; ++i) {
@@ -103,6 +95,14 @@ bool Resampler::BuildSincTable() noexcept {
     table[i] = window * std::sin(x) / x;
   }
   table[kSpan] = table[kSpan - 1];
+
+  const std::int32_t steps = StepsOf(tapCount_);
+  const std::size_t length = RowLength(tapCount_);
+  if (!own.Allocate(static_cast<std::size_t>(steps + 1) * length)) return false;
+  for (std::int32_t step = 0; step <= steps; ++step) {
+    double* const row = own.data() + static_cast<std::size_t>(step) * length;
+    for (std::int32_t tap = 0; tap < tapCount_; ++tap) row[tap] = table[std::abs((halfTaps_ - tap) * steps - step)];
+  }
   return true;
 }
 
@@ -150,21 +150,23 @@ void Resampler::MakeLinear(const Places& places) noexcept {
 template <int kChannels, int kTaps>
 void Resampler::MakeSinc(const Places& places) noexcept {
   const std::size_t channels = kChannels != 0 ? static_cast<std::size_t>(kChannels) : channels_;
-  double weights[kTaps][kBlock];
-  double distances[kBlock];
-  for (std::int32_t i = 0; i < places.made; ++i) distances[i] = halfTaps_ - places.lead[i];
-  for (int tap = 0; tap < kTaps; ++tap) {
-    FindWeights(distances, places.made, tap, tapScale_, sincTable(), weights[tap]);
-  }
+  const std::int32_t steps = StepsOf(kTaps);
   double* out = block_.data();
   for (std::int32_t i = 0; i < places.made; ++i, out += channels) {
-    const double* frame = Newest(places, i);
-    std::array<double, kChannels != 0 ? static_cast<std::size_t>(kChannels) : std::size_t{kMaxChannels}> sums;
-    std::fill_n(sums.data(), channels, 0.0);
-    for (int tap = 0; tap < kTaps; ++tap, frame -= channels) {
-      for (std::size_t c = 0; c < channels; ++c) sums[c] += weights[tap][i] * frame[c];
+    // All taps stand the same fraction of a step off the table's entries.
+    const double scaled = places.lead[i] * steps;
+    const std::int32_t step = std::min(static_cast<std::int32_t>(scaled), steps - 1);
+    const Pair fraction = Pair::Both(scaled - step);
+    const double* const row = rows() + static_cast<std::size_t>(step) * RowLength(kTaps);
+    double weights[RowLength(kTaps)];
+    for (std::size_t tap = 0; tap < RowLength(kTaps); tap += 2) {
+      const Pair here = Pair::Load(row + tap);
+      (here + (Pair::Load(row + RowLength(kTaps) + tap) - here) * fraction).Store(weights + tap);
     }
-    std::copy_n(sums.data(), channels, out);
+    const double* const newest = Newest(places, i);
+    std::size_t c = 0;
+    for (; c + 2 <= channels; c += 2) SumTaps<kTaps, Pair>(weights, newest + c, channels, out + c);
+    if (c < channels) SumTaps<kTaps, Single>(weights, newest + c, channels, out + c);
   }
 }
 

@@ -10,7 +10,7 @@ namespace korva {
 
 /// Reads a stream at `ratio` input frames per output frame, between frames by a windowed sinc or a straight line.
 ///
-/// The sinc is one table of one side, read with linear interpolation: any ratio costs the same, and the weights of a
+/// The sinc is a table of one side, read with linear interpolation: any ratio costs the same, and the weights of a
 /// frame are found once for all channels. Sums are doubles up to the write kernel.
 ///
 /// Latency: none when primed; the look-ahead of `halfTaps` frames is then read before the first frame is made. Not
@@ -56,7 +56,10 @@ class Resampler {
 
   /// Frames to read before the next one can be made.
   std::int64_t framesOwed() const noexcept { return static_cast<std::int64_t>(wantedPosition_) - framesRead_; }
-  bool BuildSincTable() noexcept;
+  /// Steps of the table in one frame: the span divides by both numbers of taps.
+  static constexpr std::int32_t StepsOf(std::int32_t taps) noexcept { return kSpan / ((taps - 1) / 2 + 1); }
+  static constexpr std::size_t RowLength(std::int32_t taps) noexcept { return static_cast<std::size_t>(taps + 1); }
+  bool BuildRows() noexcept;
   void Place(Places& places, std::int32_t available, std::int32_t room) noexcept;
   void MakeFrames(const Places& places) noexcept;
   template <int kChannels>
@@ -67,15 +70,16 @@ class Resampler {
 
   std::int32_t halfTaps_ = 4, tapCount_ = 9;
   std::uint32_t channels_ = 0;
-  double tapScale_ = 0;
   double ratio_ = 1.0;
   ReadKernel<double> read_ = nullptr;
   WriteKernel<double> write_ = nullptr;
   std::size_t sourceSampleBytes_ = 0, destinationSampleBytes_ = 0;
 
-  const double* sincTable() const noexcept { return sincTables_[tapCount_ == 15 ? 1 : 0].data(); }
+  const double* rows() const noexcept { return rowTables_[tapCount_ == 15 ? 1 : 0].data(); }
 
-  std::array<ZeroedBuffer<double>, 2> sincTables_;  // of nine taps and of fifteen
+  // The taps' weights at every step of a frame, for nine taps and for fifteen: one row a step, the newest tap first,
+  // and a last row for the next frame. Rows of one length with an even number of entries.
+  std::array<ZeroedBuffer<double>, 2> rowTables_;
   bool keepTables_ = false;
   // The frames of the taps, oldest first, then those converted ahead of the position. In a line and not in a ring, so
   // that the taps of a frame are neighbours.

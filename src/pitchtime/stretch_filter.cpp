@@ -7,6 +7,7 @@
 
 #include "audio/narrow.h"
 #include "frame/input_type.h"
+#include "platform/denormals.h"
 
 namespace korva {
 namespace {
@@ -40,6 +41,13 @@ HRESULT NormaliseBlock(CMediaType& type) {
   head.extraSize = extraSize;
   std::memcpy(own.pbFormat, &head, std::min<std::size_t>(own.cbFormat, sizeof head));
   return HasChannels(head) ? S_OK : S_FALSE;
+}
+
+/// What a call of the engine answers; numbers too small to be normal count as 0 in it.
+template <class Call>
+HRESULT Flushed(Call&& call) noexcept {
+  const platform::FlushDenormals flush;
+  return call();
 }
 
 }  // namespace
@@ -189,7 +197,8 @@ HRESULT CQvStretchFilter::Receive(IMediaSample* sample) {
   if (const HRESULT result = WritableInput(data, bytes); FAILED(result)) return result;
   const std::uint32_t frames = bytes / std::max<std::uint32_t>(in.blockAlign, 1);
   const ProcessMode mode = restart ? ModeRestart : ModeContinue;
-  if (const HRESULT result = engine().PrepareInput(mode, data, frames); FAILED(result)) return result;
+  const auto prepare = [&] { return engine().PrepareInput(mode, data, frames); };
+  if (const HRESULT result = Flushed(prepare); FAILED(result)) return result;
   return FeedEngine(output, data, frames, mode);
 }
 
@@ -200,7 +209,8 @@ HRESULT CQvStretchFilter::FeedEngine(ComPtr<IMediaSample>& output, const std::ui
     std::uint32_t written = 0;
     if (const HRESULT result = Capacity(*output.Get(), target, written); FAILED(result)) return result;
     std::uint32_t taken = left;
-    if (const HRESULT result = engine().Process(mode, data, &taken, target, &written); FAILED(result)) return result;
+    const auto process = [&] { return engine().Process(mode, data, &taken, target, &written); };
+    if (const HRESULT result = Flushed(process); FAILED(result)) return result;
     mode = ModeContinue;
     if (written != 0) {
       if (const HRESULT result = StampAndDeliver(*output.Get(), written); result != S_OK) return result;
@@ -263,7 +273,7 @@ HRESULT CQvStretchFilter::EndOfStream() {
     std::uint32_t written = 0;
     failure = Capacity(*sample.Get(), data, written);
     if (FAILED(failure)) break;
-    const HRESULT result = engine().Process(ModeFlush, nullptr, nullptr, data, &written);
+    const HRESULT result = Flushed([&] { return engine().Process(ModeFlush, nullptr, nullptr, data, &written); });
     failure = FAILED(result) ? result : S_OK;
     if (FAILED(failure)) break;
     const bool last = result == kFinished;

@@ -1,5 +1,6 @@
 #include "delay/echomt/echomt_engine.h"
 
+#include "audio/sine.h"
 #include "delay/delay_rig.h"
 #include "delay/echomt/echomt_params.h"
 
@@ -152,7 +153,7 @@ class PlainMultiTap {
 
   void Frame(double* io) {
     const auto level = [](std::int32_t tenths) { return tenths > -800 ? std::pow(10.0, tenths / 200.0) : 0.0; };
-    const double swing = std::sin(phase_) + 1.0;
+    const double swing = SineAndCosine(Single{phase_}).sine.value + 1.0;
     phase_ += 6.28318530718 / ((10.0 / p_.modRate) * rate_);
     for (std::size_t l = 0; l < lines_.size(); ++l) {
       double in[2] = {}, held[2] = {}, sum[2] = {};

@@ -33,6 +33,13 @@ class EchomtEngine {
   /// Frames that are worked together, at most.
   static constexpr int kBlockFrames = 64;
 
+  /// A tap over a run of frames, in the order of the line's slots.
+  struct TapRun {
+    std::int32_t start;  // the slot of the last frame
+    double depth;        // of its swing, in frames
+    double gains[2];
+  };
+
   /// `source` must outlive the engine.
   explicit EchomtEngine(ParamSource<EchomtParams>& source) noexcept : source_(source) {}
 
@@ -110,8 +117,8 @@ class EchomtEngine {
   int IndependentFrames(const Swing& swing) const noexcept;
   void LowPass(double* block, int frames, double& memory) const noexcept;
   template <int kSides>
-  void ReadTap(int tap, const double* line, std::int32_t position, const double* swing, double mostSwing, int frames,
-               double (*sums)[kBlockFrames], int first) const noexcept;
+  int ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions, const Swing& swing, int end,
+               int frames, double (*sums)[kBlockFrames]) const noexcept;
 
   ParamSource<EchomtParams>& source_;
   std::atomic<bool> linesStale_{true};

@@ -1,6 +1,10 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <span>
 
+#include "audio/sample_lanes.h"
+#include "audio/sine.h"
 #include "delay/echomt/echomt_engine.h"
 
 // The signal path. Within a block all arrays run against time, last frame first, as the line itself does: what a tap
@@ -16,6 +20,13 @@ double Flush(double value) noexcept {
   return std::fabs(value) < kFlushBelow ? 0.0 : value;
 }
 
+// The frames of a block as numbers, for lanes to start from.
+constexpr auto kCounts = [] {
+  std::array<double, EchomtEngine::kBlockFrames + 1> counts{};
+  for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = static_cast<double>(i);
+  return counts;
+}();
+
 bool AllFinite(const double* values, int count) noexcept {
   double sums[4] = {};
   int i = 0;
@@ -26,52 +37,64 @@ bool AllFinite(const double* values, int count) noexcept {
   return sums[0] + sums[1] + sums[2] + sums[3] == 0.0;
 }
 
-// One tap's way along a stretch of a line.
-struct TapPath {
-  const double* line;
-  std::int32_t lineLast;
-  double depth;
-};
-
-// `frames` frames of a tap that stands still: `start` is the slot of the last of them. The share of the neighbouring
-// slot is nothing.
-template <int kSides>
-void AddStill(const double* start, const double (&gains)[2], int frames, double* const (&sums)[2]) noexcept {
-  for (int k = 0; k < frames; ++k) {
-    sums[0][k] += start[k] * gains[0];
-    if constexpr (kSides == 2) sums[1][k] += start[k] * gains[1];
+// What a line holds between two slots: `position` counts from `line`. With `kWraps` it may leave the line at either
+// end: it comes back in one slot short of the ring that the write head goes round, above and below.
+template <bool kWraps, class Lanes>
+Lanes ReadBetween(const double* line, std::int32_t lineLast, Lanes position) noexcept {
+  const Lanes bias = Lanes::Both(kRoundingBias);
+  if constexpr (kWraps) position = position + (Less(position, Lanes::Both(0.0)) & Lanes::Both(lineLast));
+  const Lanes biased = position - Lanes::Both(0.499999985) + bias;
+  const Lanes fraction = position - (biased - bias);
+  double words[Lanes::kLanes];
+  biased.Store(words);
+  std::int32_t indices[Lanes::kLanes];
+  for (std::size_t lane = 0; lane < Lanes::kLanes; ++lane) {
+    indices[lane] = static_cast<std::int32_t>(std::bit_cast<std::uint64_t>(words[lane]));
   }
-}
-
-// `frames` frames of a tap that swings below `start`. With `kWraps` it may leave the line at either end: it comes back
-// in one slot short of the ring that the write head goes round, above and below.
-template <int kSides, bool kWraps>
-void AddSwinging(const TapPath& path, std::int32_t start, const double* swing, const double (&gains)[2], int frames,
-                 double* const (&sums)[2]) noexcept {
-  const double* const line = path.line;
-  const std::int32_t lineLast = path.lineLast;
-  const double depth = path.depth;
-  std::int32_t indices[EchomtEngine::kBlockFrames];
-  double fractions[EchomtEngine::kBlockFrames];
-  for (int k = 0; k < frames; ++k) {
-    double position = (start + k) - swing[k] * depth;
-    if constexpr (kWraps) position += position < 0 ? lineLast : 0.0;
-    const std::int32_t index = RoundToInt32(position - 0.499999985);
-    fractions[k] = position - index;
-    indices[k] = index;
-  }
-  for (int k = 0; k < frames; ++k) {
-    std::int32_t index = indices[k];
-    if constexpr (kWraps) {
+  Lanes here, beyond;
+  if constexpr (kWraps) {
+    std::int32_t next[Lanes::kLanes];
+    for (std::size_t lane = 0; lane < Lanes::kLanes; ++lane) {
+      std::int32_t& index = indices[lane];
       if (index < 0) index += lineLast + 1;
       index = std::clamp(index, 0, lineLast);
+      next[lane] = index + 1 >= lineLast ? index + 1 - lineLast : index + 1;
     }
-    std::int32_t next = index + 1;
-    if constexpr (kWraps) next -= next >= lineLast ? lineLast : 0;
-    const double value = line[index] + (line[next] - line[index]) * fractions[k];
-    sums[0][k] += value * gains[0];
-    if constexpr (kSides == 2) sums[1][k] += value * gains[1];
+    here = Lanes::Gather(line, indices);
+    beyond = Lanes::Gather(line, next);
+  } else {
+    here = Lanes::Neighbours(line, indices, beyond);
   }
+  return here + (beyond - here) * fraction;
+}
+
+// What all taps give in the frames from `k` on.
+template <int kSides, bool kSwings, bool kWraps, class Lanes>
+void SumTaps(std::span<const EchomtEngine::TapRun> taps, const double* line, std::int32_t lineLast, const double* swing,
+             int k, double* const (&sums)[2]) noexcept {
+  Lanes left = Lanes::Both(0.0), right = left;
+  for (const EchomtEngine::TapRun& tap : taps) {
+    Lanes value;
+    if constexpr (kSwings) {
+      // The swing's own slot counts up with the frames of the run.
+      const Lanes slot = Lanes::Load(&kCounts[k]) + Lanes::Both(tap.start);
+      value = ReadBetween<kWraps>(line, lineLast, slot - Lanes::Load(swing + k) * Lanes::Both(tap.depth));
+    } else {
+      value = Lanes::Load(line + tap.start + k);
+    }
+    left = left + value * Lanes::Both(tap.gains[0]);
+    if constexpr (kSides == 2) right = right + value * Lanes::Both(tap.gains[1]);
+  }
+  left.Store(sums[0] + k);
+  if constexpr (kSides == 2) right.Store(sums[1] + k);
+}
+
+template <int kSides, bool kSwings, bool kWraps>
+void SumRun(std::span<const EchomtEngine::TapRun> taps, const double* line, std::int32_t lineLast, const double* swing,
+            int frames, double* const (&sums)[2]) noexcept {
+  int k = 0;
+  for (; k + 2 <= frames; k += 2) SumTaps<kSides, kSwings, kWraps, Pair>(taps, line, lineLast, swing, k, sums);
+  if (k < frames) SumTaps<kSides, kSwings, kWraps, Single>(taps, line, lineLast, swing, k, sums);
 }
 
 }  // namespace
@@ -85,16 +108,21 @@ void EchomtEngine::NextSwing(Swing& swing, int frames) noexcept {
     modPhase_ = phase;
     return;
   }
-  double least = 2.0, most = 0.0;
+  double phases[kBlockFrames + 1];
+  phases[frames] = phase;
   for (int i = frames - 1; i >= 0; --i) {
-    const double value = std::sin(phase) + 1.0;
+    phases[i] = phase;
     phase += step;
-    least = value < least ? value : least;
-    most = value > most ? value : most;
-    swing.value[i] = value;
   }
-  swing.least = least;
-  swing.most = most;
+  Pair least = Pair::Both(2.0), most = Pair::Both(0.0);
+  for (int i = 0; i < frames; i += 2) {
+    const Pair value = SineAndCosine(Pair::Load(phases + i)).sine + Pair::Both(1.0);
+    least = Smaller(value, least);
+    most = Larger(value, most);
+    value.Store(swing.value + i);
+  }
+  swing.least = std::min(least.low(), least.high());
+  swing.most = std::max(most.low(), most.high());
   modPhase_ = phase;
 }
 
@@ -136,28 +164,33 @@ void EchomtEngine::LowPass(double* block, int frames, double& memory) const noex
   memory = state;
 }
 
+/// Sums what all taps give in as many of the last `frames` frames of a block as no tap leaves the line's end in, and
+/// moves them on. Answers how many those were.
 template <int kSides>
-void EchomtEngine::ReadTap(int tap, const double* line, std::int32_t position, const double* swing, double mostSwing,
-                           int frames, double (*sums)[kBlockFrames], int first) const noexcept {
-  const auto i = static_cast<std::size_t>(tap);
-  const TapPath path{line, lineLength_ - 1, tapModDepth_[i]};
-  const double gains[2] = {tapGains_[0][i], tapGains_[1][i]};
-  const double reach = mostSwing * path.depth;
-  while (frames != 0) {
-    const int run = std::min(frames, position + 1);
-    const std::int32_t start = position - run + 1;
-    const int at = first + frames - run;
-    double* const out[2] = {sums[0] + at, sums[kSides - 1] + at};
-    if (!modulated_) {
-      AddStill<kSides>(line + start, gains, run, out);
-    } else if (start - reach >= 0 && position + 1 < path.lineLast) {
-      AddSwinging<kSides, false>(path, start, swing + at, gains, run, out);
-    } else {
-      AddSwinging<kSides, true>(path, start, swing + at, gains, run, out);
-    }
-    frames -= run;
-    position = start == 0 ? path.lineLast : start - 1;
+int EchomtEngine::ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions, const Swing& swing,
+                           int end, int frames, double (*sums)[kBlockFrames]) const noexcept {
+  const std::int32_t lineLast = lineLength_ - 1;
+  const auto count = static_cast<std::size_t>(tapCount_);
+  for (std::size_t i = 0; i < count; ++i) frames = std::min(frames, positions[i] + 1);
+  std::array<TapRun, kEchomtTaps> taps;
+  bool wraps = false;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::int32_t start = positions[i] - frames + 1;
+    taps[i] = {start, tapModDepth_[i], {tapGains_[0][i], tapGains_[1][i]}};
+    wraps = wraps || start - swing.most * tapModDepth_[i] < 0 || positions[i] + 1 >= lineLast;
+    positions[i] = start == 0 ? lineLast : start - 1;
   }
+  const std::span used(taps.data(), count);
+  const int first = end - frames;
+  double* const out[2] = {sums[0] + first, sums[kSides - 1] + first};
+  if (!modulated_) {
+    SumRun<kSides, false, false>(used, line, lineLast, nullptr, frames, out);
+  } else if (wraps) {
+    SumRun<kSides, true, true>(used, line, lineLast, swing.value + first, frames, out);
+  } else {
+    SumRun<kSides, true, false>(used, line, lineLast, swing.value + first, frames, out);
+  }
+  return frames;
 }
 
 template <class Format, int kSides>
@@ -166,29 +199,31 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
   const std::size_t channels = channels_;
   double* const line = lines_[channel].data();
   double in[kSides][kBlockFrames], held[kSides][kBlockFrames], sums[kSides][kBlockFrames];
-  for (std::size_t side = 0; side < kSides; ++side) {
-    const double gain = inputGain_;
-    const typename Format::Sample* const samples = buffer + channel + side;
-    for (int i = 0; i < frames; ++i) {
-      const double x = Format::Read(samples[static_cast<std::size_t>(i) * channels]) * gain;
-      in[side][frames - 1 - i] = x;
-      held[side][frames - 1 - i] = x;
+  const double gain = inputGain_;
+  int read = 0;
+  if constexpr (kSides == 2) {
+    const Pair factor = Pair::Both(gain);
+    for (; read + 2 <= frames; read += 2) {
+      const Four four = ReadFour(Format{}, buffer + 2 * read);
+      const Pair now = four.a * factor, next = four.b * factor;
+      Lows(next, now).Store(in[0] + frames - 2 - read);
+      Highs(next, now).Store(in[1] + frames - 2 - read);
     }
+  }
+  for (std::size_t side = 0; side < kSides; ++side) {
+    const typename Format::Sample* const samples = buffer + channel + side;
+    for (int i = read; i < frames; ++i) {
+      in[side][frames - 1 - i] = Format::Read(samples[static_cast<std::size_t>(i) * channels]) * gain;
+    }
+    std::copy_n(in[side], frames, held[side]);
     LowPass(held[side], frames, inputState_[channel + side]);
-    std::fill_n(sums[side], frames, 0.0);
   }
 
   std::array<std::int32_t, kEchomtTaps> positions = tapPosition_;
   std::int32_t writePosition = writePosition_;
   for (int left = frames; left != 0;) {
-    const int run = std::min(left, together);
+    const int run = ReadTaps<kSides>(line, positions, swing, left, std::min(left, together), sums);
     const int first = left - run;
-    for (int tap = 0; tap < tapCount_; ++tap) {
-      std::int32_t& position = positions[static_cast<std::size_t>(tap)];
-      ReadTap<kSides>(tap, line, position, swing.value, swing.most, run, sums, first);
-      position -= run % lineLength_;
-      if (position < 0) position += lineLength_;
-    }
     for (std::size_t side = 0; side < kSides; ++side) {
       LowPass(sums[side] + first, run, outputState_[channel + side]);
     }
@@ -215,9 +250,20 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
   }
 
   const double dry = dryGain_, wet = wetGain_;
+  int written = 0;
+  if constexpr (kSides == 2) {
+    const Pair dryPair = Pair::Both(dry), wetPair = Pair::Both(wet), floor = Pair::Both(kFlushBelow);
+    const auto mix = [&](std::size_t side, int at) {
+      return FlushBelow(dryPair * Pair::Load(in[side] + at) + wetPair * Pair::Load(sums[side] + at), floor);
+    };
+    for (; written + 2 <= frames; written += 2) {
+      const Pair left = mix(0, frames - 2 - written), right = mix(1, frames - 2 - written);
+      WriteFour(Format{}, {Highs(left, right), Lows(left, right)}, buffer + 2 * written);
+    }
+  }
   for (std::size_t side = 0; side < kSides; ++side) {
     typename Format::Sample* const samples = buffer + channel + side;
-    for (int i = 0; i < frames; ++i) {
+    for (int i = written; i < frames; ++i) {
       const double y = dry * in[side][frames - 1 - i] + wet * sums[side][frames - 1 - i];
       samples[static_cast<std::size_t>(i) * channels] = Format::Write(Flush(y));
     }

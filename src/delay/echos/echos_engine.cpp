@@ -7,6 +7,7 @@
 #include "audio/gain.h"
 #include "audio/mul_div.h"
 #include "audio/narrow.h"
+#include "audio/sample_lanes.h"
 
 namespace korva {
 namespace {
@@ -20,19 +21,31 @@ constexpr std::uint32_t kLongestReserve = 12;  // seconds: the longest note time
 constexpr double kDecayLevel = 0.0316;
 constexpr double kShortestDecay = 0.1;  // of the delay; below it there is no feedback
 
-struct Gains {
-  double feedback, dry, wet;
+struct PairGains {
+  Pair feedback, dry, wet;
 };
 
 template <class Format, bool kReadInput>
-void Echo(double* line, typename Format::Sample* samples, std::size_t count, const Gains& gains) noexcept {
-  const double feedback = gains.feedback, dry = gains.dry, wet = gains.wet;
-  for (std::size_t i = 0; i < count; ++i) {
-    const double delayed = line[i];
-    const double x = kReadInput ? Format::Read(samples[i]) : 0.0;
-    line[i] = delayed * feedback + x;
-    samples[i] = Format::Write(x * dry + delayed * wet);
-  }
+void EchoFour(double* line, typename Format::Sample* samples, const PairGains& gains) noexcept {
+  const Pair delayedA = Pair::Load(line), delayedB = Pair::Load(line + 2);
+  const Four x = kReadInput ? ReadFour(Format{}, samples) : Four{Pair::Both(0.0), Pair::Both(0.0)};
+  (delayedA * gains.feedback + x.a).Store(line);
+  (delayedB * gains.feedback + x.b).Store(line + 2);
+  WriteFour(Format{}, {x.a * gains.dry + delayedA * gains.wet, x.b * gains.dry + delayedB * gains.wet}, samples);
+}
+
+template <class Format, bool kReadInput>
+void Echo(double* line, typename Format::Sample* samples, std::size_t count, const PairGains& gains) noexcept {
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) EchoFour<Format, kReadInput>(line + i, samples + i, gains);
+  if (i == count) return;
+  double lastLine[4] = {};
+  typename Format::Sample last[4] = {};
+  std::copy(line + i, line + count, lastLine);
+  std::copy(samples + i, samples + count, last);
+  EchoFour<Format, kReadInput>(lastLine, last, gains);
+  std::copy_n(lastLine, count - i, line + i);
+  std::copy_n(last, count - i, samples + i);
 }
 
 }  // namespace
@@ -143,7 +156,7 @@ void EchosEngine::EnterBypass() noexcept {
 
 template <class Format, bool kReadInput>
 void EchosEngine::Run(typename Format::Sample* buffer, std::size_t samples) noexcept {
-  const Gains gains{feedbackGain_, dryOutGain_, delayOutGain_};
+  const PairGains gains{Pair::Both(feedbackGain_), Pair::Both(dryOutGain_), Pair::Both(delayOutGain_)};
   while (samples != 0) {
     const std::size_t run = std::min(samples, delayLength_ - position_);
     lines_[line_].Clean(position_, run);
