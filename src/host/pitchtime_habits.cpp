@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "host/number_text.h"
+#include "live/pitch_pace.h"
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_params.h"
 #include "pitchtime/time_text.h"
@@ -20,13 +21,12 @@ Block Loaded(const void* bytes) {
   return block;
 }
 
-double PitchsLengthFactor(const void* bytes) {
-  const auto block = Loaded<PitchsParams>(bytes);
-  return block.preserveDuration != 0 || !(block.transposition > 0) ? 1.0 : 1.0 / block.transposition;
+double PitchsLengthFactor(const void* block) {
+  return LengthFactor(kPitchsEffect, block);
 }
 
-double TimeLengthFactor(const void* bytes) {
-  return Loaded<TimeParams>(bytes).percentTimes100 / 10000.0;
+double TimeLengthFactor(const void* block) {
+  return LengthFactor(kTimeEffect, block);
 }
 
 bool IsPossible(double percentTimes100) {

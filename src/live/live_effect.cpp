@@ -142,7 +142,10 @@ LiveResult LiveEffect::Start(Use use, std::uint32_t channels, std::uint32_t rate
   fresh_ = true;
   const bool granted = piece_.Allocate(std::size_t{kPiece} * channels) && dry_.Allocate(std::size_t{kPiece} * channels);
   const LiveResult result = granted ? Told(road_->Start(channels, rate)) : LiveResult::kMemory;
+  owed_ = 0;
+  held_.store(0, std::memory_order_relaxed);
   if (result != LiveResult::kDone) Stop();
+  TellLatency();
   return result;
 }
 
@@ -152,6 +155,7 @@ void LiveEffect::Stop() noexcept {
   piece_.Release();
   dry_.Release();
   running_.store(false, std::memory_order_relaxed);
+  TellLatency();
 }
 
 void LiveEffect::Rewind() noexcept {
@@ -159,10 +163,24 @@ void LiveEffect::Rewind() noexcept {
   PickUp();
   road_->Rewind();
   fresh_ = true;
+  owed_ = 0;
+  held_.store(0, std::memory_order_relaxed);
 }
 
-std::uint32_t LiveEffect::latency() const noexcept {
-  return running() && use_ == Use::kFixedLatency ? road_->latency() : 0;
+/// Changes are picked up. Before the first frame the switch stands where it is set, without a fade.
+void LiveEffect::BeginBuffer(std::uint32_t frames) noexcept {
+  PickUp();
+  TellLatency();
+  if (fresh_) fade_ = enabled_.load(std::memory_order_relaxed) ? fadeLength_ : 0;
+  if (frames != 0) fresh_ = false;
+}
+
+void LiveEffect::TellLatency() noexcept {
+  latency_.store(running() && use_ == Use::kFixedLatency ? road_->latency() : 0, std::memory_order_relaxed);
+}
+
+std::uint64_t LiveEffect::heldFrames() const noexcept {
+  return use_ == Use::kFixedLatency ? latency() : held_.load(std::memory_order_relaxed);
 }
 
 void LiveEffect::WriteRow(std::size_t row, const LiveBlock& block) noexcept {
@@ -259,15 +277,13 @@ HRESULT LiveEffect::RunFaded(float* samples, std::uint32_t frames, bool enabled)
 
 LiveResult LiveEffect::Process(float* samples, std::uint32_t frames) noexcept {
   if (!running() || use_ != Use::kFixedLatency) return LiveResult::kState;
-  PickUp();
-  if (frames != 0) fresh_ = false;
+  BeginBuffer(frames);
   return Run(samples, frames);
 }
 
 LiveResult LiveEffect::ProcessPlanar(float* const* channels, std::uint32_t frames) noexcept {
   if (!running() || use_ != Use::kFixedLatency) return LiveResult::kState;
-  PickUp();
-  if (frames != 0) fresh_ = false;
+  BeginBuffer(frames);
   for (std::uint32_t done = 0; done < frames;) {
     const std::uint32_t run = std::min(frames - done, kPiece);
     for (std::uint32_t c = 0; c < channels_; ++c) {
@@ -298,16 +314,18 @@ LiveResult LiveEffect::Stream(const float* in, std::uint32_t& inFrames, float* o
     inFrames = outFrames = 0;
     return LiveResult::kState;
   }
-  PickUp();
-  if (inFrames != 0) fresh_ = false;
+  BeginBuffer(inFrames);
   // Values glide here too, so no more is taken than up to the next step.
   if (in != nullptr && gliding_ != 0) {
     if (framesToStep_ == 0) StepGlides();
     if (gliding_ != 0) inFrames = std::min(inFrames, framesToStep_);
   }
+  if (in == nullptr) inFrames = 0;
   const HRESULT result = road_->Stream(in, inFrames, out, outFrames);
   if (in != nullptr && gliding_ != 0) framesToStep_ -= std::min(inFrames, framesToStep_);
   ended = in == nullptr && result != S_OK;
+  owed_ += inFrames * LengthFactor(description(), now_.data()) - outFrames;
+  held_.store(ended || owed_ < 0 ? 0 : static_cast<std::uint64_t>(owed_), std::memory_order_relaxed);
   return Told(result);
 }
 

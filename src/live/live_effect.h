@@ -74,7 +74,10 @@ class LiveEffect {
   /// Drops all that rings, as if just started.
   void Rewind() noexcept;
   /// In frames. Changes with the mode of the pitch shift, at the next buffer.
-  std::uint32_t latency() const noexcept;
+  std::uint32_t latency() const noexcept { return latency_.load(std::memory_order_relaxed); }
+
+  /// Frames of output still to come for what was taken, about. Any thread.
+  std::uint64_t heldFrames() const noexcept;
 
   LiveResult Process(float* samples, std::uint32_t frames) noexcept;
   /// A buffer for each channel.
@@ -99,6 +102,8 @@ class LiveEffect {
   void PickUp() noexcept;
   void WriteRow(std::size_t row, const LiveBlock& block) noexcept;
   void StepGlides() noexcept;
+  void BeginBuffer(std::uint32_t frames) noexcept;
+  void TellLatency() noexcept;
   LiveResult Run(float* samples, std::uint32_t frames) noexcept;
   HRESULT RunFaded(float* samples, std::uint32_t frames, bool enabled) noexcept;
 
@@ -114,12 +119,15 @@ class LiveEffect {
   Use use_ = Use::kFixedLatency;
   std::atomic<bool> running_{false};
   std::atomic<bool> enabled_{true};
+  std::atomic<std::uint32_t> latency_{0};
 
   // The side of audio.
   std::uint32_t channels_ = 0, rate_ = 0;
   bool fresh_ = true;  // nothing has run since the start
   bool tempoTold_ = false;
-  LiveBlock now_;  // the values that the effect has
+  double owed_ = 0;                     // frames that the input taken so far makes
+  std::atomic<std::uint64_t> held_{0};  // those of them that have not come
+  LiveBlock now_;                       // the values that the effect has
   std::array<Glide, kMostRows> glides_{};
   std::uint64_t gliding_ = 0;                // row bits
   std::uint32_t framesToStep_ = 0;           //

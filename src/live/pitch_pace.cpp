@@ -23,6 +23,17 @@ std::optional<std::int32_t> KeptLengthMode(const EffectDescription& effect, cons
   return params.preserveDuration != 0 ? std::optional(params.mode) : std::nullopt;
 }
 
+double LengthFactor(const EffectDescription& effect, const void* block) noexcept {
+  if (&effect == &kTimeEffect) {
+    TimeParams params;
+    std::memcpy(&params, block, sizeof params);
+    return params.percentTimes100 / 10000.0;
+  }
+  if (&effect != &kPitchsEffect) return 1.0;
+  const PitchsParams params = Pitch(block);
+  return params.preserveDuration != 0 || !(params.transposition > 0) ? 1.0 : 1.0 / params.transposition;
+}
+
 bool KeepsPace(const EffectDescription& effect, const void* block) noexcept {
   if (&effect == &kTimeEffect) return false;
   if (&effect != &kPitchsEffect) return true;

@@ -5,7 +5,7 @@
 
 #include "frame/effect_description.h"
 
-// What a live stream of fixed latency needs to know of the pitch shift's parameters.
+// What the parameters of the effects of variable length say of lengths.
 namespace korva {
 
 /// The highest ratio of a live stream with its length kept: an octave and the hundred cents on top of it. The latency
@@ -14,6 +14,9 @@ inline constexpr double kMostPaceRatio = 2.1189261887185906;  // 2 to the power 
 
 /// The mode of a pitch shift that keeps the length; nothing for any other block of any effect.
 std::optional<std::int32_t> KeptLengthMode(const EffectDescription& effect, const void* block) noexcept;
+
+/// Frames out for each frame in, on the long run.
+double LengthFactor(const EffectDescription& effect, const void* block) noexcept;
 
 /// Whether a block gives as many frames as it takes, no later than the fixed latency.
 bool KeepsPace(const EffectDescription& effect, const void* block) noexcept;

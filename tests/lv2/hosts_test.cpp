@@ -1,0 +1,130 @@
+#include <cstdlib>
+
+#include "host/rig.h"
+#include "live/live_text.h"
+#include "lv2/lv2_ports.h"
+#include "lv2/plugin_host.h"
+#include "qvkit/language_locales.h"
+
+namespace korva {
+namespace {
+
+/// The bundle in hosts that are there, each a program of its own.
+class Lv2Hosts : public HostTest {
+ protected:
+  Lv2Hosts() {
+    std::filesystem::create_directory(Path("lv2"));
+    std::filesystem::create_directory_symlink(KORVA_BUNDLE, Path("lv2/korva.lv2"));
+  }
+  static bool IsThere(const std::string& program) {
+    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+  }
+  /// Runs a line of the shell; what it said is in the file "said".
+  int Shell(const std::string& line) const {
+    return std::system(("cd '" + Path("") + "' && LV2_PATH='" + Path("lv2") + ":/usr/lib/lv2' LC_ALL=C " + line +
+                        " >said 2>&1 </dev/null")
+                           .c_str());
+  }
+  /// The command's samples of "in.wav" for these options.
+  std::vector<double> Rendered(const std::string& effect, const std::vector<std::string>& options) const {
+    std::vector<std::string> words{"render", "@in.wav", "@own.wav", effect, "--overwrite", "--quiet"};
+    words.insert(words.end(), options.begin(), options.end());
+    const Run run = Korva(words);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return Read("own.wav").samples;
+  }
+  /// Whether what a host wrote, `late` frames late, is `wanted`, as far as it goes.
+  bool Same(const std::string& file, const std::vector<double>& wanted, std::size_t late = 0) const {
+    const Sound sound = Read(file);
+    const std::size_t skip = late * static_cast<std::size_t>(sound.info.channels);
+    return sound.samples.size() > skip && wanted.size() + skip >= sound.samples.size() &&
+           std::equal(sound.samples.begin() + static_cast<std::ptrdiff_t>(skip), sound.samples.end(), wanted.begin());
+  }
+};
+
+#define KORVA_NEEDS(program) \
+  if (!IsThere(program)) GTEST_SKIP() << program << " is not installed"
+
+TEST_F(Lv2Hosts, TheDataFilesAreValid) {
+  KORVA_NEEDS("lv2_validate");
+  EXPECT_EQ(Shell("lv2_validate lv2/korva.lv2/*.ttl"), 0) << Bytes("said");
+  EXPECT_NE(Bytes("said").find("Found 0 errors"), std::string::npos) << Bytes("said");
+}
+
+TEST_F(Lv2Hosts, EveryPresetEqualsTheCommand) {
+  KORVA_NEEDS("lv2file");
+  for (const Lv2Plugin& plugin : Lv2Plugins()) {
+    PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, static_cast<int>(plugin.channels),
+             plugin.hasLatency ? 60000 : 9000);
+    const EffectDescription& effect = plugin.kind->description;
+    std::size_t late = 0;
+    if (plugin.hasLatency) {
+      PluginHost host(plugin, 48000);
+      std::vector<float> silence(1);
+      host.Run({silence.data(), silence.data()}, 1);
+      late = static_cast<std::size_t>(host.values[plugin.latencyIndex()]);
+      EXPECT_GT(late, 20000U);
+    }
+    for (std::int32_t i = 0; i < effect.presets.count(); ++i) {
+      std::vector<std::string> options{"--preset", std::to_string(i)};
+      if (plugin.hasLatency) options.insert(options.end(), {"--set", "preserve-duration=on", "--keep-pace"});
+      const std::vector<double> wanted = Rendered(effect.name, options);
+      const std::string preset = PresetNameIn(kEnglish, effect, i);
+      ASSERT_EQ(Shell("lv2file --ignore-clipping -P '" + preset + "' -i in.wav -o out.wav " + plugin.uri()), 0)
+          << Bytes("said");
+      EXPECT_TRUE(Same("out.wav", wanted, late)) << plugin.uri() << " " << preset;
+    }
+  }
+}
+
+TEST_F(Lv2Hosts, OneFrameACallAndOtherHostsEqualTheCommand) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, 9000);
+  const std::vector<std::string> settings{"--set", "feedback=40", "--set", "delay=20"};
+  const std::vector<double> wanted = Rendered("chorus", settings);
+  if (IsThere("lv2apply")) {
+    ASSERT_EQ(Shell("lv2apply -i in.wav -o out.wav -c feedback 40 -c delay 20 urn:korva:chorus"), 0) << Bytes("said");
+    EXPECT_TRUE(Same("out.wav", wanted));
+  } else {
+    std::puts("lv2apply is not installed: left out");
+  }
+  if (IsThere("ffmpeg")) {
+    ASSERT_EQ(Shell(R"(ffmpeg -y -i in.wav -af 'lv2=p=urn\\:korva\\:chorus:c=feedback=40|delay=20' )"
+                    "-c:a pcm_f32le out.wav"),
+              0)
+        << Bytes("said");
+    EXPECT_TRUE(Same("out.wav", wanted));
+    // The tail comes with silence behind the input.
+    const std::vector<double> ringing = Rendered("reverb", {"--preset", "Cathedral"});
+    ASSERT_EQ(Shell(R"(ffmpeg -y -i in.wav -af 'apad=pad_len=48000,lv2=p=urn\\:korva\\:reverb:c=)"
+                    R"(reverb_out=-24|reverb_mode=8|early_style=5|decay=3|pre_delay=70|high_hz=7000' )"
+                    "-c:a pcm_f32le out.wav"),
+              0)
+        << Bytes("said");
+    EXPECT_TRUE(Same("out.wav", ringing));
+  } else {
+    std::puts("ffmpeg is not installed: left out");
+  }
+}
+
+TEST_F(Lv2Hosts, JalvRunsOnADummyServer) {
+  KORVA_NEEDS("jackd");
+  KORVA_NEEDS("jalv");
+  // The script ends the server that it started, by its number.
+  const std::string script = R"(sh -c 'name=korva-test-$$
+    jackd --no-realtime --name $name -d dummy -r 48000 -p 256 >jackd.log 2>&1 & server=$!
+    i=0; while [ $i -lt 50 ] && ! grep -q "waiting for\|running\|period" jackd.log; do sleep 0.1; i=$((i + 1)); done
+    (sleep 1; echo presets; echo "preset urn:korva:chorus:preset-14"; echo "set feedback 33"; echo controls; sleep 1;
+     echo quit) | JACK_DEFAULT_SERVER=$name timeout 20 jalv urn:korva:chorus
+    code=$?; kill $server; wait $server 2>/dev/null; exit $code')";
+  const int code = Shell(script);
+  const std::string said = Bytes("said");
+  if (said.find("No JACK") != std::string::npos || said.find("Failed to connect") != std::string::npos) {
+    GTEST_SKIP() << "no JACK server could be started";
+  }
+  EXPECT_EQ(code, 0) << said;
+  EXPECT_NE(said.find("urn:korva:chorus:preset-14"), std::string::npos) << said;
+  EXPECT_NE(said.find("feedback = 33"), std::string::npos) << said;
+}
+
+}  // namespace
+}  // namespace korva

@@ -1,0 +1,107 @@
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+#include <random>
+
+#include "host/rig.h"
+#include "lv2/counted_calls.h"
+#include "lv2/plugin_host.h"
+
+namespace korva {
+namespace {
+
+std::vector<float> Noise(std::size_t frames) {
+  std::minstd_rand random(3);
+  std::vector<float> noise(frames);
+  for (float& sample : noise) sample = static_cast<float>(random()) / 2147483648.0F - 0.5F;
+  return noise;
+}
+
+/// What this thread has worked, whatever else the machine does.
+double ThreadSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+TEST(Lv2Plugin, RunAsksForNoMemoryAndWaitsForNoLockWhateverChanges) {
+#ifdef KORVA_SANITIZED
+  GTEST_SKIP() << "the sanitizers count for themselves";
+#endif
+  static void* volatile kept = nullptr;
+  ASSERT_EQ(Counted([] { kept = std::malloc(1); }).requests, 1);
+  std::free(kept);
+  for (const Lv2Plugin& plugin : Lv2Plugins()) {
+    constexpr std::uint32_t kFrames = 64;
+    PluginHost host(plugin, 48000);
+    std::vector<float> noise[2] = {Noise(kFrames), Noise(kFrames)};
+    double worst = 0;
+    const auto run = [&](const std::string& what) {
+      for (int i = 0; i < 30; ++i) {
+        noise[0] = noise[1] = Noise(kFrames);
+        const std::vector<float*> channels{noise[0].data(), noise[1].data()};
+        const double start = ThreadSeconds();
+        const Counts counts = Counted([&] { host.Run(channels, kFrames); });
+        worst = std::max(worst, ThreadSeconds() - start);
+        ASSERT_EQ(counts.requests + counts.waits, 0) << plugin.uri() << " " << what;
+      }
+    };
+    run("at rest");
+    if (plugin.followsTempo) {
+      host.SendTempo(97);
+      run("tempo");
+      host.SendTempo(0);
+    }
+    host.values[plugin.enabledIndex()] = 0;
+    run("off");
+    host.values[plugin.enabledIndex()] = 1;
+    for (std::size_t i = 0; i < plugin.ports.size(); ++i) {
+      const Lv2Port& port = plugin.ports[i];
+      for (const float value : {port.most, port.least, std::round((port.least + port.most) / 2), port.standard}) {
+        host.row(i) = value;
+        run(port.symbol);
+      }
+    }
+    std::printf("%s: worst run of 64 frames %.0f us\n", plugin.uri().c_str(), worst * 1e6);
+  }
+}
+
+using Lv2Tempo = HostTest;
+
+TEST_F(Lv2Tempo, IsThatOfTheCommand) {
+  constexpr int kFrames = 24000;
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 1, kFrames);
+  const struct {
+    const char *effect, *options;
+    std::vector<std::pair<const char*, float>> ports;
+  } cases[] = {
+      {"chorus", "--set tempo-sync=on --set mod-period-note=4", {{"tempo_sync", 1}, {"mod_period_note", 4}}},
+      {"simple-delay", "--set tempo-sync-delay=on --set delay-note=4", {{"tempo_sync_delay", 1}, {"delay_note", 4}}},
+  };
+  for (const auto& one : cases) {
+    ASSERT_EQ(KorvaLine(std::string("render @in.wav @out.wav ") + one.effect + " " + one.options +
+                        " --tempo 133 --no-tail --overwrite")
+                  .exitCode,
+              0);
+    const std::vector<double> wanted = Read("out.wav").samples;
+    for (const Lv2Plugin& plugin : Lv2Plugins()) {
+      if (plugin.channels != 1 || plugin.kind->description.name != std::string(one.effect)) continue;
+      PluginHost host(plugin, 48000);
+      for (const auto& [symbol, value] : one.ports) {
+        for (std::size_t i = 0; i < plugin.ports.size(); ++i) {
+          if (plugin.ports[i].symbol == symbol) host.row(i) = value;
+        }
+      }
+      host.SendTempo(133);
+      std::vector<double> in = Read("in.wav").samples;
+      std::vector<float> audio(in.begin(), in.end());
+      host.Run({audio.data()}, 1000);
+      host.SendTempo(0);
+      host.Run({audio.data() + 1000}, kFrames - 1000);
+      EXPECT_TRUE(std::equal(wanted.begin(), wanted.end(), audio.begin(), audio.end())) << one.effect;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korva
