@@ -1,5 +1,5 @@
 # A thin front: every target is one script. Both `demo` and `test` install what is missing first.
-.PHONY: demo test bench lint screenshots dependencies clean
+.PHONY: demo test bench lint screenshots plugins install-plugins dependencies clean
 
 demo: dependencies
 	@scripts/demo $(INPUT)
@@ -15,6 +15,12 @@ lint: dependencies
 
 screenshots: dependencies
 	@scripts/screenshots
+
+plugins: dependencies
+	@scripts/plugins
+
+install-plugins:
+	@scripts/plugins install "$(DESTDIR)" "$(or $(PREFIX),/usr/local)"
 
 dependencies:
 	@scripts/install-dependencies

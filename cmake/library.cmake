@@ -11,6 +11,8 @@ foreach(room IN LISTS rooms)
   endif()
 endforeach()
 target_compile_definitions(korva_api PRIVATE KORVA_VERSION="${PROJECT_VERSION}")
+# The types of the interface, for the comparison of binaries; packages strip them.
+target_compile_options(korva_api PRIVATE -g)
 
 set(map ${CMAKE_SOURCE_DIR}/src/api/korva.map)
 add_library(libkorva SHARED ${objects})
