@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "host/listing.h"
+#include "host/lv2_preset.h"
 #include "host/nearest.h"
 
 namespace korva {
@@ -20,7 +21,7 @@ Usage: korva COMMAND ...
   korva params EFFECT                      its parameters: name, range, default, what they do
   korva presets EFFECT                     its presets
   korva render IN OUT EFFECT [OPTIONS]...  a sound file through a chain of effects; see korva render --help
-  korva state FILE                         what a saved effect record holds
+  korva state FILE [--lv2 DIR]             what a saved effect record holds, or that as an LV2 preset
   korva --version
 )";
 
@@ -34,6 +35,31 @@ Check WithEffect(const std::string& command, const std::string& summary, std::sp
   const Outcome<const EffectRow*> effect = FindEffect(values->front());
   if (!effect) return effect.ending();
   return list(**effect, out);
+}
+
+/// What a record holds, or that as a preset for LV2 hosts.
+Check State(std::span<const std::string> arguments, std::ostream& out) {
+  const std::vector<std::string> names = {"FILE"};
+  std::vector<std::string> rest;
+  std::string folder;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    constexpr std::string_view kOption = "--lv2";
+    const std::string& word = arguments[i];
+    if (word != kOption && !word.starts_with(std::string(kOption) + "=")) {
+      rest.push_back(word);
+      continue;
+    }
+    if (!folder.empty()) return Wrong("--lv2 is told twice");
+    if (word != kOption) folder = word.substr(kOption.size() + 1);
+    if (word == kOption && i + 1 < arguments.size()) folder = arguments[++i];
+    if (folder.empty()) return Wrong("--lv2 needs a value: DIR, the bundle to write");
+  }
+  const auto values = ParseArguments("state",
+                                     "Says what a saved effect record holds.\n--lv2 DIR writes it as an LV2 "
+                                     "preset instead, a bundle of its own such as ~/.lv2/mine.lv2.",
+                                     names, rest);
+  if (!values) return values.ending();
+  return folder.empty() ? DescribeState(values->front(), out) : WriteLv2Preset(values->front(), folder, out);
 }
 
 Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
@@ -56,11 +82,7 @@ Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
                         return Check();
                       });
   }
-  if (command == "state") {
-    const std::vector<std::string> names = {"FILE"};
-    const auto values = ParseArguments(command, "Says what a saved effect record holds.", names, rest);
-    return values ? DescribeState(values->front(), streams.out) : Check(values.ending());
-  }
+  if (command == "state") return State(rest, streams.out);
   if (command == "effects" || command == "docs") {
     const auto values = ParseArguments(command, "Lists the effects.", {}, rest);
     if (!values) return values.ending();

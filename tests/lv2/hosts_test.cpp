@@ -77,6 +77,21 @@ TEST_F(Lv2Hosts, EveryPresetEqualsTheCommand) {
   }
 }
 
+TEST_F(Lv2Hosts, ASavedRecordBecomesAPreset) {
+  KORVA_NEEDS("lv2file");
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, 9000);
+  const std::vector<double> wanted =
+      Rendered("reverb", {"--preset", "5", "--set", "pre-delay=33", "--save-state", Path("my own.state")});
+  const std::vector<std::string> call{"state", "@my own.state", "--lv2", "@lv2/mine.lv2"};
+  EXPECT_EQ(Korva(call).exitCode, 0);
+  EXPECT_NE(Korva(call).exitCode, 0) << "what is there stays";
+  EXPECT_EQ(Shell("lv2_validate lv2/*/*.ttl"), 0) << Bytes("said");
+  ASSERT_EQ(Shell("lv2file --ignore-clipping -P 'my own' -i in.wav -o out.wav urn:korva:reverb"), 0) << Bytes("said");
+  EXPECT_TRUE(Same("out.wav", wanted));
+  Rendered("pitch-shift", {"--set", "semitones=24", "--save-state", Path("high.state")});
+  EXPECT_NE(Korva({"state", "@high.state", "--lv2", "@lv2/high.lv2"}).err.find("up to 12"), std::string::npos);
+}
+
 TEST_F(Lv2Hosts, OneFrameACallAndOtherHostsEqualTheCommand) {
   PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, 9000);
   const std::vector<std::string> settings{"--set", "feedback=40", "--set", "delay=20"};
