@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace korva {
 
@@ -22,6 +23,8 @@ class List {
   bool empty() const noexcept { return size_ == 0; }
   T& operator[](std::size_t index) noexcept { return items_[index]; }
   const T& operator[](std::size_t index) const noexcept { return items_[index]; }
+  T* begin() noexcept { return items_; }
+  T* end() noexcept { return items_ + size_; }
   const T* begin() const noexcept { return items_; }
   const T* end() const noexcept { return items_ + size_; }
 
@@ -49,11 +52,20 @@ class List {
     return true;
   }
 
+  /// Puts `item` at the end, where `Reserve` made room for it.
+  void Append(const T& item) noexcept { items_[size_++] = item; }
+
   /// Takes out `count` elements from `index` on.
   void Remove(std::size_t index, std::size_t count = 1) noexcept {
     if (count == 0) return;
     std::memmove(static_cast<void*>(items_ + index), items_ + index + count, (size_ - index - count) * sizeof(T));
     size_ -= count;
+  }
+
+  void Swap(List& other) noexcept {
+    std::swap(items_, other.items_);
+    std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
   }
 
   void Clear() noexcept { size_ = 0; }

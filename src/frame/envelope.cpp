@@ -1,7 +1,10 @@
 #include "frame/envelope.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
+#include <mutex>
 
 namespace korva {
 namespace {
@@ -22,37 +25,70 @@ std::int64_t TimeLeft(std::int64_t time, std::int64_t end) noexcept {
 
 }  // namespace
 
-void Envelope::RemoveOverlap(std::int64_t start, std::int64_t end) {
-  std::size_t kept = 0;
-  std::size_t at = 0;
-  for (; at < segments_.size(); ++at) {
-    const MP_ENVELOPE_SEGMENT& old = segments_[at].course;
-    if (old.rtEnd <= start) {
-      if (kept != at) segments_[kept] = segments_[at];
-      ++kept;
-    } else if (old.rtStart >= end) {
-      break;
-    }
+std::size_t Envelope::MarkOverlap(std::size_t from, std::int64_t start, std::int64_t end) noexcept {
+  for (; from < segments_.size(); ++from) {
+    EnvelopeSegment& old = segments_[from];
+    if (old.successor == EnvelopeSegment::kGone || old.course.rtEnd <= start) continue;
+    if (old.course.rtStart >= end) break;
+    old.successor = EnvelopeSegment::kGone;
   }
-  segments_.Remove(kept, at - kept);
+  return from;
 }
 
-HRESULT Envelope::Add(const MP_ENVELOPE_SEGMENT* segments, std::uint32_t count) {
-  if (!segments_.Reserve(segments_.size() + count)) return E_OUTOFMEMORY;
-  for (std::uint32_t i = 0; i < count; ++i) RemoveOverlap(segments[i].rtStart, segments[i].rtEnd);
-  // New segments find their place among the old ones only, so they must come sorted by start.
-  const std::size_t old = segments_.size();
-  std::size_t at = 0;
+bool Envelope::Merge(const MP_ENVELOPE_SEGMENT* segments, std::uint32_t count, List<EnvelopeSegment>& next) noexcept {
+  if (segments_.size() + count >= EnvelopeSegment::kGone || !next.Reserve(segments_.size() + count)) return false;
+  for (EnvelopeSegment& old : segments_) old.successor = 0;
+  // A later segment passes over what an earlier one passed over or took out. One that comes out of order looks from the
+  // first again.
+  std::size_t from = 0;
   for (std::uint32_t i = 0; i < count; ++i) {
-    while (at < old && segments_[at].course.rtStart < segments[i].rtStart) ++at;
-    if (!segments_.Insert(at, EnvelopeSegment{segments[i], 0})) return E_OUTOFMEMORY;
-    ++at;
+    if (i != 0 && segments[i].rtStart < segments[i - 1].rtStart) from = 0;
+    from = MarkOverlap(from, segments[i].rtStart, segments[i].rtEnd);
   }
+  const auto kept =
+      static_cast<std::size_t>(std::count_if(segments_.begin(), segments_.end(), [](const EnvelopeSegment& old) {
+        return old.successor != EnvelopeSegment::kGone;
+      }));
+  // A place is looked for no further than the list went before, though it grows: a late segment can come to stand
+  // before old ones that it should follow.
+  std::uint32_t added = 0;
+  for (EnvelopeSegment& old : segments_) {
+    if (old.successor == EnvelopeSegment::kGone) continue;
+    while (added < count && !(next.size() < kept && old.course.rtStart < segments[added].rtStart)) {
+      next.Append({segments[added++], 0, 0});
+    }
+    old.successor = static_cast<std::uint32_t>(next.size());
+    next.Append({old.course, std::atomic_ref(old.entered).load(std::memory_order_relaxed), 0});
+  }
+  while (added < count) next.Append({segments[added++], 0, 0});
+  return true;
+}
+
+HRESULT Envelope::Add(const MP_ENVELOPE_SEGMENT* segments, std::uint32_t count, platform::Lock& lock) {
+  {
+    const std::lock_guard guard(lock);
+    enteredFrom_ = enteredTo_ = 0;
+  }
+  List<EnvelopeSegment> next;
+  if (!Merge(segments, count, next)) return E_OUTOFMEMORY;
+  const std::lock_guard guard(lock);
+  // Time went on meanwhile: as a rule over none or one that it had not met before.
+  for (std::size_t i = enteredFrom_; i < enteredTo_; ++i) {
+    const EnvelopeSegment& old = segments_[i];
+    if (old.successor != EnvelopeSegment::kGone) next[old.successor].entered = old.entered;
+  }
+  segments_.Swap(next);
   return S_OK;
 }
 
-void Envelope::Flush(std::int64_t start, std::int64_t end) {
-  RemoveOverlap(start, end);
+void Envelope::Flush(std::int64_t start, std::int64_t end) noexcept {
+  for (EnvelopeSegment& old : segments_) old.successor = 0;
+  MarkOverlap(0, start, end);
+  std::size_t kept = 0;
+  for (const EnvelopeSegment& old : segments_) {
+    if (old.successor != EnvelopeSegment::kGone) segments_[kept++] = old;
+  }
+  segments_.Remove(kept, segments_.size() - kept);
 }
 
 bool Envelope::ComeToRest() noexcept {
@@ -86,6 +122,11 @@ std::int64_t Envelope::Find(std::int64_t time, bool& ranOff) {
   return -1;
 }
 
+void Envelope::NoteEntered(std::size_t index) noexcept {
+  enteredFrom_ = enteredTo_ == 0 ? index : std::min(enteredFrom_, index);
+  enteredTo_ = std::max(enteredTo_, index + 1);
+}
+
 std::uint32_t Envelope::Evaluate(std::int64_t time, double scale, ValueRange range, std::int64_t& until) {
   if (captured) return 0;
   if (segments_.empty()) return ComeToRest() ? std::uint32_t{kChanged} : 0U;
@@ -97,6 +138,7 @@ std::uint32_t Envelope::Evaluate(std::int64_t time, double scale, ValueRange ran
     EnvelopeSegment& segment = segments_[static_cast<std::size_t>(found)];
     inSegment = true;
     until = TimeLeft(time, segment.course.rtEnd);
+    if (segment.entered == 0) NoteEntered(static_cast<std::size_t>(found));
     result = EvaluateSegment(segment, time, scale, range) ? kInside | kChanged : kInside;
   } else if (ranOff) {
     slope_ = 0;
@@ -145,7 +187,7 @@ bool Envelope::EvaluateSegment(EnvelopeSegment& segment, std::int64_t time, doub
     value = narrowed > range.maximum ? range.maximum : narrowed < range.minimum ? range.minimum : narrowed;
   }
   const bool moved = time == course.rtStart || segment.entered == 0 || slope_ != 0 || curvature_ != 0;
-  segment.entered = 1;
+  std::atomic_ref(segment.entered).store(1, std::memory_order_relaxed);
   return moved;
 }
 

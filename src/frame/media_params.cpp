@@ -120,12 +120,13 @@ HRESULT CQvPlugInParams::SetParam(DWORD index, MP_DATA value) {
 HRESULT CQvPlugInParams::AddEnvelope(DWORD index, DWORD count, MP_ENVELOPE_SEGMENT* segments) {
   if (segments == nullptr) return E_POINTER;
   if (!HasRow(index) || count == 0) return E_INVALIDARG;
-  const std::lock_guard guard(paramLock_);
-  return envelopes_[index].Add(segments, count);
+  const std::lock_guard edit(editLock_);
+  return envelopes_[index].Add(segments, count, paramLock_);
 }
 
 HRESULT CQvPlugInParams::FlushEnvelope(DWORD index, REFERENCE_TIME start, REFERENCE_TIME end) {
   if (index != kAllParams && !HasRow(index)) return E_INVALIDARG;
+  const std::lock_guard edit(editLock_);
   const std::lock_guard guard(paramLock_);
   for (std::size_t row = 0; row < rows_.size(); ++row) {
     if (index == kAllParams || index == row) envelopes_[row].Flush(start, end);

@@ -16,9 +16,10 @@ namespace korva {
 /// The parameter store of the effects that a host can automate: the values, each as a 32-bit float in display units,
 /// with their envelopes, and the published media-parameter interfaces.
 ///
-/// `paramLock` guards one value at a time, and the whole of `NextChunk`. The host's callback is always called after the
-/// lock is left, so it may call back. Any thread may call anything but `SetUICallback`, which must not run while the
-/// callback it replaces is in use.
+/// `paramLock` guards one value at a time, and the whole of `NextChunk`; new segments are merged outside of it, one
+/// edit at a time under `editLock`, which is taken first and never by the audio thread. The host's callback is always
+/// called after the lock is left, so it may call back. Any thread may call anything but `SetUICallback`, which must not
+/// run while the callback it replaces is in use.
 class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMediaParamsSetUICallback {
  public:
   static constexpr std::size_t kMostRows = 16;
@@ -93,7 +94,7 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   void TellEnd(std::size_t row);
 
   std::span<const ParamDescriptor> rows_;
-  platform::Lock paramLock_;
+  platform::Lock editLock_, paramLock_;
   std::array<Envelope, kMostRows> envelopes_;
   std::atomic<std::uint32_t> writes_{0};
   GUID timeFormat_;

@@ -2,9 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <random>
+#include <set>
+#include <thread>
 
 #include "frame_rig.h"
 
@@ -18,6 +25,8 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr ValueRange kRange{-100, 100};
 constexpr std::uint32_t kInside = Envelope::kInside, kChanged = Envelope::kChanged;
+
+platform::Lock lock;
 
 MP_CURVE_TYPE Curve(int value) {
   return static_cast<MP_CURVE_TYPE>(value);
@@ -34,7 +43,7 @@ struct Point {
 void Follow(const char* what, const std::vector<MP_ENVELOPE_SEGMENT>& segments, const std::vector<Point>& points) {
   Envelope envelope;
   envelope.value = 77;
-  ASSERT_EQ(envelope.Add(segments.data(), static_cast<std::uint32_t>(segments.size())), S_OK);
+  ASSERT_EQ(envelope.Add(segments.data(), static_cast<std::uint32_t>(segments.size()), lock), S_OK);
   for (const Point& point : points) {
     std::int64_t until = 0;
     EXPECT_EQ(envelope.Evaluate(point.time, 1.0, kRange, until), point.result) << what << " at " << point.time;
@@ -99,46 +108,97 @@ TEST(Envelope, SegmentsThatMeanNothingChangeNothingAndEndNowhere) {
   for (const auto& row : rows) Follow(row.what, row.segments, row.points);
 }
 
-TEST(Envelope, NewSegmentsDriveOutWhatTheyOverlapWhole) {
-  const struct {
-    const char* what;
-    MP_ENVELOPE_SEGMENT added;
-    std::vector<std::pair<std::int64_t, float>> points;  // 77 where nothing stands
-  } rows[] = {
-      // On 10..20 = 1, 20..30 = 2, 40..50 = 3.
-      {"beside them", Segment(30, 40, 9, 9, MP_CURVE_JUMP), {{15, 1}, {25, 2}, {35, 9}, {45, 3}}},
-      {"into one", Segment(29, 31, 9, 9, MP_CURVE_JUMP), {{15, 1}, {25, 77}, {30, 9}, {45, 3}}},
-      {"across two", Segment(19, 21, 9, 9, MP_CURVE_JUMP), {{11, 77}, {20, 9}, {29, 77}, {45, 3}}},
-      {"over all", Segment(0, 99, 9, 9, MP_CURVE_JUMP), {{5, 9}, {15, 9}, {98, 9}}},
-      {"before all", Segment(0, 10, 9, 9, MP_CURVE_JUMP), {{5, 9}, {15, 1}, {25, 2}, {45, 3}}},
-  };
-  for (const auto& row : rows) {
-    for (const auto& [time, expected] : row.points) {
-      Envelope envelope;
-      const MP_ENVELOPE_SEGMENT old[] = {Segment(10, 20, 1, 1, MP_CURVE_JUMP), Segment(20, 30, 2, 2, MP_CURVE_JUMP),
-                                         Segment(40, 50, 3, 3, MP_CURVE_JUMP)};
-      ASSERT_EQ(envelope.Add(old, 3), S_OK);
-      ASSERT_EQ(envelope.Add(&row.added, 1), S_OK);
-      envelope.value = 77;
-      std::int64_t until = 0;
-      envelope.Evaluate(time, 1.0, kRange, until);
-      EXPECT_EQ(envelope.value, expected) << row.what << " at " << time;
+/// What `AddEnvelope` promises, told one segment after the other on a plain list.
+struct PlainList {
+  std::vector<MP_ENVELOPE_SEGMENT> items;
+
+  void TakeOut(std::int64_t start, std::int64_t end) {
+    for (std::size_t i = 0; i < items.size();) {
+      if (items[i].rtEnd <= start) {
+        ++i;
+      } else if (items[i].rtStart >= end) {
+        break;
+      } else {
+        items.erase(items.begin() + static_cast<std::ptrdiff_t>(i));
+      }
     }
   }
-  Envelope envelope;
-  const MP_ENVELOPE_SEGMENT old[] = {Segment(10, 20, 1, 1), Segment(20, 30, 2, 2)};
-  ASSERT_EQ(envelope.Add(old, 2), S_OK);
-  envelope.Flush(29, 30);
-  envelope.Flush(20, 20);
-  EXPECT_FALSE(envelope.empty());
-  envelope.Flush(12, 13);
-  EXPECT_TRUE(envelope.empty());
+  void Add(const std::vector<MP_ENVELOPE_SEGMENT>& added) {
+    for (const auto& segment : added) TakeOut(segment.rtStart, segment.rtEnd);
+    const std::size_t old = items.size();
+    std::size_t at = 0;
+    for (const auto& segment : added) {
+      while (at < old && items[at].rtStart < segment.rtStart) ++at;
+      items.insert(items.begin() + static_cast<std::ptrdiff_t>(at++), segment);
+    }
+  }
+};
+
+TEST(Envelope, AnyEditsLeaveWhatAPlainListHolds) {
+  const char* const given = std::getenv("KORVA_SEED");
+  const unsigned seed = given != nullptr ? static_cast<unsigned>(std::stoul(given)) : std::random_device()();
+  SCOPED_TRACE("KORVA_SEED=" + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto any = [&random](int most) { return static_cast<int>(random() % static_cast<unsigned>(most + 1)); };
+  float name = 0;
+  for (int round = 0; round < 300 && !testing::Test::HasFailure(); ++round) {
+    Envelope envelope;
+    PlainList plain;
+    std::set<float> entered;
+    // In order or not, apart, touching or one over the other, of no length and of less.
+    const int disorder = any(3), least = any(2) - 1, reach = 10 + any(200);
+    for (int edit = 0; edit < 12; ++edit) {
+      std::vector<MP_ENVELOPE_SEGMENT> added;
+      for (int i = any(12); i >= 0; --i) {
+        const int start = any(reach);
+        added.push_back(Segment(start, start + std::max(any(12), least) - any(disorder), ++name, 0, MP_CURVE_JUMP));
+      }
+      const auto before = [](const auto& a, const auto& b) { return a.rtStart < b.rtStart; };
+      if (disorder != 3) std::stable_sort(added.begin(), added.end(), before);
+      const std::int64_t start = any(reach);
+      if (any(3) == 0) {
+        envelope.Flush(start, start + 9);
+        plain.TakeOut(start, start + 9);
+      }
+      ASSERT_EQ(envelope.Add(added.data(), static_cast<std::uint32_t>(added.size()), lock), S_OK);
+      plain.Add(added);
+      ASSERT_EQ(envelope.segments().size(), plain.items.size());
+      for (std::size_t i = 0; i < plain.items.size(); ++i) {
+        const EnvelopeSegment& held = envelope.segments()[i];
+        ASSERT_EQ(std::memcmp(&held.course, &plain.items[i], sizeof held.course), 0) << i;
+        ASSERT_EQ(held.entered, entered.count(held.course.valStart)) << i;
+      }
+      std::int64_t until = 0;
+      envelope.Evaluate(any(reach), 1.0, {0, 1e9F}, until);
+      if (envelope.inSegment) entered.insert(envelope.value);
+    }
+  }
+}
+
+TEST(Envelope, AddingManyIsOneMergeBesideTheAudioThread) {
+  std::vector<MP_ENVELOPE_SEGMENT> segments;
+  for (int i = 0; i < 50000; ++i) segments.push_back(Segment(i * 200, i * 200 + 200, 1, 2, MP_CURVE_JUMP));
+  BareStore store;
+  store.StartTime(48000);
+  std::atomic<bool> done = false;
+  std::thread audio([&] {
+    for (std::int64_t time = 0; !done; time = (time + 100) % 10'000'000) {
+      store.SetHostTime(time);
+      store.NextChunk(1, nullptr, 1.0);
+    }
+  });
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(store.AddEnvelope(kChorusModDepth, 50000, segments.data()), S_OK);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  done = true;
+  audio.join();
+  EXPECT_LT(taken.count(), 2.0) << "milliseconds as a rule; seconds for each of new times old";
 }
 
 TEST(Envelope, TheHandOverridesItAndItsReleaseIsTold) {
   Envelope envelope;
   const auto segment = Segment(0, 100, 5, 5, MP_CURVE_JUMP);
-  ASSERT_EQ(envelope.Add(&segment, 1), S_OK);
+  ASSERT_EQ(envelope.Add(&segment, 1, lock), S_OK);
   std::int64_t until = 0;
   envelope.value = 77;
   envelope.captured = true;
@@ -155,7 +215,7 @@ TEST(Envelope, TheHandOverridesItAndItsReleaseIsTold) {
   EXPECT_EQ(envelope.Evaluate(501, 1.0, kRange, until), 0U);
   // Segments that vanish under a ramp are told once.
   const auto ramp = Segment(0, 100, 5, 6);
-  ASSERT_EQ(envelope.Add(&ramp, 1), S_OK);
+  ASSERT_EQ(envelope.Add(&ramp, 1, lock), S_OK);
   EXPECT_EQ(envelope.Evaluate(50, 1.0, kRange, until), kInside | kChanged);
   envelope.Flush(0, 100);
   EXPECT_EQ(envelope.Evaluate(51, 1.0, kRange, until), kChanged);
@@ -169,7 +229,7 @@ TEST(Envelope, TimeMayJumpAnywhereAmongTenThousandSegments) {
   for (int i = 0; i < 10000; ++i) {
     segments.push_back(Segment(i * 100, i * 100 + 50, static_cast<float>(i % 90), 0, MP_CURVE_JUMP));
   }
-  ASSERT_EQ(envelope.Add(segments.data(), 10000), S_OK);
+  ASSERT_EQ(envelope.Add(segments.data(), 10000, lock), S_OK);
   std::mt19937 random(4);
   std::int64_t until = 0;
   for (int i = 0; i < 2000; ++i) {
