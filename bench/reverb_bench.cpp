@@ -7,10 +7,6 @@
 #include "reverb/reverb_engine.h"
 #include "reverb/reverb_params.h"
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
 namespace korva::bench {
 namespace {
 
@@ -81,14 +77,12 @@ void ReverbSilence(benchmark::State& state, SampleFormat format, bool vector, bo
   state.counters["ns_per_frame"] = worst;
 }
 
-#ifdef _OPENMP
-// By the clock on the wall: what the caller waits, with the runtime's own team or all alone.
-void ReverbTeam(benchmark::State& state, std::uint16_t channels, std::uint32_t frames, bool team) {
-  const int usual = omp_get_max_threads();
-  if (!team) omp_set_num_threads(1);
+// By the clock on the wall: what the caller waits, with a thread for each processor or all alone.
+void ReverbShared(benchmark::State& state, std::uint16_t channels, std::uint32_t frames, bool team) {
   const FormatRecord record = MakeFormat(SampleFormat::kFloat32, channels, kRate);
   Source source;
   ReverbEngine engine(source);
+  if (!team) engine.UseThreads(1);
   engine.SetFormat(record);
   engine.ReverbReset();
   const auto input = NoiseBuffer(record, frames);
@@ -101,20 +95,20 @@ void ReverbTeam(benchmark::State& state, std::uint16_t channels, std::uint32_t f
   }
   const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
   state.counters["ns_per_frame"] = taken.count() / (static_cast<double>(state.iterations()) * frames);
-  omp_set_num_threads(usual);
 }
 
-// An empty loop: forking and joining alone.
-void Fork(benchmark::State& state) {
+// Work that is none: sharing out and joining alone.
+void Share(benchmark::State& state) {
+  ReverbTeam team;
+  team.Start(platform::ProcessorCount());
   const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
-#pragma omp parallel for schedule(static)
-    for (int c = 0; c < 6; ++c) benchmark::DoNotOptimize(c);
+    team.Run(
+        6, [](void*, std::size_t first, std::size_t) { benchmark::DoNotOptimize(first); }, nullptr);
   }
   const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
-  state.counters["ns_per_fork"] = taken.count() / static_cast<double>(state.iterations());
+  state.counters["ns_per_share"] = taken.count() / static_cast<double>(state.iterations());
 }
-#endif
 
 const bool registered = [] {
   for (const SampleFormat format : kFormats) {
@@ -138,16 +132,14 @@ const bool registered = [] {
                                  format, true, false)
         ->Iterations(1);
   }
-#ifdef _OPENMP
   for (const std::uint16_t channels : {std::uint16_t{3}, std::uint16_t{6}}) {
     for (const std::uint32_t frames : {64U, 256U, 1024U, 4096U}) {
       const std::string name = std::to_string(channels) + "/" + std::to_string(frames);
-      benchmark::RegisterBenchmark(("reverb-alone/f32/" + name).c_str(), ReverbTeam, channels, frames, false);
-      benchmark::RegisterBenchmark(("reverb-team/f32/" + name).c_str(), ReverbTeam, channels, frames, true);
+      benchmark::RegisterBenchmark(("reverb-alone/f32/" + name).c_str(), ReverbShared, channels, frames, false);
+      benchmark::RegisterBenchmark(("reverb-team/f32/" + name).c_str(), ReverbShared, channels, frames, true);
     }
   }
-  benchmark::RegisterBenchmark("reverb-fork", Fork);
-#endif
+  benchmark::RegisterBenchmark("reverb-share", Share);
   return true;
 }();
 

@@ -1,4 +1,4 @@
-# Cross build for 64-bit Windows: the posix variant links threads and OpenMP statically.
+# Cross build for 64-bit Windows: the posix variant links threads statically.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)

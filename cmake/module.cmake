@@ -13,11 +13,6 @@ target_compile_definitions(korva_resources PRIVATE KORVA_MAJOR=${PROJECT_VERSION
                                                    KORVA_MINOR=${PROJECT_VERSION_MINOR}
                                                    KORVA_PATCH=${PROJECT_VERSION_PATCH})
 
-# What was found names the import library of a DLL; the compiler's own flag takes the archive with -static.
-if(TARGET OpenMP::OpenMP_CXX)
-  set_target_properties(OpenMP::OpenMP_CXX PROPERTIES INTERFACE_LINK_LIBRARIES -fopenmp)
-endif()
-
 korva_room(module chorus reverb delay pitchtime)
 
 add_library(korvafx SHARED ${CMAKE_SOURCE_DIR}/src/module/korvafx.def $<TARGET_OBJECTS:korva_resources>)

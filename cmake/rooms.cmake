@@ -28,18 +28,3 @@ function(korva_room name)
     target_link_libraries(korva_${name} ${scope} korva_${below})
   endforeach()
 endfunction()
-
-# OpenMP for one room. Its runtime is not instrumented, so the thread sanitizer would report it: there the loops run in
-# the calling thread.
-function(korva_link_openmp name)
-  get_target_property(type korva_${name} TYPE)
-  if(NOT type STREQUAL "STATIC_LIBRARY")
-    return()
-  endif()
-  if(KORVA_SANITIZE MATCHES "thread")
-    target_compile_options(korva_${name} PRIVATE -Wno-unknown-pragmas)
-  else()
-    find_package(OpenMP REQUIRED)
-    target_link_libraries(korva_${name} PUBLIC OpenMP::OpenMP_CXX)
-  endif()
-endfunction()

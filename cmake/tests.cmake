@@ -23,7 +23,7 @@ function(korva_tests folder)
     target_link_libraries(test_${folder} PRIVATE korva_${room})
   endforeach()
   add_test(NAME ${folder} COMMAND test_${folder} --gtest_brief=1)
-  set_tests_properties(${folder} PROPERTIES TIMEOUT 600 ENVIRONMENT OMP_WAIT_POLICY=passive)
+  set_tests_properties(${folder} PROPERTIES TIMEOUT 600)
 endfunction()
 
 korva_tests(platform platform)

@@ -44,8 +44,4 @@ std::uint32_t ThreadLocale() noexcept;
 // The locale id for a name as in LANG, "de_AT.UTF-8", of the languages that there are texts for; 1033 for any other.
 std::uint32_t LocaleFromName(std::string_view name) noexcept;
 
-// Keeps the module that holds this code loaded until the process ends, for threads that may yet run in it. A program
-// that is no module is there anyway.
-void KeepModuleLoaded() noexcept;
-
 }  // namespace korva::platform

@@ -38,6 +38,4 @@ std::uint32_t ThreadLocale() noexcept {
   return LocaleFromName({});
 }
 
-void KeepModuleLoaded() noexcept {}
-
 }  // namespace korva::platform

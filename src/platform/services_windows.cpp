@@ -37,10 +37,4 @@ std::uint32_t ThreadLocale() noexcept {
   return ::GetThreadLocale();
 }
 
-void KeepModuleLoaded() noexcept {
-  HMODULE module = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<LPCWSTR>(&KeepModuleLoaded), &module);
-}
-
 }  // namespace korva::platform

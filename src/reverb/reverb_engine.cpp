@@ -11,8 +11,7 @@
 namespace korva {
 namespace {
 
-// Samples below which a buffer is sooner done by the calling thread than shared out. An "if" on the loop would not do:
-// the runtime sets up a team of one all the same, with system calls for every buffer.
+// Samples below which a buffer is sooner done by the calling thread than shared out.
 constexpr std::size_t kTeamWorth = 4096;
 
 /// Has the processor flush small numbers while it lives. The block that turns this on for good never comes by the
@@ -39,7 +38,9 @@ void TakeFrames(std::uint32_t& frames, std::int32_t& left) noexcept {
 }  // namespace
 
 ReverbEngine::ReverbEngine(ParamSource<ReverbParams>& source) noexcept
-    : source_(source), useVectorKernel_(QvGetCPUSupport(kCpuVectorMask) & kCpuSse2) {}
+    : source_(source),
+      useVectorKernel_(QvGetCPUSupport(kCpuVectorMask) & kCpuSse2),
+      threads_(platform::ProcessorCount()) {}
 
 ReverbEngine::~ReverbEngine() {
   ReverbRelease();
@@ -59,6 +60,7 @@ void ReverbEngine::SetFormat(const FormatRecord& format) noexcept {
 std::int32_t ReverbEngine::ReverbReset() noexcept {
   streaming_ = true;
   MarkLinesStale(true);
+  team_.Start(SharesChannels() ? std::min(threads_, channels_) : 1);
   ReverbParams params{};
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);
@@ -71,13 +73,7 @@ void ReverbEngine::ReverbRelease() noexcept {
   FreeRings();
   streaming_ = false;
   engineReady_ = false;
-  if (!teamOwner_) return;
-  if (*teamOwner_ == std::this_thread::get_id()) {
-    EndTeam();
-  } else {
-    AbandonTeam();
-  }
-  teamOwner_.reset();
+  team_.Stop();
 }
 
 std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames,
@@ -130,10 +126,8 @@ std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, s
 
 template <class Format>
 void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) noexcept {
-  constexpr bool kFloat = Format::kFormat == SampleFormat::kFloat32 || Format::kFormat == SampleFormat::kFloat64;
   if (channels_ == 2) return RunStereo<Format>(samples, frames);
-  // Mono would be a team with one busy worker: the same samples, and no fork to pay for.
-  if (kFloat && channels_ > 1 && !reserve_ && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
+  if (team_.size() > 1 && !reserve_ && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
   while (frames != 0) {
     const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
     for (std::size_t c = 0; c < channels_; ++c) RunChannel<Format>(c, samples + c, run);
@@ -171,20 +165,28 @@ void ReverbEngine::RunChannel(std::size_t channel, typename Format::Sample* samp
   }
 }
 
+// Whole-number streams are not shared out. Nor is mono: it would be a team with one busy worker.
+bool ReverbEngine::SharesChannels() const noexcept {
+  return channels_ > 2 && (format_ == SampleFormat::kFloat32 || format_ == SampleFormat::kFloat64);
+}
+
 template <class Format>
 void ReverbEngine::RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept {
-  const std::thread::id here = std::this_thread::get_id();
-  if (teamOwner_ && *teamOwner_ != here) AbandonTeam();  // the stream moved to another thread
-  teamOwner_ = here;
-  const int channels = static_cast<int>(channels_);
-  // Each call has its own frame counter, so the samples are those of one worker whatever the size of the team.
-#ifdef _OPENMP
-#pragma omp parallel for schedule(static)
-#endif
-  for (int c = 0; c < channels; ++c) {
-    const auto channel = static_cast<std::size_t>(c);
-    RunChannel<Format>(channel, samples + channel, frames);
-  }
+  struct Job {
+    ReverbEngine* engine;
+    typename Format::Sample* samples;
+    std::uint32_t frames;
+  } job{this, samples, frames};
+  // Each channel has its own frame counter, so the samples are those of one thread whatever the size of the team.
+  team_.Run(
+      channels_,
+      [](void* context, std::size_t first, std::size_t last) {
+        const Job& shared = *static_cast<const Job*>(context);
+        for (std::size_t c = first; c < last; ++c) {
+          shared.engine->template RunChannel<Format>(c, shared.samples + c, shared.frames);
+        }
+      },
+      &job);
 }
 
 }  // namespace korva

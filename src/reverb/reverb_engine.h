@@ -4,13 +4,13 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
-#include <thread>
 
 #include "audio/format_record.h"
 #include "audio/param_source.h"
 #include "audio/process_mode.h"
 #include "reverb/reverb_block.h"
 #include "reverb/reverb_network.h"
+#include "reverb/reverb_team.h"
 
 namespace korva {
 
@@ -23,7 +23,7 @@ namespace korva {
 ///
 /// Latency: none on the dry path. Tail: whole seconds of the decay time.
 /// Threads: `MarkLinesStale` from any, everything else from one at a time. `ReverbProcess` on float streams of three
-/// and more channels forks an OpenMP team over the channels; samples do not depend on its size.
+/// and more channels shares them out among a team that lives from reset to release; samples do not depend on its size.
 class ReverbEngine {
  public:
   /// `source` gives the parameters whenever the engine refreshes itself; it must outlive the engine.
@@ -54,7 +54,7 @@ class ReverbEngine {
   /// engine holds memory. 0, or out of memory with no ring held.
   std::int32_t ReverbReset() noexcept;
 
-  /// Frees all rings. Ends the OpenMP team too, if the calling thread forked it; see `EndTeam`.
+  /// Frees all rings, and joins the team.
   void ReverbRelease() noexcept;
 
   /// Brings the network in line with `params`. Rebuilds it, with new rings, when the lines are stale or the engine is
@@ -79,6 +79,10 @@ class ReverbEngine {
   bool engineReady() const noexcept { return engineReady_; }
   bool bypass() const noexcept { return bypass_; }
 
+  /// How many threads a float stream of three and more channels asks for from its next start on, the calling one
+  /// counted. The processors decide at construction; tests overrule it.
+  void UseThreads(std::size_t count) noexcept { threads_ = count; }
+
   /// Which of the two stereo kernels runs. The processor decides at construction; tests overrule it.
   void UseVectorKernel(bool use) noexcept { useVectorKernel_ = use; }
   bool usesVectorKernel() const noexcept { return useVectorKernel_; }
@@ -100,6 +104,7 @@ class ReverbEngine {
   void RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept;
   template <class Format>
   void RunChannel(std::size_t channel, typename Format::Sample* samples, std::uint32_t frames) noexcept;
+  bool SharesChannels() const noexcept;
   template <class Format>
   void RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept;
 
@@ -109,6 +114,7 @@ class ReverbEngine {
   bool engineReady_ = false;
   bool tailOnlyDone_ = false;
   bool useVectorKernel_;
+  std::size_t threads_;
   bool streaming_ = false;
   bool ringsFit_ = false;  // rings are there, and made for the format
   bool bypass_ = false;
@@ -118,7 +124,7 @@ class ReverbEngine {
   std::size_t channels_ = 0;
   std::optional<SampleFormat> format_;
   std::int32_t tailLength_ = 0, tailLeft_ = 0, tailOnlyLeft_ = 0;  // frames
-  std::optional<std::thread::id> teamOwner_;
+  ReverbTeam team_;
   ReverbMix mix_;
   // Inline, so that the hot path follows no pointer but those of the rings.
   std::array<ReverbChannel, kMaxChannels> network_;

@@ -2,22 +2,22 @@
 
 #include <malloc.h>
 
-#include <cstddef>
+#include <algorithm>
+#include <cstdint>
 
 #include "platform/platform.h"
 
 namespace korva {
 
-/// What the process holds: open handles, and bytes in use on its two heaps, the system's and the C library's.
+/// What the process holds: how far its table of handles reaches, and bytes in use on its two heaps, the system's and the
+/// C library's.
 struct Usage {
   long handles = 0;
   long long bytes = 0;
 
   static Usage Now() {
     Usage usage;
-    DWORD handles = 0;
-    ::GetProcessHandleCount(::GetCurrentProcess(), &handles);
-    usage.handles = static_cast<long>(handles);
+    usage.handles = HighestHandle();
     const auto library = reinterpret_cast<HANDLE>(::_get_heap_handle());
     usage.bytes = BytesOf(::GetProcessHeap());
     if (library != ::GetProcessHeap()) usage.bytes += BytesOf(library);
@@ -28,6 +28,18 @@ struct Usage {
   }
 
  private:
+  /// The system's own count is not to be had everywhere. Fresh handles fill the gaps first, so the highest of many tells
+  /// how many are open.
+  static long HighestHandle() {
+    HANDLE fresh[300] = {};
+    std::uintptr_t highest = 0;
+    for (HANDLE& handle : fresh) {
+      handle = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+      highest = std::max(highest, reinterpret_cast<std::uintptr_t>(handle));
+    }
+    for (const HANDLE handle : fresh) ::CloseHandle(handle);
+    return static_cast<long>(highest / 4);
+  }
   static long long BytesOf(HANDLE heap) {
     long long bytes = 0;
     PROCESS_HEAP_ENTRY entry{};
