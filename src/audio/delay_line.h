@@ -41,6 +41,13 @@ class DelayLine {
     return true;
   }
 
+  /// The same within what the stream has left.
+  [[nodiscard]] bool Allocate(std::size_t count, StreamBudget& budget) noexcept {
+    if (budget.Take(count, sizeof(double))) return Allocate(count);
+    Release();
+    return false;
+  }
+
   /// Gives the line up; a reserve stays.
   void Release() noexcept {
     size_ = 0;

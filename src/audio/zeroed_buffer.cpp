@@ -6,8 +6,6 @@
 namespace korva {
 namespace {
 
-constexpr std::size_t kLargestRequest = std::size_t{256} << 20;
-
 // Not one for each thread: what a library keeps for a thread that outlives it is never freed.
 std::atomic<int> allocationsLeft{-1};
 
@@ -21,7 +19,7 @@ void* AllocateZeroed(std::size_t count, std::size_t size) noexcept {
   const int left = allocationsLeft.load(std::memory_order_relaxed);
   if (left == 0) return nullptr;
   if (left > 0) allocationsLeft.store(left - 1, std::memory_order_relaxed);
-  if (count > kLargestRequest / size) return nullptr;
+  if (count > kMostBufferBytes / size) return nullptr;
   return std::calloc(count, size);
 }
 

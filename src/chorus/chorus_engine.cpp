@@ -26,8 +26,10 @@ std::int32_t ChorusEngine::Start(const FormatRecord& format) noexcept {
   format_ = SampleFormatOf(format);
   lineFrames_ = Truncate<std::int32_t>(std::ceil(2.0 * rate_ / 10.0 + 100.0));
   wild_ = false;
+  StreamBudget budget;
   for (Voice& voice : voices_) {
-    if (!voice.line.Allocate((static_cast<std::size_t>(lineFrames_) + 1) * format.channels)) return kEngineOutOfMemory;
+    const std::size_t entries = (static_cast<std::size_t>(lineFrames_) + 1) * format.channels;
+    if (!voice.line.Allocate(entries, budget)) return kEngineOutOfMemory;
     voice.writePos = 0;
     voice.memory.fill(0.0);
     voice.phase = 0;

@@ -107,7 +107,7 @@ constexpr RecordForm kForms[] = {
 
 }  // namespace
 
-constexpr EffectDescription kChorusEffect = {
+constexpr EffectDescription kChorusEffect = Checked({
     .name = "chorus",
     .summary = "up to three modulated delay voices in series: chorus, flanging, vibrato, short echo",
     .className = KORVA_WTEXT("Chorus"),
@@ -115,11 +115,11 @@ constexpr EffectDescription kChorusEffect = {
     .filterClass = {0x28d9f1e0, 0x6ecc, 0x11d0, {0xae, 0xbc, 0x00, 0xa0, 0xc9, 0x05, 0x39, 0x12}},
     .pageClass = {0x28d9f1e1, 0x6ecc, 0x11d0, {0xae, 0xbc, 0x00, 0xa0, 0xc9, 0x05, 0x39, 0x12}},
     .blockSize = sizeof(ChorusParams),
-    .rows = kRows,
+    .rows = AutomatedRows(kRows),
     .presets = PresetTable(kPresets),
     .forms = kForms,
     .recordStart = &kRecordStart,
     .noticeOnUnknownRecord = true,
-};
+});
 
 }  // namespace korva

@@ -44,6 +44,17 @@ class PresetTable {
   const void* (*block_)(const void*, std::int32_t) noexcept;
 };
 
+/// What the shared code has room for: rows in the store of automated parameters, bytes of any parameter block.
+inline constexpr std::size_t kMostAutomatedRows = 16;
+inline constexpr std::size_t kLargestBlock = 256;
+
+/// The rows of an effect with automation. A table that the store has no room for does not compile.
+template <std::size_t N>
+consteval std::span<const ParamDescriptor> AutomatedRows(const ParamDescriptor (&rows)[N]) {
+  static_assert(N <= kMostAutomatedRows);
+  return rows;
+}
+
 /// One form of a persistent record: 20 bytes of header (total size, identifier), then `bodySize` bytes of block.
 struct RecordForm {
   std::uint32_t size;                                     ///< total, header included, as the header says it
@@ -70,5 +81,19 @@ struct EffectDescription {
   /// Brings a block in line after one row was set by itself; null where the rows are independent.
   void (*afterSet)(std::size_t row, void* block) noexcept = nullptr;
 };
+
+/// `effect` as it is. One whose block or record forms the shared code has no room for, or whose rows lie outside of the
+/// block, does not compile.
+consteval EffectDescription Checked(EffectDescription effect) {
+  if (effect.blockSize > kLargestBlock || effect.forms.empty()) throw "no room for the block, or no form to write";
+  for (const RecordForm& form : effect.forms) {
+    if (form.bodySize > effect.blockSize) throw "a form is larger than the block";
+  }
+  for (const ParamDescriptor& row : effect.rows) {
+    const std::uint32_t width = row.storage == Storage::kDouble ? 8 : 4;
+    if (row.blockOffset > effect.blockSize - width) throw "a row lies outside of the block";
+  }
+  return effect;
+}
 
 }  // namespace korva

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <span>
 
+#include "frame/effect_description.h"
 #include "frame/envelope.h"
-#include "frame/param_descriptor.h"
 #include "platform/locks.h"
 #include "platform/media_params.h"
 
@@ -22,9 +22,7 @@ namespace korva {
 /// run while the callback it replaces is in use.
 class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMediaParamsSetUICallback {
  public:
-  static constexpr std::size_t kMostRows = 16;
-
-  /// Every value starts at its row's neutral value. `rows` outlives the object.
+  /// Every value starts at its row's neutral value. `rows` outlives the object; see `AutomatedRows`.
   explicit CQvPlugInParams(std::span<const ParamDescriptor> rows) noexcept;
   CQvPlugInParams(const CQvPlugInParams&) = delete;
   CQvPlugInParams& operator=(const CQvPlugInParams&) = delete;
@@ -95,7 +93,7 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
 
   std::span<const ParamDescriptor> rows_;
   platform::Lock editLock_, paramLock_;
-  std::array<Envelope, kMostRows> envelopes_;
+  std::array<Envelope, kMostAutomatedRows> envelopes_;
   std::atomic<std::uint32_t> writes_{0};
   GUID timeFormat_;
   MP_TIMEDATA timeData_ = 0;

@@ -9,9 +9,6 @@
 
 namespace korva {
 
-/// The largest parameter block of any effect, in bytes.
-inline constexpr std::size_t kLargestBlock = 256;
-
 /// A persistent record starts with this, little-endian, and the parameter block follows.
 #pragma pack(push, 1)
 struct RecordHeader {

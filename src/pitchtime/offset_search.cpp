@@ -102,7 +102,8 @@ bool IsZero(Real value) noexcept {
 }  // namespace
 
 template <class Real>
-bool OffsetSearch<Real>::Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels) noexcept {
+bool OffsetSearch<Real>::Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels,
+                                  StreamBudget& budget) noexcept {
   Release();
   if (searchLength <= 0) return true;
   const auto taps = (static_cast<std::size_t>(searchLength) - 1) / static_cast<std::size_t>(searchStep) + 1;
@@ -110,9 +111,9 @@ bool OffsetSearch<Real>::Allocate(std::int32_t searchLength, std::int32_t search
   const std::size_t coarseOffsets = RoundUp(taps, kCoarseOffsets);
   tailStride_ = taps;
   trialStride_ = RoundUp(taps, kLanes) + taps;
-  if (!tail_.Allocate(tailStride_ * channels) || !trial_.Allocate(trialStride_ * channels) ||
-      !coarseTail_.Allocate(coarseTaps) || !coarseTrial_.Allocate(coarseTaps + coarseOffsets) ||
-      !lowest_.Allocate(taps) || !highest_.Allocate(taps) || !mayAccept_.Allocate(taps)) {
+  if (!tail_.Allocate(tailStride_ * channels, budget) || !trial_.Allocate(trialStride_ * channels, budget) ||
+      !coarseTail_.Allocate(coarseTaps, budget) || !coarseTrial_.Allocate(coarseTaps + coarseOffsets, budget) ||
+      !lowest_.Allocate(taps, budget) || !highest_.Allocate(taps, budget) || !mayAccept_.Allocate(taps, budget)) {
     Release();
     return false;
   }

@@ -20,7 +20,8 @@ class OffsetSearch {
  public:
   /// Takes the memory for spans of `searchLength` frames searched in strides of `searchStep` (at least 1). False,
   /// and empty, if there is none.
-  [[nodiscard]] bool Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels) noexcept;
+  [[nodiscard]] bool Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels,
+                              StreamBudget& budget) noexcept;
   void Release() noexcept;
   /// As `ZeroedBuffer::KeepMemory`, for all that is held here.
   void KeepMemory(bool on) noexcept;

@@ -13,7 +13,7 @@ struct PitchsParams {
   std::int32_t preserveDuration;  ///< nonzero keeps the length
   std::int32_t mode;              ///< row of `StretchModeTable`
   std::int32_t padding0;          ///< carried as it is
-  double transposition;           ///< frequency ratio; what is not positive and finite acts as 1.0
+  double transposition;           ///< frequency ratio; acts as 0.001 at least, or 1.0 if not positive and finite
   std::int32_t antiAlias;         ///< nonzero filters before a pitch is raised
   std::int32_t padding1;          ///< carried as it is
   double initialSamples;          ///< length of the material for display, frames, 0 to 225306900

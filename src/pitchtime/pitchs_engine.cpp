@@ -13,6 +13,9 @@ namespace {
 // The filter's corner lies at 0.45 of the output's rate: below this ratio it would hardly cut anything.
 constexpr double kFilterFromRatio = 1.1;
 
+// Far below what any page gives. Less would make more frames of one than anybody waits for.
+constexpr double kLeastTransposition = 0.001;
+
 // The core moves on by at most a whole block.
 constexpr double kLeastKeptRatio = 0.5;
 
@@ -59,7 +62,8 @@ void PitchsEngine::Release() noexcept {
 }
 
 double PitchsEngine::RatioFor(double transposition) const noexcept {
-  const double factor = transposition > 0 && std::isfinite(transposition) ? transposition : 1.0;
+  const bool usable = transposition > 0 && std::isfinite(transposition);
+  const double factor = usable ? std::max(transposition, kLeastTransposition) : 1.0;
   const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(rate_ / factor), 1);
   const double ratio = rate_ / static_cast<double>(virtualRate);
   return preserveDuration_ && ratio < kLeastKeptRatio ? kLeastKeptRatio : ratio;

@@ -94,7 +94,7 @@ bool HoldRanges(PitchsParams& block) noexcept {
   return within;
 }
 
-constexpr EffectDescription kPitchsEffect = {
+constexpr EffectDescription kPitchsEffect = Checked({
     .name = "pitch-shift",
     .summary = "pitch up or down, with the length changed along with it or kept",
     .className = KORVA_WTEXT("Pitch Shift"),
@@ -108,6 +108,6 @@ constexpr EffectDescription kPitchsEffect = {
     .recordStart = &kRecordStart,
     .noticeOnUnknownRecord = false,
     .afterSet = &FollowSemitones,
-};
+});
 
 }  // namespace korva

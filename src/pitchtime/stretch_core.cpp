@@ -78,8 +78,10 @@ std::int32_t StretchCore<Real>::ConfigureStretch(const StretchMode& mode, std::u
   madeAtEnd_ = false;
 
   const std::size_t frames = static_cast<std::size_t>(blockLength_);
-  if (!inputBlock_.Allocate(frames * channels) || !overlapBlock_.Allocate(frames * channels) ||
-      !search_.Allocate(searchLength, searchStep, channels) || !crossfade_.Allocate(frames)) {
+  // What else an engine holds does not grow with the rate.
+  StreamBudget budget;
+  if (!inputBlock_.Allocate(frames * channels, budget) || !overlapBlock_.Allocate(frames * channels, budget) ||
+      !search_.Allocate(searchLength, searchStep, channels, budget) || !crossfade_.Allocate(frames, budget)) {
     Release();
     return kEngineOutOfMemory;
   }

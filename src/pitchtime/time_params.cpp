@@ -45,7 +45,8 @@ constexpr PresetRow<TimeParams> kPresets[] = {
 void FromTenths(void* block) noexcept {
   auto& params = *static_cast<TimeParams*>(block);
   params.percentTimes100 *= 10.0;
-  params.tempoTimes100 *= 10;
+  // Held before it could run over; far above the range it is held to afterwards.
+  params.tempoTimes100 = std::min(params.tempoTimes100, std::uint32_t{kMostTempoTimes100}) * 10;
 }
 
 constexpr RecordForm kForms[] = {
@@ -89,7 +90,7 @@ double PercentTimes100ForFrames(double initialFrames, double finalFrames) noexce
   return finalFrames / initialFrames * 10000.0;
 }
 
-constexpr EffectDescription kTimeEffect = {
+constexpr EffectDescription kTimeEffect = Checked({
     .name = "time-stretch",
     .summary = "longer or shorter, at the same pitch",
     .className = KORVA_WTEXT("Time Stretch"),
@@ -102,6 +103,6 @@ constexpr EffectDescription kTimeEffect = {
     .forms = kForms,
     .recordStart = &kRecordStart,
     .noticeOnUnknownRecord = false,
-};
+});
 
 }  // namespace korva

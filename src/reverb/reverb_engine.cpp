@@ -60,7 +60,7 @@ void ReverbEngine::SetFormat(const FormatRecord& format) noexcept {
 std::int32_t ReverbEngine::ReverbReset() noexcept {
   streaming_ = true;
   MarkLinesStale(true);
-  team_.Start(SharesChannels() ? std::min(threads_, channels_) : 1);
+  team_.Start(SharesChannels() && !reserve_ ? std::min(threads_, channels_) : 1);
   ReverbParams params{};
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);

@@ -89,8 +89,8 @@ class ReverbEngine {
 
  private:
   std::int32_t Rebuild(const ReverbParams& params, bool clearHigh) noexcept;
-  std::int32_t BuildCombs(const ReverbModeRow& row, double decay) noexcept;
-  std::int32_t BuildLines(const ReverbParams& params) noexcept;
+  std::int32_t BuildCombs(const ReverbModeRow& row, double decay, StreamBudget& budget) noexcept;
+  std::int32_t BuildLines(const ReverbParams& params, StreamBudget& budget) noexcept;
   void RefreshGains(const ReverbModeRow& row, double decay) noexcept;
   void SetFilters(const ReverbParams& params, bool clearBass) noexcept;
   void SetTail(double decay) noexcept;

@@ -85,7 +85,7 @@ constexpr ReverbParams kRecordStart{};
 
 }  // namespace
 
-constexpr EffectDescription kReverbEffect = {
+constexpr EffectDescription kReverbEffect = Checked({
     .name = "reverb",
     .summary = "reverberation of a hall, room, plate or tank, with early reflections",
     .className = KORVA_WTEXT("Reverb"),
@@ -93,11 +93,11 @@ constexpr EffectDescription kReverbEffect = {
     .filterClass = {0x607682E0, 0x6E21, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
     .pageClass = {0x607682E1, 0x6E21, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
     .blockSize = sizeof(ReverbParams),
-    .rows = kRows,
+    .rows = AutomatedRows(kRows),
     .presets = PresetTable(kPresets),
     .forms = kForms,
     .recordStart = &kRecordStart,
     .noticeOnUnknownRecord = true,
-};
+});
 
 }  // namespace korva

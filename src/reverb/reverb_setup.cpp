@@ -31,18 +31,18 @@ std::size_t Entries(double frames) noexcept {
   return entries < 1 ? 1 : static_cast<std::size_t>(entries);
 }
 
-bool BuildComb(ReverbComb& comb, double delay, double decay, double rate) noexcept {
+bool BuildComb(ReverbComb& comb, double delay, double decay, double rate, StreamBudget& budget) noexcept {
   comb.gain = CombGain(delay, decay);
   comb.position = 0;
   comb.damping = 0;
-  return comb.ring.Allocate(Entries(rate * delay + 0.5));
+  return comb.ring.Allocate(Entries(rate * delay + 0.5), budget);
 }
 
 /// A ring of `entries` of `width` values each.
-bool BuildLine(ReverbLine& line, std::size_t entries, std::size_t width) noexcept {
+bool BuildLine(ReverbLine& line, std::size_t entries, std::size_t width, StreamBudget& budget) noexcept {
   line.entries = entries;
   line.width = width;
-  return line.ring.Allocate(entries * width);
+  return line.ring.Allocate(entries * width, budget);
 }
 
 const ReverbModeRow& ModeRow(const ReverbParams& params) noexcept {
@@ -92,8 +92,9 @@ std::int32_t ReverbEngine::Rebuild(const ReverbParams& params, bool clearHigh) n
   const ReverbModeRow& row = ModeRow(params);
   mix_.combCount = row.combCount;
   SetTail(Seconds(params));
-  std::int32_t result = BuildCombs(row, Seconds(params));
-  if (result >= 0) result = BuildLines(params);
+  StreamBudget budget;
+  std::int32_t result = BuildCombs(row, Seconds(params), budget);
+  if (result >= 0) result = BuildLines(params, budget);
   if (result < 0) return result;
   if (clearHigh) {
     // Channel 0 keeps its memory, save for what no arithmetic would ever bring back to a number.
@@ -103,14 +104,14 @@ std::int32_t ReverbEngine::Rebuild(const ReverbParams& params, bool clearHigh) n
   return 0;
 }
 
-std::int32_t ReverbEngine::BuildCombs(const ReverbModeRow& row, double decay) noexcept {
+std::int32_t ReverbEngine::BuildCombs(const ReverbModeRow& row, double decay, StreamBudget& budget) noexcept {
   const double rate = rate_;
   const auto count = static_cast<std::size_t>(row.combCount);
   for (std::size_t c = 0; c < channels_; ++c) {
     const bool detuned = channels_ == 2 && c == 1;
     for (std::size_t i = 0; i < (detuned ? kDetune.size() : count); ++i) {
       const double delayMs = detuned ? row.delayMs[i] * kDetune[i] : row.delayMs[i];
-      if (!BuildComb(network_[c].combs[i], delayMs / 1000.0, decay, rate)) return kEngineOutOfMemory;
+      if (!BuildComb(network_[c].combs[i], delayMs / 1000.0, decay, rate, budget)) return kEngineOutOfMemory;
     }
   }
   return 0;
@@ -128,7 +129,7 @@ void ReverbEngine::RefreshGains(const ReverbModeRow& row, double decay) noexcept
   }
 }
 
-std::int32_t ReverbEngine::BuildLines(const ReverbParams& params) noexcept {
+std::int32_t ReverbEngine::BuildLines(const ReverbParams& params, StreamBudget& budget) noexcept {
   const double rate = rate_;
   const bool stereo = channels_ == 2;
   const EarlyStyleRow& style =
@@ -154,8 +155,8 @@ std::int32_t ReverbEngine::BuildLines(const ReverbParams& params) noexcept {
   const std::size_t width = stereo ? 2 : 1;
   for (std::size_t c = 0; c < (stereo ? 1 : channels_); ++c) {
     ReverbChannel& channel = network_[c];
-    if (!BuildLine(channel.preDelay, preDelayEntries, width)) return kEngineOutOfMemory;
-    if (!BuildLine(channel.early, earlyEntries, width)) return kEngineOutOfMemory;
+    if (!BuildLine(channel.preDelay, preDelayEntries, width, budget)) return kEngineOutOfMemory;
+    if (!BuildLine(channel.early, earlyEntries, width, budget)) return kEngineOutOfMemory;
     channel.preDelayPosition = 0;
     for (std::size_t t = 0; t < taps.size(); ++t) {
       channel.taps[t] = earlyEntries - std::min(taps[t].frames, earlyEntries);

@@ -101,6 +101,8 @@ TEST(SimpleDelay, WithoutMemoryNothingRunsUntilAnUpdateSucceeds) {
     stream.engine.FreeDelayLines();
     EXPECT_FALSE(runs());
   }
+  // So may a host any rate.
+  EXPECT_EQ(Stream(SampleFormat::kFloat32, 1, 0xFFFFFFFF).Update(kEcho, ModeRestart), kEngineOutOfMemory);
   // A song may say any tempo: a delay is refused, or of the shortest.
   EchosParams synced = kEcho;
   synced.tempoSyncDelay = synced.tempoSyncDecay = 1;

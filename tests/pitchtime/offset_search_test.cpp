@@ -108,7 +108,8 @@ void CompareWithPlainLoops() {
           }
         }
         OffsetSearch<Real> search;
-        ASSERT_TRUE(search.Allocate(length, step, static_cast<std::uint32_t>(channels)));
+        StreamBudget budget;
+        ASSERT_TRUE(search.Allocate(length, step, static_cast<std::uint32_t>(channels), budget));
         for (const float threshold : {0.5F, 3.5F, 4.4F, 6.0F, 7.5F, 100.0F}) {
           const int expected = PlainBestOffset(overlap, input, length, step, channels, threshold);
           for (const bool screen : {true, false}) {

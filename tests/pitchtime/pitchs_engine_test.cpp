@@ -94,6 +94,15 @@ TEST(PitchShift, StrangeTranspositionsEndAndStayInRange) {
   }
 }
 
+TEST(PitchShift, NoTranspositionMakesAFrameEndless) {
+  for (const double transposition : {1e-300, 5e-324, 0.0001}) {
+    PitchRig rig(transposition, false, SampleFormat::kFloat32, 1);
+    EXPECT_LT(rig.Run(Music(10, 1), 10, 5000).size(), 15000U) << transposition;
+    EXPECT_EQ(rig.engine.resampleRatio(), 0.001);
+    EXPECT_EQ(rig.store.block.transposition, transposition) << "the store keeps what it is given";
+  }
+}
+
 TEST(PitchShift, RatioChangesKeepTheAudioHeld) {
   const auto tone = Sine(300, 80000);
   const auto first = std::span(tone).first(40000), second = std::span(tone).last(40000);

@@ -88,6 +88,15 @@ TEST(TimeStretch, AStreamMayGoOnAfterItsEnd) {
   }
 }
 
+TEST(TimeStretch, ADamagedTempoOfTheOlderFormIsHeldAndDoesNotGoRound) {
+  for (const std::uint32_t tempo : {0x1999999AU, 0x80000000U, 0xFFFFFFFFU}) {
+    TimeParams block{1000, 0, tempo, 0, 0, 0};
+    kTimeEffect.forms[1].bringUpToDate(&block);
+    EXPECT_FALSE(HoldRanges(block));
+    EXPECT_EQ(block.tempoTimes100, 50000U) << tempo;
+  }
+}
+
 TEST(TimeStretch, FailedAllocationsAreToldAndMadeGood) {
   for (int allowed = 0; allowed < 12; ++allowed) {
     TimeRig rig(150, 6, SampleFormat::kFloat32, 2);

@@ -131,6 +131,12 @@ TEST(ReverbEngine, NothingRunsWithoutAStartOrAFormat) {
   EXPECT_EQ(process(ModeContinue), kEngineFailed);
   EXPECT_EQ(process(ModeFlush), kFinished);
   EXPECT_EQ(engine.ReverbReset(), kEngineOutOfMemory);
+  // The longest comb of all is granted by itself; all channels' together are not.
+  store.block.reverbMode = 6;
+  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 8'000'000));
+  EXPECT_EQ(engine.ReverbReset(), kEngineOutOfMemory);
+  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 768'000));
+  EXPECT_EQ(engine.ReverbReset(), 0);
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 
 namespace korva {
 
-/// What the process holds: how far its table of handles reaches, and bytes in use on its two heaps, the system's and the
-/// C library's.
+/// What the process holds: how far its table of handles reaches, and bytes in use on its two heaps, the system's and
+/// the C library's.
 struct Usage {
   long handles = 0;
   long long bytes = 0;
@@ -28,8 +28,8 @@ struct Usage {
   }
 
  private:
-  /// The system's own count is not to be had everywhere. Fresh handles fill the gaps first, so the highest of many tells
-  /// how many are open.
+  /// The system's own count is not to be had everywhere. Fresh handles fill the gaps first, so the highest of many
+  /// tells how many are open.
   static long HighestHandle() {
     HANDLE fresh[300] = {};
     std::uintptr_t highest = 0;

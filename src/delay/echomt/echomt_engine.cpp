@@ -128,8 +128,9 @@ std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode m
   lineLength_ = newLength;
   tailLeft_ = TailLength(params.feedback / 100.0, lineLength_, rate_);
   tailOnly_.Arm(tailLeft_);
+  StreamBudget budget;
   for (std::size_t c = 0; c < channels_; ++c) {
-    if (!lines_[c].Allocate(static_cast<std::size_t>(lineLength_))) return kEngineOutOfMemory;
+    if (!lines_[c].Allocate(static_cast<std::size_t>(lineLength_), budget)) return kEngineOutOfMemory;
   }
   writePosition_ = 0;
   modPhase_ = 0.0;

@@ -169,7 +169,7 @@ constexpr RecordForm kForms[] = {
 
 }  // namespace
 
-constexpr EffectDescription kEchomtEffect = {
+constexpr EffectDescription kEchomtEffect = Checked({
     "multi-tap-delay",
     "up to eight panned and modulated echoes with a common feedback",
     KORVA_WTEXT("Multi-Tap Delay"),
@@ -182,7 +182,7 @@ constexpr EffectDescription kEchomtEffect = {
     kForms,
     &kRecordStart,
     false,
-};
+});
 
 bool ValidateParams(EchomtParams& params) noexcept {
   bool valid = true;

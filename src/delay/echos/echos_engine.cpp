@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <type_traits>
 
 #include "audio/gain.h"
-#include "audio/mul_div.h"
 #include "audio/narrow.h"
 #include "audio/sample_lanes.h"
 
@@ -63,8 +63,9 @@ std::uint32_t EchosEngine::LineLength(const EchosParams& params, const TempoInfo
     const double beats = NoteBeats(*tempo, std::min(params.delayNote, kLastDelayNote));
     length = Truncate<std::uint32_t>(BeatSeconds(*tempo) * beats * (params.delayMultiplier / 1000.0) * rate_ + 0.5);
   } else {
-    // No memory holds the length that an absurd rate turns into here.
-    length = static_cast<std::uint32_t>(MulDiv(params.delayMs, static_cast<std::int32_t>(rate_), 1000));
+    // Cut where it is longer than any memory holds.
+    const std::int64_t exact = (std::int64_t{params.delayMs} * rate_ + 500) / 1000;
+    length = static_cast<std::uint32_t>(std::clamp<std::int64_t>(exact, 0, std::numeric_limits<std::uint32_t>::max()));
   }
   if (reserve_) length = std::min(length, rate_ * kLongestReserve);
   return std::max(length, kShortestLine);
@@ -105,11 +106,12 @@ std::int32_t EchosEngine::ReserveLines() noexcept {
 
 std::int32_t EchosEngine::StartLines(std::uint32_t length, bool fresh) noexcept {
   if (reserve_ && ReserveLines() < 0) return kEngineOutOfMemory;
+  StreamBudget budget;
   for (std::size_t c = 0; c < channels_; ++c) {
     auto& line = lines_[c];
-    if (!fresh && line.size() == length) {
+    if (!fresh && line.size() == length && budget.Take(length, sizeof(double))) {
       line.Wipe();
-    } else if (!line.Allocate(length)) {
+    } else if (!line.Allocate(length, budget)) {
       return kEngineOutOfMemory;
     }
   }

@@ -57,7 +57,7 @@ constexpr RecordForm kForms[] = {
 
 }  // namespace
 
-constexpr EffectDescription kEchosEffect = {
+constexpr EffectDescription kEchosEffect = Checked({
     "simple-delay",
     "one echo, single or fed back, that can follow the tempo",
     KORVA_WTEXT("Simple Delay"),
@@ -65,11 +65,11 @@ constexpr EffectDescription kEchosEffect = {
     {0x54F29260, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
     {0x54F29261, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
     sizeof(EchosParams),
-    kRows,
+    AutomatedRows(kRows),
     PresetTable(kPresets),
     kForms,
     &kRecordStart,
     true,
-};
+});
 
 }  // namespace korva
