@@ -37,10 +37,10 @@ SineCosine<Lanes> SineAndCosine(Lanes x) noexcept {
   const Lanes turns = quarter - bias;
   const Lanes rough = x - turns * Lanes::Both(0x1.921fb54p+0);
   const Lanes second = turns * Lanes::Both(0x1.10b461p-30);
-  const Lanes near = rough - second;
-  const Lanes rest = (rough - near) - second - turns * Lanes::Both(0x1.a62633145c06ep-58);
-  const Lanes y = near + rest;
-  const Lanes tail = (near - y) + rest;
+  const Lanes close = rough - second;
+  const Lanes rest = (rough - close) - second - turns * Lanes::Both(0x1.a62633145c06ep-58);
+  const Lanes y = close + rest;
+  const Lanes tail = (close - y) + rest;
 
   const auto number = [](double value) { return Lanes::Both(value); };
   const Lanes z = y * y;
