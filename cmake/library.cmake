@@ -19,7 +19,11 @@ add_library(libkorva SHARED ${objects})
 set_target_properties(libkorva PROPERTIES OUTPUT_NAME korva VERSION ${PROJECT_VERSION} SOVERSION 0 LINKER_LANGUAGE CXX
                                           EXPORT_NAME korva LINK_DEPENDS ${map})
 target_link_libraries(libkorva PRIVATE $<BUILD_INTERFACE:korva_api>)
-target_link_options(libkorva PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined)
+target_link_options(libkorva PRIVATE -Wl,--version-script=${map})
+if(NOT KORVA_SANITIZE)
+  # The sanitizers' own names come with the program.
+  target_link_options(libkorva PRIVATE -Wl,--no-undefined)
+endif()
 target_include_directories(libkorva INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 add_library(libkorva_static STATIC ${objects})
@@ -32,6 +36,8 @@ if(below MATCHES "OpenMP")
   string(APPEND KORVA_PRIVATE_LIBS " -lgomp")
 endif()
 
+# From where the file lies, so that the tree may be installed anywhere.
+file(RELATIVE_PATH KORVA_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/korva.pc.in ${CMAKE_BINARY_DIR}/korva.pc @ONLY)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/korva)
 configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/korva-config.cmake.in ${CMAKE_BINARY_DIR}/korva-config.cmake

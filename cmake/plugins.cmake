@@ -1,5 +1,4 @@
 # The LV2 bundle: one binary, and data files that a program of the project writes from the rows.
-include(GNUInstallDirs)
 pkg_check_modules(LV2 IMPORTED_TARGET lv2)
 option(KORVA_LV2 "Build the LV2 bundle" ${LV2_FOUND})
 if(NOT KORVA_LV2)
@@ -28,5 +27,6 @@ add_custom_command(
   DEPENDS lv2_bundle)
 add_custom_target(korva_bundle_data ALL DEPENDS ${ttl})
 
-install(TARGETS korva_bundle LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/lv2/korva.lv2 COMPONENT plugins)
-install(FILES ${ttl} DESTINATION ${CMAKE_INSTALL_LIBDIR}/lv2/korva.lv2 COMPONENT plugins)
+# Where hosts look, whatever the folder of libraries is called.
+install(TARGETS korva_bundle LIBRARY DESTINATION lib/lv2/korva.lv2 COMPONENT plugins)
+install(FILES ${ttl} DESTINATION lib/lv2/korva.lv2 COMPONENT plugins)

@@ -141,5 +141,16 @@ TEST_F(Lv2Hosts, JalvRunsOnADummyServer) {
   EXPECT_NE(said.find("feedback = 33"), std::string::npos) << said;
 }
 
+TEST_F(Lv2Hosts, AnArdourSessionComesBackAsItWasSaved) {
+  KORVA_NEEDS("ardour7-lua");
+  const std::string script = std::string(KORVA_SOURCE_DIR) + "/tests/lv2/ardour_session.lua";
+  Shell("sh -c 'HOME=$PWD timeout 200 ardour7-lua " + script + " $PWD/session'");
+  const std::string said = Bytes("said");
+  EXPECT_NE(said.find("preset 37"), std::string::npos) << said;
+  EXPECT_NE(said.find("automation 1"), std::string::npos) << said;
+  EXPECT_EQ(said.find("latency 0"), std::string::npos) << said;
+  EXPECT_NE(said.find("again KORVA Chorus 41"), std::string::npos) << said;
+}
+
 }  // namespace
 }  // namespace korva

@@ -1,0 +1,33 @@
+-- ardour7-lua ardour_session.lua FOLDER: the Chorus on a track with a preset and a knob of its own, saved and loaded
+-- again. What comes back is said on the last lines.
+local folder, name = arg[1], "korva"
+AudioEngine:set_backend("None (Dummy)", "", "")
+local session = create_session(folder, name, 48000)
+assert(session, "no session")
+local tracks = session:new_audio_track(2, 2, nil, 1, "t", ARDOUR.PresentationInfo.max_order, ARDOUR.TrackMode.Normal, true)
+local function insert(uri)
+  local processor = ARDOUR.LuaAPI.new_plugin(session, uri, ARDOUR.PluginType.LV2, "")
+  assert(not processor:isnil(), "no plug-in " .. uri)
+  tracks:front():add_processor_by_index(processor, 0, nil, true)
+  return processor
+end
+local pitch = insert("urn:korva:pitch-shift")
+local chorus = insert("urn:korva:chorus")
+local plugin = chorus:to_insert():plugin(0)
+assert(plugin:load_preset(plugin:preset_by_label("Chorus 5")), "no preset")
+print("preset", ARDOUR.LuaAPI.get_processor_param(chorus, 4))
+assert(ARDOUR.LuaAPI.set_processor_param(chorus, 4, 41), "no knob")
+local list = ARDOUR.LuaAPI.plugin_automation(chorus, 4)
+assert(not list:isnil(), "no automation")
+list:add(Temporal.timepos_t(0), 10, false, true)
+print("automation", list:size())
+ARDOUR.LuaAPI.usleep(500000)
+print("latency", pitch:to_insert():signal_latency())
+session:save_state("", false, false, false, false, false)
+close_session()
+session = load_session(folder, name)
+assert(session, "the session does not load")
+local again = session:route_by_name("t"):nth_plugin(0)
+print("again", again:name(), ARDOUR.LuaAPI.get_processor_param(again, 4))
+close_session()
+quit()
