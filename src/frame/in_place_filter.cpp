@@ -57,6 +57,7 @@ void CQvInPlaceFilter::UseFormatOfInput(bool connected) {
 HRESULT CQvInPlaceFilter::BreakConnect(PIN_DIRECTION direction) {
   // The direct road keeps the format that it was opened with. Else the output may have tried another type in vain.
   if (!direct_) UseFormatOfInput(direction != PINDIR_INPUT);
+  if (direction == PINDIR_INPUT) parameters().state().NotifyWindows(kNoticeValueOrInput);
   return S_OK;
 }
 

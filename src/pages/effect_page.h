@@ -61,8 +61,13 @@ class CQvEffectPage : public CBasePropertyPage, protected PageValues {
   /// The control whose edit box has this id.
   const PageControl* FindBox(int id) const noexcept;
   std::uint32_t BitOf(const PageControl& row) const noexcept;
-  /// What the page last wrote into a row's edit box.
-  ShortText& LastShown(const PageControl& row) noexcept;
+  /// What the page last wrote into an edit box, and the parameter's index or the other one that gives it its meaning.
+  struct Shown {
+    ShortText text;
+    double meaning = 0;
+  };
+  Shown& LastShown(const PageControl& row) noexcept;
+  double MeaningOf(const PageControl& row) const noexcept;
   const ParameterAccess* AccessOf(int row) const noexcept;
   const ParameterAccess* AccessOf(const PageControl& row) const noexcept;
   bool IsFree(const PageControl& row) const;
@@ -116,10 +121,10 @@ class CQvEffectPage : public CBasePropertyPage, protected PageValues {
   IUnknown* object_ = nullptr;  // as given at connection, with a reference
   void* filter_ = nullptr;      // its property interface, likewise
   bool registered_ = false;
-  std::uint32_t openLists_ = 0;            // rows whose list is dropped down
-  std::uint32_t openEdits_ = 0;            // rows between BeginEdit and EndEdit
-  double valueAtOpening_ = 0;              // of the list that is dropped down
-  std::array<ShortText, 32> lastShown_{};  // by row
+  std::uint32_t openLists_ = 0;        // rows whose list is dropped down
+  std::uint32_t openEdits_ = 0;        // rows between BeginEdit and EndEdit
+  double valueAtOpening_ = 0;          // of the list that is dropped down
+  std::array<Shown, 32> lastShown_{};  // by row
   std::array<ImageList, kImageLists> images_{};
 };
 

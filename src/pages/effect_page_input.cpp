@@ -129,10 +129,11 @@ void CQvEffectPage::CommitText(const PageControl& row) {
   const std::size_t room = std::min(text.characters.size(), static_cast<std::size_t>(row.form->limit) + 1);
   ::GetDlgItemTextW(window(), row.readout.id, text.characters.data(), static_cast<int>(room));
   // Compared with what stood there and not with the value: the language, and with it the signs, may be another by now.
-  if (::lstrcmpW(text.Text(), LastShown(row).Text()) == 0) return;
-  if (row.own.read != nullptr) {
+  if (::lstrcmpW(text.Text(), LastShown(row).text.Text()) == 0) return;
+  const bool stillMeant = LastShown(row).meaning == MeaningOf(row);
+  if (stillMeant && row.own.read != nullptr) {
     row.own.read(*this, text.Text());
-  } else {
+  } else if (stillMeant) {
     SetValue(row, ReadNumber(*row.form, text.Text()));
   }
   Update(row.readout.id, false);
@@ -152,7 +153,7 @@ void CQvEffectPage::CommitFocusedText() {
 
 void CQvEffectPage::DropFocusedText() {
   const PageControl* const row = FocusedBox();
-  if (row != nullptr) QvSetDlgItemTextF(window(), row->readout.id, LastShown(*row).Text());
+  if (row != nullptr) QvSetDlgItemTextF(window(), row->readout.id, LastShown(*row).text.Text());
 }
 
 }  // namespace korva

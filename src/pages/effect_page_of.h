@@ -10,6 +10,8 @@ namespace korva {
 template <class Property, const PageDescription& description>
 class CQvEffectPageOf : public CQvEffectPage {
  public:
+  using PropertyInterface = Property;
+
   explicit CQvEffectPageOf(IUnknown* outer) noexcept : CQvEffectPage(outer, description, InterfaceId<Property>()) {}
   ~CQvEffectPageOf() override { Close(); }
 

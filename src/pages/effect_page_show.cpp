@@ -29,8 +29,13 @@ std::uint32_t CQvEffectPage::BitOf(const PageControl& row) const noexcept {
   return 1u << (static_cast<std::size_t>(&row - page_.controls.data()) & 31);
 }
 
-ShortText& CQvEffectPage::LastShown(const PageControl& row) noexcept {
+CQvEffectPage::Shown& CQvEffectPage::LastShown(const PageControl& row) noexcept {
   return lastShown_[static_cast<std::size_t>(&row - page_.controls.data()) % lastShown_.size()];
+}
+
+double CQvEffectPage::MeaningOf(const PageControl& row) const noexcept {
+  const int by = row.own.readBy != kNoRow ? row.own.readBy : row.own.indexedBy;
+  return by != kNoRow ? Get(by) : 0.0;
 }
 
 const ParameterAccess* CQvEffectPage::AccessOf(int row) const noexcept {
@@ -196,6 +201,7 @@ void CQvEffectPage::ShowReadout(const PageControl& row, double value, int id) {
   if (row.readout.box && id != row.id && id != row.readout.id && IsTyping(row)) return;
   std::array<WCHAR, 192> text{};
   if (row.own.show != nullptr) {
+    ::GetDlgItemTextW(window(), row.readout.id, text.data(), static_cast<int>(text.size()));
     row.own.show(*this, value, text);
   } else if (row.form != nullptr) {
     const ParamDescriptor& described = page_.effect.rows[static_cast<std::size_t>(row.row)];
@@ -204,18 +210,20 @@ void CQvEffectPage::ShowReadout(const PageControl& row, double value, int id) {
   }
   QvSetDlgItemTextF(window(), row.readout.id, text.data());
   if (!row.readout.box) return;
-  ShortText& shown = LastShown(row);
-  std::copy_n(text.begin(), shown.characters.size() - 1, shown.characters.begin());
+  Shown& shown = LastShown(row);
+  std::copy_n(text.begin(), shown.text.characters.size() - 1, shown.text.characters.begin());
+  shown.meaning = MeaningOf(row);
   ::SendDlgItemMessageW(window(), row.readout.id, EM_SETMODIFY, FALSE, 0);
 }
 
-/// A text that reads as the page wrote it is none of the user's.
+/// A text that reads as the page wrote it is none of the user's; one that was meant for another parameter is dropped.
 bool CQvEffectPage::IsTyping(const PageControl& row) {
   const HWND box = ::GetDlgItem(window(), row.readout.id);
   if (::GetFocus() != box || ::SendMessageW(box, EM_GETMODIFY, 0, 0) == 0) return false;
+  if (LastShown(row).meaning != MeaningOf(row)) return false;
   ShortText text;
   ::GetWindowTextW(box, text.characters.data(), static_cast<int>(text.characters.size()));
-  return ::lstrcmpW(text.Text(), LastShown(row).Text()) != 0;
+  return ::lstrcmpW(text.Text(), LastShown(row).text.Text()) != 0;
 }
 
 /// While the mouse drags, the site hears nothing: it is told once, at the end.

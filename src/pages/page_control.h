@@ -65,12 +65,13 @@ struct PageOwn {
   StringId names = kNoString;                    ///< first of a list's names, in order of the values
   std::span<const std::int32_t> numbers = {};    ///< or the numbers that stand for names
   int indexedBy = kNoRow;                        ///< the parameter is the one so many rows further
+  int readBy = kNoRow;                           ///< a parameter that decides what a text in the edit box means
   std::array<int, 6> also = {};                  ///< controls that are brought into line together with this one
   int invalidates = 0;                           ///< a control to paint anew
   void (*before)(PageValues& values) = nullptr;  ///< runs before the control is brought into line
   /// Changes what the row and this record say of the range.
   void (*range)(const PageValues& values, ControlRange& range) = nullptr;
-  /// Writes the readout instead of the form.
+  /// Writes the readout instead of the form. `text` holds what stands there, which stays where nothing is written.
   void (*show)(const PageValues& values, double value, std::span<WCHAR> text) = nullptr;
   /// Sets what a text in the edit box stands for, instead of the form and the parameter.
   void (*read)(PageValues& values, const WCHAR* text) = nullptr;

@@ -102,6 +102,7 @@ HRESULT CQvStretchFilter::SetMediaType(PIN_DIRECTION direction, const AM_MEDIA_T
 
 HRESULT CQvStretchFilter::BreakConnect(PIN_DIRECTION direction) {
   parameters().state().SetFormat(direction, nullptr);
+  parameters().state().NotifyWindows(static_cast<WORD>(direction));
   return S_OK;
 }
 

@@ -121,8 +121,9 @@ constexpr NumberForm kAnyForm{.limit = 40};
 constexpr PageOwn kPercentage{
     .page = 100, .toPosition = PercentToPosition, .toValue = PositionToPercent, .markOrigin = true, .also = {1007}};
 constexpr PageOwn kFormat{.also = {1002, 1007, 1016, 1008}};
-constexpr PageOwn kFinal{.also = {1003}, .show = ShowFinal, .read = ReadFinal};
-constexpr PageOwn kInitial{.also = {1002, 1007}, .show = ShowInitial, .read = ReadInitial};
+constexpr PageOwn kFinal{.readBy = kTimeInputFormatKind, .also = {1003}, .show = ShowFinal, .read = ReadFinal};
+constexpr PageOwn kInitial{
+    .readBy = kTimeInputFormatKind, .also = {1002, 1007}, .show = ShowInitial, .read = ReadInitial};
 
 using Property = IQvTimeProp;
 // clang-format off

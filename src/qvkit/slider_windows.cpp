@@ -19,6 +19,7 @@ struct Slider {
   LONG reset = 0;
   LONG wheel = 0;     // turned, not yet a notch
   bool open = false;  // a change was begun and not ended
+  bool marked = false;
 };
 
 class SliderWindow {
@@ -40,8 +41,7 @@ class SliderWindow {
       case kGetPosition:
         return slider_.value;
       case kMarkOrigin:
-        base_.PassOn(window_, TBM_SETTIC, 0, ToNative(0));
-        return 0;
+        return Mark(0);
       case WM_SIZE:
         FitThumb(upright_ ? LOWORD(lparam) : HIWORD(lparam));
         break;
@@ -107,7 +107,19 @@ class SliderWindow {
   // As broad as the control, whatever the scale of the display: the system's own length is a number of pixels.
   void FitThumb(int breadth) noexcept {
     constexpr int kFrame = 4;
-    if (breadth > 2 * kFrame) base_.PassOn(window_, TBM_SETTHUMBLENGTH, static_cast<WPARAM>(breadth - kFrame), 0);
+    const int length = breadth - kFrame - (slider_.marked ? breadth / 3 : 0);
+    if (length > kFrame) base_.PassOn(window_, TBM_SETTHUMBLENGTH, static_cast<WPARAM>(length), 0);
+  }
+
+  /// A place of its own gets one of the system's tick marks, which need room beside the thumb; so do both ends.
+  LRESULT Mark(LONG value) noexcept {
+    slider_.marked = true;
+    ::SetWindowLongPtrW(window_, GWL_STYLE, ::GetWindowLongPtrW(window_, GWL_STYLE) & ~LONG_PTR{TBS_NOTICKS});
+    RECT client = {};
+    ::GetClientRect(window_, &client);
+    FitThumb(upright_ ? client.right : client.bottom);
+    base_.PassOn(window_, TBM_SETTIC, 0, ToNative(value));
+    return 0;
   }
 
   LRESULT SetRange(LONG minimum, LONG maximum) noexcept {
