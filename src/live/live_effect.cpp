@@ -41,7 +41,9 @@ LiveEffect::LiveEffect(const EffectKind& kind) noexcept : kind_(kind), instance_
 LiveEffect::~LiveEffect() {
   Stop();
   // The effect must not outlive the map that it holds uncounted.
-  if (tempoTold_) Query<IMfxSoftSynth>(instance_.filter.Get())->Disconnect();
+  if (tempoTold_) {
+    if (const ComPtr<IMfxSoftSynth> synth = Query<IMfxSoftSynth>(instance_.filter.Get())) synth->Disconnect();
+  }
   delete road_;
 }
 

@@ -116,7 +116,7 @@ class LiveEffect {
   // The side of parameters.
   mutable std::mutex control_;
   LiveBlock block_;
-  Use use_ = Use::kFixedLatency;
+  std::atomic<Use> use_{Use::kFixedLatency};
   std::atomic<bool> running_{false};
   std::atomic<bool> enabled_{true};
   std::atomic<std::uint32_t> latency_{0};

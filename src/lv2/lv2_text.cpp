@@ -69,8 +69,12 @@ std::string BareName(std::string text) {
   for (const char* colon : {":", "："}) {
     if (text.ends_with(colon)) text.erase(text.size() - std::string_view(colon).size());
   }
+  // French sets a hard blank before a colon.
+  constexpr std::string_view kHardBlank = "\u00A0";
   const auto isBlank = [](char c) { return c == ' ' || c == ':'; };
-  while (!text.empty() && isBlank(text.back())) text.pop_back();
+  while (!text.empty() && (isBlank(text.back()) || text.ends_with(kHardBlank))) {
+    text.erase(text.size() - (text.ends_with(kHardBlank) ? kHardBlank.size() : 1));
+  }
   while (!text.empty() && isBlank(text.front())) text.erase(0, 1);
   return text;
 }

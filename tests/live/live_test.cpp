@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "frame/in_place_filter.h"
@@ -146,6 +148,41 @@ TEST(Live, ARaisedPitchNeverRunsDry) {
       }
     }
     EXPECT_GT(quietest, 0.2) << cents;
+  }
+}
+
+// What the thread sanitizer looks at: any thread may set, ask and load while another processes.
+TEST(Live, ParametersMayComeFromAnyThread) {
+  for (const char* name : {"chorus", "pitch-shift"}) {
+    const EffectKind& kind = Kind(name);
+    LiveEffect effect(kind);
+    if (kind.description.name == std::string_view("pitch-shift")) effect.Set(Row(kind, "preserve-duration"), 1);
+    ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 2, 8000), LiveResult::kDone);
+    std::atomic<bool> over{false};
+    std::thread other([&] {
+      std::vector<std::byte> record(effect.recordSize());
+      for (int i = 0; !over.load(); ++i) {
+        for (std::size_t row = 0; row < kind.description.rows.size(); ++row) {
+          double value = 0;
+          effect.Get(row, value);
+          effect.Set(row, value == 1 ? 2 : 1);
+        }
+        effect.SaveRecord(record);
+        effect.LoadRecord(record);
+        effect.ApplyPreset(i % 2);
+        effect.SetTempo(60 + i % 100, 4, 4);
+        effect.SetEnabled(i % 3 != 0);
+        static_cast<void>(effect.latency() + effect.heldFrames());
+      }
+    });
+    std::vector<float> audio(2 * 100);
+    for (int i = 0; i < 300; ++i) {
+      EXPECT_EQ(effect.Process(audio.data(), 100), LiveResult::kDone);
+      for (const float sample : audio) ASSERT_TRUE(std::isfinite(sample));
+    }
+    over = true;
+    other.join();
+    effect.Stop();
   }
 }
 
