@@ -4,16 +4,17 @@ if(NOT TARGET korva_chorus)
 endif()
 
 function(korva_page_program name)
-  add_executable(${name} ${ARGN} $<TARGET_OBJECTS:korva_resources>)
+  add_executable(${name} ${ARGN} ${CMAKE_SOURCE_DIR}/tests/pages/page_list.cpp $<TARGET_OBJECTS:korva_resources>)
   set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
-  target_link_libraries(${name} PRIVATE korva_chorus comctl32 oleaut32 gdi32)
+  target_link_libraries(${name} PRIVATE korva_module comctl32 oleaut32 gdi32)
 endfunction()
 
 korva_page_program(page_show ${CMAKE_SOURCE_DIR}/tests/pages/page_show_main.cpp)
 
 if(KORVA_TESTS)
   korva_page_program(page_test ${CMAKE_SOURCE_DIR}/tests/pages/page_test.cpp
+                     ${CMAKE_SOURCE_DIR}/tests/pages/page_rules_test.cpp
                      ${CMAKE_SOURCE_DIR}/tests/pages/page_layout_test.cpp)
   target_link_libraries(page_test PRIVATE ${KORVA_GTEST})
   if(CMAKE_HOST_WIN32)

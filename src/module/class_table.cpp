@@ -8,12 +8,14 @@
 #include "delay/echomt/echomt_filter.h"
 #include "delay/echomt/echomt_page.h"
 #include "delay/echos/echos_filter.h"
+#include "delay/echos/echos_page.h"
 #include "module/filter_setup.h"
 #include "pitchtime/pitchs_filter.h"
 #include "pitchtime/pitchs_page.h"
 #include "pitchtime/time_filter.h"
 #include "pitchtime/time_page.h"
 #include "reverb/reverb_filter.h"
+#include "reverb/reverb_page.h"
 
 namespace korva {
 namespace {
@@ -39,9 +41,11 @@ const ClassRow kClasses[] = {
     FilterRow<CQvPitchs>(kPitchsEffect),
     PageRow<CQvPitchsPropPage>(L"QvPitchs Property Page", kPitchsEffect),
     FilterRow<CQvEchos>(kEchosEffect),
+    PageRow<CQvEchosPropPage>(L"QvEchos Property Page", kEchosEffect),
     FilterRow<CQvEchomt>(kEchomtEffect),
     PageRow<CQvEchomtPropPage>(L"QvEchomt Property Page", kEchomtEffect),
     FilterRow<CQvReverb>(kReverbEffect),
+    PageRow<CQvReverbPropPage>(L"QvReverb Property Page", kReverbEffect),
     FilterRow<CQvChorus>(kChorusEffect),
     PageRow<CQvChorusPropPage>(L"QvChorus Property Page", kChorusEffect),
 };

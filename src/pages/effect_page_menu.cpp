@@ -31,8 +31,11 @@ void CQvEffectPage::ShowPresetMenu() {
   TrackMenu(CreatePresetMenu(object_), {place.left, place.bottom});
 }
 
+// The menu's own loop lets the host go on, and let go of the page, while our code stands on the stack: the page stays
+// until it ends, and with it the module.
 void CQvEffectPage::TrackMenu(HMENU menu, POINT at) {
   if (menu == nullptr) return;
+  const ComPtr<IUnknown> self(GetOwner());
   if (::GetMenuItemCount(menu) > 0) {
     ::TrackPopupMenu(menu, TPM_LEFTALIGN | TPM_RIGHTBUTTON, at.x, at.y, 0, window(), nullptr);
   }
@@ -40,7 +43,12 @@ void CQvEffectPage::TrackMenu(HMENU menu, POINT at) {
 }
 
 void CQvEffectPage::ShowHelp() {
-  if (QvHelp_ContextHelp(1, window(), helpContext(), 15, ModuleHelpPath()) == 0) ::MessageBeep(MB_ICONWARNING);
+  const WCHAR* const path = ModuleHelpPath();
+  if (QvHelp_ContextHelp(1, window(), helpContext(), 15, path) != 0) return;
+  const ComPtr<IUnknown> self(GetOwner());
+  std::array<WCHAR, 2 * kHelpPathCapacity> text{};
+  QvPrintF(text, ModuleText(kStringHelpMissing), {path});
+  ::MessageBoxW(window(), text.data(), ModuleText(kStringHelp), MB_OK | MB_ICONINFORMATION);
 }
 
 }  // namespace korva

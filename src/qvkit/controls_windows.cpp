@@ -1,4 +1,3 @@
-
 #include <iterator>
 
 #include "qvkit/controls.h"

@@ -1,4 +1,3 @@
-
 #include <algorithm>
 #include <array>
 #include <cwchar>
@@ -57,6 +56,7 @@ int QvHelp_ContextHelp(int, HWND window, DWORD context, int, const WCHAR* path) 
   constexpr INT_PTR kLastError = 32;
   std::array<WCHAR, MAX_PATH> page{};
   if (QvHelp_PagePath(context, path, page.data(), static_cast<DWORD>(page.size())) == 0) return 0;
+  if (::GetFileAttributesW(page.data()) == INVALID_FILE_ATTRIBUTES) return 0;
   const HINSTANCE opened = ::ShellExecuteW(window, L"open", page.data(), nullptr, nullptr, SW_SHOWNORMAL);
   return reinterpret_cast<INT_PTR>(opened) > kLastError ? 1 : 0;
 }

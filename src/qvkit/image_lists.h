@@ -15,4 +15,7 @@ void DestroyImageList(ImageList list) noexcept;
 /// One image as an icon, which the caller destroys.
 HICON ImageListIcon(ImageList list, int index) noexcept;
 
+/// A short text as an icon of its own size, which the caller destroys. Null on failure.
+HICON TextIcon(const WCHAR* text, HFONT font, COLORREF color) noexcept;
+
 }  // namespace korva

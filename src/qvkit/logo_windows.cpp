@@ -1,4 +1,3 @@
-
 #include <algorithm>
 #include <array>
 #include <new>
@@ -26,9 +25,11 @@ constexpr std::size_t kImageKinds = 3;
 struct BarButton {
   int id = 0;
   HWND window = nullptr;
-  int image = -1;  // index into the lists; -1 for a text
+  int image = -1;      // index into the lists; -1 for a text
+  bool named = false;  // its own text is its spoken name, and an image stands on its face
   bool on = false;
   HICON icon = nullptr;
+  std::array<WCHAR, 8> face{};  // of a text button
 };
 
 template <class Number>
@@ -66,15 +67,16 @@ class LogoBar {
       case kLogoOnImages:
       case kLogoDisabledImages:
         images_[message - kLogoImages] = reinterpret_cast<ImageList>(wparam);
-        for (BarButton& button : Buttons()) ShowImage(button);
+        ShowFaces();
         return 0;
-      case kLogoShowOn:
-        if (BarButton* const button = FindButton(static_cast<int>(wparam)); button != nullptr) {
-          button->on = lparam != 0;
-          ::SendMessageW(button->window, BM_SETCHECK, button->on ? BST_CHECKED : BST_UNCHECKED, 0);
-          ShowImage(*button);
-        }
+      case kLogoShowOn: {
+        BarButton* const button = FindButton(static_cast<int>(wparam));
+        if (button == nullptr || button->on == (lparam != 0)) return 0;
+        button->on = lparam != 0;
+        ::SendMessageW(button->window, BM_SETCHECK, button->on ? BST_CHECKED : BST_UNCHECKED, 0);
+        ShowFace(*button);
         return 0;
+      }
       case kLogoSetTip:
         SetTip(static_cast<int>(wparam), reinterpret_cast<WCHAR*>(lparam));
         return 0;
@@ -90,10 +92,8 @@ class LogoBar {
         Arrange();
         return 0;
       case WM_ENABLE:
-        for (BarButton& button : Buttons()) {
-          ::EnableWindow(button.window, wparam != 0);
-          ShowImage(button);
-        }
+        for (const BarButton& button : Buttons()) ::EnableWindow(button.window, wparam != 0);
+        ShowFaces();
         ::EnableWindow(name_, wparam != 0);
         return 0;
       case WM_COMMAND:
@@ -109,6 +109,7 @@ class LogoBar {
         return reinterpret_cast<LRESULT>(::GetStockObject(DC_BRUSH));
       case WM_SYSCOLORCHANGE:
       case WM_SETTINGCHANGE:
+        ShowFaces();
         ::InvalidateRect(window_, nullptr, TRUE);
         break;
       default:
@@ -136,12 +137,17 @@ class LogoBar {
   void AddButton(int id, const WCHAR* text, bool isImage) noexcept {
     if (count_ == kMostButtons) return;
     // An image button is a check box in a button's clothes: its state is told, and not only shown.
-    const LONG style = isImage ? BS_CHECKBOX | BS_PUSHLIKE | BS_ICON : BS_PUSHBUTTON;
+    const LONG style = isImage ? BS_CHECKBOX | BS_PUSHLIKE : BS_PUSHBUTTON;
     const HWND button = AddChild(text, style, id);
     if (button == nullptr) return;
     ::SendMessageW(button, WM_SETFONT, reinterpret_cast<WPARAM>(font_), FALSE);
-    buttons_[static_cast<std::size_t>(count_++)] = {id, button, isImage ? imageCount_++ : -1, false, nullptr};
-    ShowImage(buttons_[static_cast<std::size_t>(count_ - 1)]);
+    BarButton& added = buttons_[static_cast<std::size_t>(count_++)];
+    added = BarButton();
+    added.id = id;
+    added.window = button;
+    if (isImage) added.image = imageCount_++;
+    ::lstrcpynW(added.face.data(), text, static_cast<int>(added.face.size()));
+    ShowFace(added);
     Arrange();
   }
 
@@ -157,21 +163,40 @@ class LogoBar {
     images_ = {};
   }
 
-  void ShowImage(BarButton& button) noexcept {
-    if (button.image < 0) return;
+  void ShowFaces() noexcept {
+    for (BarButton& button : Buttons()) ShowFace(button);
+    Arrange();
+  }
+
+  /// The image of a button, where it has one. Where there is none to be had, the button's text shows.
+  void ShowFace(BarButton& button) noexcept {
     const ImageKind kind = !::IsWindowEnabled(window_) ? ImageKind::kDisabled
                            : button.on                 ? ImageKind::kOn
                                                        : ImageKind::kOff;
-    const HICON icon = ImageListIcon(images_[static_cast<std::size_t>(kind)], button.image);
+    HICON icon = nullptr;
+    if (button.image >= 0) {
+      icon = ImageListIcon(images_[static_cast<std::size_t>(kind)], button.image);
+    } else if (button.named) {
+      icon = TextIcon(button.face.data(), font_, ::GetSysColor(COLOR_BTNTEXT));
+    }
+    // The button takes an image, or gives it back, only while its style says that it shows one.
+    const LONG_PTR style = ::GetWindowLongPtrW(button.window, GWL_STYLE);
+    ::SetWindowLongPtrW(button.window, GWL_STYLE, style | BS_ICON);
     ::SendMessageW(button.window, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
+    if (icon == nullptr) ::SetWindowLongPtrW(button.window, GWL_STYLE, style & ~LONG_PTR{BS_ICON});
     if (const HICON old = std::exchange(button.icon, icon); old != nullptr) ::DestroyIcon(old);
   }
 
   void SetTip(int id, WCHAR* text) noexcept {
-    const BarButton* const button = FindButton(id);
+    BarButton* const button = FindButton(id);
     const HWND target = button != nullptr ? button->window : id == kLogoName ? name_ : nullptr;
     if (target == nullptr) return;
-    if (button != nullptr && button->image >= 0) ::SetWindowTextW(target, text);
+    if (button != nullptr) {
+      ::SetWindowTextW(target, text);
+      button->named = true;
+      ShowFace(*button);
+      Arrange();
+    }
     if (tips_ == nullptr) {
       tips_ = ::CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_NOPREFIX, 0, 0, 0, 0, window_,
                                 nullptr, Module(), nullptr);
@@ -196,9 +221,23 @@ class LogoBar {
     for (const BarButton& button : Buttons()) {
       ::SendMessageW(button.window, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
     }
+    ShowFaces();
   }
 
-  // Square buttons from the right, the name in what is left.
+  /// The room that a button's text needs.
+  int TextWidth(const BarButton& button) const noexcept {
+    std::array<WCHAR, 64> text{};
+    RECT needed = {};
+    ::GetWindowTextW(button.window, text.data(), static_cast<int>(text.size()));
+    const HDC context = ::GetDC(button.window);
+    const HGDIOBJ old = ::SelectObject(context, font_ != nullptr ? font_ : ::GetStockObject(DEFAULT_GUI_FONT));
+    ::DrawTextW(context, text.data(), -1, &needed, DT_CALCRECT | DT_SINGLELINE);
+    ::SelectObject(context, old);
+    ::ReleaseDC(button.window, context);
+    return static_cast<int>(needed.right);
+  }
+
+  // Buttons from the right, square unless a text needs more; the name in what is left.
   void Arrange() noexcept {
     RECT bar = {};
     ::GetClientRect(window_, &bar);
@@ -206,8 +245,10 @@ class LogoBar {
     const int side = static_cast<int>(bar.bottom) - 2 * margin;
     int right = static_cast<int>(bar.right) - margin;
     for (int i = count_ - 1; i >= 0; --i) {
-      right -= side;
-      ::MoveWindow(buttons_[static_cast<std::size_t>(i)].window, right, margin, side, side, TRUE);
+      const BarButton& button = buttons_[static_cast<std::size_t>(i)];
+      const int width = button.icon != nullptr ? side : std::max(side, TextWidth(button) + side / 2);
+      right -= width;
+      ::MoveWindow(button.window, right, margin, width, side, TRUE);
       right -= margin;
     }
     ::MoveWindow(name_, 0, 0, std::max(0, right), bar.bottom, TRUE);

@@ -1,4 +1,3 @@
-
 #include <algorithm>
 
 #include "qvkit/controls.h"
@@ -55,8 +54,9 @@ class SliderWindow {
         if (wparam == VK_DELETE) return Reset();
         break;
       case WM_MOUSEWHEEL:
-        if (::GetFocus() == window_) return Wheel(wparam);
-        break;
+        // Without the focus it goes on to whatever scrolls the page: a page that moves under the pointer must not
+        // change the sound. The system's trackbar would turn with it.
+        return ::GetFocus() == window_ ? Wheel(wparam) : ::DefWindowProcW(window_, message, wparam, lparam);
       case WM_KILLFOCUS:
       case WM_ENABLE: {
         // The key or button whose release would end the change is now released elsewhere.
@@ -158,26 +158,29 @@ class SliderWindow {
                    reinterpret_cast<LPARAM>(window_));
   }
 
-  LRESULT Reset() noexcept {
+  LRESULT Reset() noexcept { return Take(slider_.reset); }
+
+  /// A change in one go, with all that a drag tells of.
+  LRESULT Take(LONG value) noexcept {
     Tell(kScrollBegin);
-    MoveTo(slider_.reset, true);
+    MoveTo(value, true);
     Tell(SB_THUMBPOSITION);
     Tell(SB_ENDSCROLL);
     return 0;
   }
 
-  // Only with the focus: a page that scrolls under the pointer must not change the sound.
+  // A notch is a fiftieth of the way, or a page where that is more.
   LRESULT Wheel(WPARAM wparam) noexcept {
+    constexpr LONG kNotches = 50;
     slider_.wheel += GET_WHEEL_DELTA_WPARAM(wparam);
+    const LONG notches = slider_.wheel / WHEEL_DELTA;
+    slider_.wheel %= WHEEL_DELTA;
+    if (notches == 0) return 0;
     const bool fine = (GET_KEYSTATE_WPARAM(wparam) & MK_CONTROL) != 0;
-    for (; slider_.wheel <= -WHEEL_DELTA || slider_.wheel >= WHEEL_DELTA;) {
-      const bool more = slider_.wheel > 0;
-      slider_.wheel += more ? -WHEEL_DELTA : WHEEL_DELTA;
-      const bool up = more == upright_;
-      Tell(static_cast<WORD>(fine ? (up ? SB_LINEUP : SB_LINEDOWN) : (up ? SB_PAGEUP : SB_PAGEDOWN)));
-      Tell(SB_ENDSCROLL);
-    }
-    return 0;
+    const auto page = static_cast<LONG>(base_.PassOn(window_, TBM_GETPAGESIZE, 0, 0));
+    const auto line = static_cast<LONG>(base_.PassOn(window_, TBM_GETLINESIZE, 0, 0));
+    const LONG coarse = std::max(page, (slider_.maximum - slider_.minimum) / kNotches);
+    return Take(Stepped(static_cast<LONGLONG>(notches) * (fine ? line : coarse)));
   }
 
   HWND window_;

@@ -25,6 +25,7 @@ inline constexpr StringId kStringTimeLogo = 7396;
 // What all pages share.
 inline constexpr StringId kStringPresets = 7000;
 inline constexpr StringId kStringHelp = 7001;
+inline constexpr StringId kStringHelpMissing = 7002;  // a format with one text, the path
 inline constexpr StringId kStringHelpButton = 7189;
 
 // Presets. The first two belong to every effect; a FirstPreset opens a run of ids, one for each further name, which is

@@ -52,8 +52,9 @@ ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floo
 std::int32_t QvTextToLongToken(const WCHAR* text, const WCHAR** next) noexcept;
 /// The same for unsigned numbers; blanks always part numbers, so that a row of them can be read one by one.
 std::uint32_t QvTextToDWordToken(const WCHAR* text, const WCHAR** next) noexcept;
-/// The same with decimals. Of the two doubles next to a decimal number it is the outer one, so that the digits as typed
-/// survive a scaling by a power of ten and a cut: 1.001 x 1000 is never 1000.
+/// The same with decimals: a lone sign is the decimal one, even before three digits. Of the two doubles next to a
+/// decimal number it is the outer one, so that the digits as typed survive a scaling by a power of ten and a cut: 1.001
+/// x 1000 is never 1000.
 double QvTextToDoubleToken(const WCHAR* text, const WCHAR** next) noexcept;
 
 /// One value for `QvPrintF`: a whole number, a character or a text.

@@ -30,8 +30,11 @@ bool GroupFollows(const WCHAR* at) noexcept {
 /// One scan over a text.
 class Reader {
  public:
-  Reader(const WCHAR* text, bool blanksGroup) noexcept
-      : at_(text), signs_(CurrentNumberSigns()), blanksGroup_(blanksGroup && IsSpace(signs_.group)) {}
+  Reader(const WCHAR* text, bool blanksGroup, bool decimals) noexcept
+      : at_(text),
+        signs_(CurrentNumberSigns()),
+        blanksGroup_(blanksGroup && IsSpace(signs_.group)),
+        decimals_(decimals) {}
 
   Number Read() noexcept {
     FindStart();
@@ -42,7 +45,7 @@ class Reader {
         Take();
         ++inGroup;
       } else if (number_.digits > 0 && IsGroupSign(*at_) && GroupFollows(at_ + 1) &&
-                 (grouped ? inGroup == 3 : inGroup <= 3)) {
+                 (grouped ? inGroup == 3 : inGroup <= 3 && !IsLone(at_))) {
         inGroup = 0;
         grouped = true;
       } else {
@@ -85,6 +88,11 @@ class Reader {
     if (plain == signs_.group || plain == '\'' || plain == 0x2019) return true;
     return IsSpace(letter) && (blanksGroup_ || (letter != ' ' && IsSpace(signs_.group)));
   }
+  /// Where decimals are expected, a sign that no other one follows parts them, whatever the locale groups by.
+  bool IsLone(const WCHAR* sign) const noexcept {
+    constexpr int kGroup = 3;
+    return decimals_ && IsDecimalSign(*sign) && !(IsDecimalSign(sign[kGroup + 1]) && IsDigit(sign[kGroup + 2]));
+  }
   bool IsDecimalSign(WCHAR letter) const noexcept {
     const WCHAR plain = PlainSign(letter);
     return plain == signs_.decimal || plain == '.' || plain == ',';
@@ -93,13 +101,14 @@ class Reader {
   const WCHAR* at_;
   NumberSigns signs_;
   bool blanksGroup_;
+  bool decimals_;
   int count_ = 0;  // significant digits so far
   Number number_;
 };
 
-Number ReadNumber(const WCHAR* text, const WCHAR** next, bool blanksGroup) noexcept {
+Number ReadNumber(const WCHAR* text, const WCHAR** next, bool blanksGroup, bool decimals) noexcept {
   constexpr WCHAR kNothing = 0;
-  const Number number = Reader(text != nullptr ? text : &kNothing, blanksGroup).Read();
+  const Number number = Reader(text != nullptr ? text : &kNothing, blanksGroup, decimals).Read();
   if (next != nullptr) *next = text != nullptr ? number.end : nullptr;
   return number;
 }
@@ -186,18 +195,18 @@ ShortText QvGetdBStringFixed(std::int32_t value, int decimals, std::int32_t floo
 
 std::int32_t QvTextToLongToken(const WCHAR* text, const WCHAR** next) noexcept {
   using Limits = std::numeric_limits<std::int32_t>;
-  const std::int64_t whole = WholePart(ReadNumber(text, next, true));
+  const std::int64_t whole = WholePart(ReadNumber(text, next, true, false));
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(whole, Limits::min(), Limits::max()));
 }
 
 std::uint32_t QvTextToDWordToken(const WCHAR* text, const WCHAR** next) noexcept {
   using Limits = std::numeric_limits<std::uint32_t>;
-  const std::int64_t whole = WholePart(ReadNumber(text, next, false));
+  const std::int64_t whole = WholePart(ReadNumber(text, next, false, false));
   return static_cast<std::uint32_t>(std::clamp<std::int64_t>(whole, 0, Limits::max()));
 }
 
 double QvTextToDoubleToken(const WCHAR* text, const WCHAR** next) noexcept {
-  const Number number = ReadNumber(text, next, true);
+  const Number number = ReadNumber(text, next, true, true);
   const auto digits = static_cast<double>(number.digits);
   const double scale = kPowersOfTen[static_cast<std::size_t>(number.decimals)];
   double value = digits / scale;

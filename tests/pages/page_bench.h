@@ -3,15 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "frame/interfaces.h"
+#include "frame/row_values.h"
 #include "page_host.h"
 #include "pages/preset_menu.h"
 #include "platform/wide_text.h"
 #include "qvkit/system_controls.h"
 
 namespace korva::test {
+
+inline constexpr int kLogo = 2;
+inline constexpr int kNotice = 32700;
 
 /// The components live as long as the program's tests run.
 class Environment final : public testing::Environment {
@@ -67,28 +74,33 @@ inline HWND Desk() {
 
 class PageBench {
  public:
-  explicit PageBench(ComPtr<IUnknown> with = {})
-      : filter(with ? std::move(with) : Make<CQvChorus>()),
-        chorus(Query<IQvChorusProp2>(filter.Get())),
+  explicit PageBench(const PageCase& which, ComPtr<IUnknown> with = {})
+      : kind(which),
+        filter(with ? std::move(with) : which.Filter()),
         params(Query<IMediaParams>(filter.Get())),
         host(::CreateWindowExW(0, L"STATIC", L"host", WS_CHILD | WS_VISIBLE, 0, 0, 700, 600, Desk(), nullptr, nullptr,
                                nullptr)),
-        page(Query<IPropertyPage>(Make<CQvChorusPropPage>().Get())) {
+        page(which.Page()) {
     page->SetPageSite(&site);
+    filter->QueryInterface(which.property, &property_);
+    static_cast<IUnknown*>(property_)->Release();  // the filter outlives it
+    if (const auto calls = Query<IMediaParamsSetUICallback>(filter.Get()); calls) calls->SetUICallback(&recorder);
   }
   ~PageBench() {
     page.Reset();
+    if (const auto calls = Query<IMediaParamsSetUICallback>(filter.Get()); calls) calls->SetUICallback(nullptr);
     ::DestroyWindow(host);
     Pump();
     EXPECT_EQ(site.references, 0u);
   }
 
-  void Connect() {
-    IUnknown* object = filter.Get();
+  void Connect() { Connect(filter); }
+  void Connect(const ComPtr<IUnknown>& other) {
+    IUnknown* object = other.Get();
     ASSERT_EQ(page->SetObjects(1, &object), S_OK);
   }
   void Activate() {
-    const RECT place = {0, 0, 500, 450};
+    const RECT place = {0, 0, 600, 500};
     ASSERT_EQ(page->Activate(host, &place, FALSE), S_OK);
   }
   PageBench& Open() {
@@ -102,12 +114,15 @@ class PageBench {
   /// A control of the page, or a button of its logo bar.
   HWND operator[](int id) const {
     const HWND direct = ::GetDlgItem(dialog(), id);
-    return direct != nullptr ? direct : ::GetDlgItem(::GetDlgItem(dialog(), 2), id);
+    return direct != nullptr ? direct : ::GetDlgItem(::GetDlgItem(dialog(), kLogo), id);
   }
   std::string Text(int id) const { return TextOf((*this)[id]); }
   bool Enabled(int id) const { return ::IsWindowEnabled((*this)[id]) != 0; }
   bool Checked(int id) const { return Send(id, BM_GETCHECK, 0, 0) == BST_CHECKED; }
   LONG Position(int id) const { return static_cast<LONG>(Send(id, kGetPosition, 0, 0)); }
+  LRESULT Selected(int id) const {
+    return Send(id, CB_GETITEMDATA, static_cast<WPARAM>(Send(id, CB_GETCURSEL, 0, 0)), 0);
+  }
   LRESULT Send(int id, UINT message, WPARAM wparam, LPARAM lparam) const {
     return ::SendMessageW((*this)[id], message, wparam, lparam);
   }
@@ -122,27 +137,44 @@ class PageBench {
     Send(id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(4, 4));
     Send(id, WM_LBUTTONUP, 0, MAKELPARAM(4, 4));
   }
-  /// Types into an edit box and leaves it.
-  void Type(int id, const WCHAR* text) const {
+  /// Goes to an edit box and puts other characters in the place of its text.
+  void Enter(int id, const WCHAR* text) const {
+    ::EnableWindow((*this)[id], TRUE);
     ::SetFocus((*this)[id]);
     Send(id, EM_SETSEL, 0, -1);
     Send(id, WM_CLEAR, 0, 0);
     for (; *text != 0; ++text) Send(id, WM_CHAR, *text, 1);
-    ::SetFocus((*this)[6016]);
+  }
+  void Leave() const { ::SetFocus((*this)[kLogoName]); }
+  void Type(int id, const WCHAR* text) const {
+    Enter(id, text);
+    Leave();
   }
   void Tick() const { ::SendMessageW(dialog(), WM_TIMER, 0, 0); }
-  ChorusParams Params() const {
-    ChorusParams block{};
-    chorus->GetParams(&block);
-    return block;
+  /// Tells the page that the filter holds something new, and lets it catch up.
+  void Notice() const {
+    Command(kNotice, 100);
+    Tick();
   }
 
+  const ParameterAccess& Access(int row) const {
+    return *std::ranges::find(kind.page.access, row, &ParameterAccess::row);
+  }
+  double Get(int row) const { return Access(row).get(property_); }
+  void Set(int row, double value) const { Access(row).set(property_, value); }
+  LONG Whole(int row) const { return static_cast<LONG>(Get(row)); }
+  const ParamDescriptor& Row(int row) const { return kind.page.effect.rows[static_cast<std::size_t>(row)]; }
+
+  const PageCase& kind;
   ComPtr<IUnknown> filter;
-  ComPtr<IQvChorusProp2> chorus;
   ComPtr<IMediaParams> params;
   PageSite site;
+  Recorder recorder;
   HWND host;
   ComPtr<IPropertyPage> page;
+
+ private:
+  void* property_ = nullptr;
 };
 
 }  // namespace korva::test

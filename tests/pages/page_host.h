@@ -1,22 +1,41 @@
-// A host of property pages for the tests and the screenshots: a filter, a page and its site, with or without the
-// system's own frame.
+// A host of property pages for the tests and the screenshots: filters, pages and a site, with or without the system's
+// own frame.
 #pragma once
 
 #include <olectl.h>
 
-#include <atomic>
-#include <utility>
+#include <span>
 
-#include "chorus/chorus_filter.h"
-#include "chorus/chorus_page.h"
 #include "frame/module_text.h"
+#include "pages/page_control.h"
+#include "platform/media_params.h"
+#include "platform/persist.h"
 #include "qvkit/activation_context.h"
 #include "qvkit/controls.h"
 #include "qvkit/help.h"
 #include "qvkit/language.h"
 #include "streaming/com_ptr.h"
+#include "streaming/unknown.h"
 
 namespace korva::test {
+
+/// An effect with a page.
+struct PageCase {
+  const PageDescription& page;
+  IID property;
+  CUnknown* (*makeFilter)(IUnknown* outer);
+  CUnknown* (*makePage)(IUnknown* outer);
+
+  const char* name() const { return page.effect.name; }
+  ComPtr<IUnknown> Filter() const { return ComPtr<IUnknown>(makeFilter(nullptr)->InnerUnknown()); }
+  ComPtr<IPropertyPage> Page() const {
+    return Query<IPropertyPage>(ComPtr<IUnknown>(makePage(nullptr)->InnerUnknown()).Get());
+  }
+};
+
+/// Every effect with a page.
+std::span<const PageCase> Pages();
+const PageCase& PageOf(const char* effect);
 
 /// The components and the control classes of a program, as a module's start makes them.
 class Components {
@@ -67,18 +86,15 @@ class PageSite final : public IPropertyPageSite {
   DWORD lastFlags = 0;
 };
 
-template <class Class>
-ComPtr<IUnknown> Make() {
-  return ComPtr<IUnknown>((new Class(nullptr))->InnerUnknown());
-}
-
 /// Offers a page by its class identifier to the system's frame.
 class PageFactory final : public IClassFactory {
  public:
-  PageFactory() {
-    ::CoRegisterClassObject(kChorusEffect.pageClass, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_);
+  explicit PageFactory(const PageCase& page) : page_(page) {
+    ::CoRegisterClassObject(page.page.effect.pageClass, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_);
   }
   ~PageFactory() { ::CoRevokeClassObject(cookie_); }
+  PageFactory(const PageFactory&) = delete;
+  PageFactory& operator=(const PageFactory&) = delete;
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
     if (iid != InterfaceId<IUnknown>() && iid != InterfaceId<IClassFactory>()) return E_NOINTERFACE;
     *out = this;
@@ -87,11 +103,12 @@ class PageFactory final : public IClassFactory {
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** out) override {
-    return Make<CQvChorusPropPage>()->QueryInterface(iid, out);
+    return page_.Page()->QueryInterface(iid, out);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 
  private:
+  const PageCase& page_;
   DWORD cookie_ = 0;
 };
 

@@ -60,71 +60,116 @@ void ExpectFits(HWND control, const WCHAR* text, bool full = true) {
   EXPECT_LE(full ? needed.bottom : 0, room.height) << ::GetDlgCtrlID(control) << ": " << platform::ToUtf8(text);
 }
 
-TEST(PageLayout, EveryTextFitsInEveryLanguage) {
-  // What values read at their longest.
-  const std::map<int, std::vector<const WCHAR*>> values = {{6022, {L"-59.9 dB", L"-Inf."}},
-                                                           {6023, {L"-59.9 dB"}},
-                                                           {6024, {L"-59.9 dB"}},
-                                                           {6026, {L"3"}},
-                                                           {6028, {L"100 %"}},
-                                                           {6035, {L"100 %"}},
-                                                           {6033, {L"20.00"}},
-                                                           {6039, {L"100.0"}},
-                                                           {6038, {L"10,000"}},
-                                                           {8031, {L"32.000"}}};
-  for (const std::uint32_t locale : kLanguageLocales) {
-    SCOPED_TRACE(locale);
-    Environment::components->Speak(locale);
-    PageBench bench;
-    bench.Open();
-    int texts = 0;
-    for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
-         child = ::GetWindow(child, GW_HWNDNEXT)) {
-      if ((::GetWindowLongPtrW(child, GWL_STYLE) & WS_VISIBLE) == 0) continue;  // there to be spoken
-      WCHAR text[128] = {};
-      ::GetWindowTextW(child, text, 128);
-      const int id = ::GetDlgCtrlID(child);
-      if (id == 2) {
-        ExpectFits(::GetDlgItem(child, kLogoName), text);
-      } else if (IsClass(child, WC_COMBOBOXW)) {
-        for (int item = 0; item < bench.Send(id, CB_GETCOUNT, 0, 0); ++item) {
-          bench.Send(id, CB_GETLBTEXT, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(text));
-          ExpectFits(child, text, false);
-        }
-      } else if (values.contains(id)) {
-        for (const WCHAR* value : values.at(id)) ExpectFits(child, value);
-      } else if (text[0] != 0) {
-        ExpectFits(child, text);
-        ++texts;
-      }
+/// The texts that a readout has room for.
+std::vector<std::wstring> LongestTexts(const PageBench& bench, int id) {
+  std::vector<std::wstring> texts;
+  for (const PageControl& control : bench.kind.page.controls) {
+    if (control.readout.id != id || control.form == nullptr || control.own.show != nullptr) continue;
+    const ParamDescriptor& row = bench.Row(control.row);
+    for (const LONG value : {row.externalMin, row.externalMin + 1, row.externalMax - 1, row.externalMax}) {
+      texts.emplace_back(ShowNumber(*control.form, value, row.externalMin, ModuleLanguage()).Text());
     }
-    EXPECT_EQ(texts, 13);
+  }
+  return texts;
+}
+
+/// The letter that opens a control.
+wchar_t Mnemonic(const std::wstring& text) {
+  for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+    if (text[i] != L'&') continue;
+    if (text[++i] != L'&') return static_cast<wchar_t>(::towupper(text[i]));
+  }
+  return 0;
+}
+
+bool TakesTheKeyboard(HWND child) {
+  return IsClass(child, WC_BUTTONW) || IsClass(child, WC_EDITW) || IsClass(child, WC_COMBOBOXW) ||
+         IsClass(child, kFaderClass) || IsClass(child, kTrackbarClass);
+}
+
+TEST(PageLayout, EveryTextFitsInEveryLanguageAndEveryControlHasAName) {
+  for (const PageCase& kind : Pages()) {
+    for (const std::uint32_t locale : kLanguageLocales) {
+      SCOPED_TRACE(std::string(kind.name()).append(" ").append(std::to_string(locale)));
+      Environment::components->Speak(locale);
+      PageBench bench(kind);
+      bench.Open();
+      std::map<wchar_t, int> mnemonics;
+      for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
+           child = ::GetWindow(child, GW_HWNDNEXT)) {
+        WCHAR text[160] = {};
+        ::GetWindowTextW(child, text, 160);
+        const int id = ::GetDlgCtrlID(child);
+        if (TakesTheKeyboard(child) && !IsClass(child, WC_BUTTONW)) {
+          const HWND previous = ::GetWindow(child, GW_HWNDPREV);
+          EXPECT_TRUE(IsClass(previous, WC_STATICW) && !TextOf(previous).empty()) << id << " has no spoken name";
+        }
+        if ((::GetWindowLongPtrW(child, GWL_STYLE) & WS_VISIBLE) == 0) continue;  // there to be spoken
+        if (const wchar_t letter = id != kLogo ? Mnemonic(text) : 0; letter != 0) {
+          EXPECT_EQ(std::exchange(mnemonics[letter], id), 0) << "and " << id;
+        }
+        if (id == kLogo) {
+          ExpectFits(bench[kLogoName], text);
+        } else if (IsClass(child, WC_COMBOBOXW)) {
+          for (int item = 0; item < bench.Send(id, CB_GETCOUNT, 0, 0); ++item) {
+            bench.Send(id, CB_GETLBTEXT, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(text));
+            ExpectFits(child, text, false);
+          }
+        } else if (text[0] != 0) {
+          ExpectFits(child, text);
+        }
+        for (const std::wstring& value : LongestTexts(bench, id)) ExpectFits(child, value.c_str());
+      }
+      EXPECT_GT(mnemonics.size(), 4u);
+    }
   }
   Environment::components->Speak(1033);
 }
 
-TEST(PageLayout, ControlsKeepApartAndInside) {
-  PageBench bench;
-  bench.Open();
-  RECT dialog = {0, 0, 272, 224};
-  ::MapDialogRect(bench.dialog(), &dialog);
-  RECT client = {};
-  ::GetClientRect(bench.dialog(), &client);
-  EXPECT_EQ(PlaceIn(bench.dialog(), bench[2]).right, client.right) << "the bar goes all across the room there is";
-  std::vector<HWND> children;
-  for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr; child = ::GetWindow(child, GW_HWNDNEXT)) {
-    RECT place = PlaceIn(bench.dialog(), child);
-    if (child == bench[2]) place.right = dialog.right;
-    RECT both = {};
-    ::UnionRect(&both, &dialog, &place);
-    EXPECT_TRUE(::EqualRect(&both, &dialog)) << ::GetDlgCtrlID(child);
-    for (const HWND other : children) {
-      if (child == bench[8032] && other == bench[8031]) continue;  // a spinner shares its box's edge
-      const RECT otherPlace = PlaceIn(bench.dialog(), other);
-      EXPECT_FALSE(::IntersectRect(&both, &place, &otherPlace))
-          << ::GetDlgCtrlID(child) << " lies on " << ::GetDlgCtrlID(other);
+TEST(PageLayout, ControlsKeepApartAndTheTabKeyReachesAll) {
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    PROPPAGEINFO info = {};
+    ASSERT_EQ(bench.page->GetPageInfo(&info), S_OK);
+    ::CoTaskMemFree(info.pszTitle);
+    ::CoTaskMemFree(info.pszHelpFile);
+    const RECT dialog = {0, 0, info.size.cx, info.size.cy};
+    RECT client = {};
+    ::GetClientRect(bench.dialog(), &client);
+    ASSERT_GT(client.right, dialog.right);
+    EXPECT_EQ(PlaceIn(bench.dialog(), bench[kLogo]).right, client.right) << "the bar goes all across the room there is";
+    std::vector<HWND> children, stops = {bench[kLogoName], bench[kHelpItem]};
+    if (bench[kBypassButton] != nullptr) stops.push_back(bench[kBypassButton]);
+    for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
+         child = ::GetWindow(child, GW_HWNDNEXT)) {
+      RECT place = PlaceIn(bench.dialog(), child), both = {};
+      if (child == bench[kLogo]) place.right = dialog.right;
+      ::UnionRect(&both, &dialog, &place);
+      EXPECT_TRUE(::EqualRect(&both, &dialog)) << ::GetDlgCtrlID(child);
+      for (const HWND other : children) {
+        if (IsClass(child, kSpinnerClass) && IsClass(other, WC_EDITW)) continue;  // a spinner shares its box's edge
+        const RECT otherPlace = PlaceIn(bench.dialog(), other);
+        EXPECT_FALSE(::IntersectRect(&both, &place, &otherPlace))
+            << ::GetDlgCtrlID(child) << " lies on " << ::GetDlgCtrlID(other);
+      }
+      children.push_back(child);
+      ::EnableWindow(child, TRUE);
+      if (TakesTheKeyboard(child) && (::GetWindowLongPtrW(child, GWL_STYLE) & WS_TABSTOP) != 0) stops.push_back(child);
     }
-    children.push_back(child);
+    std::vector<HWND> reached;
+    HWND at = ::GetNextDlgTabItem(bench.dialog(), nullptr, FALSE);
+    for (; std::ranges::find(reached, at) == reached.end(); at = ::GetNextDlgTabItem(bench.dialog(), at, FALSE)) {
+      reached.push_back(at);
+    }
+    std::ranges::sort(stops);
+    std::ranges::sort(reached);
+    EXPECT_EQ(reached, stops);
+    for (const PageControl& control : kind.page.controls) {
+      if (control.kind == ControlKind::kComputed || control.kind == ControlKind::kSpinner) continue;
+      EXPECT_TRUE(std::ranges::binary_search(stops, bench[control.id])) << control.id;
+    }
   }
 }
 
@@ -148,11 +193,12 @@ struct Handles {
 TEST(PageLayout, AThousandOpeningsLeaveNothing) {
   constexpr int kWarmUp = 20, kRounds = 1000;
   const auto objects = CBaseObject::ObjectsActive();
-  Handles before = {};
-  Usage used;
-  {
-    PageBench bench;
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
     ::ShowWindow(bench.host, SW_HIDE);
+    Handles before = {};
+    Usage used;
     for (int round = -kWarmUp; round < kRounds; ++round) {
       if (round == 0) {
         Pump();
@@ -168,8 +214,9 @@ TEST(PageLayout, AThousandOpeningsLeaveNothing) {
     }
     const Usage grown = Usage::Now() - used;
     const Handles after = Handles::Now();
-    std::printf("after %d openings: %ld handles, %lld bytes, %ld user objects, %ld drawing objects, handles %+d %+d\n",
-                kRounds, grown.handles, grown.bytes, static_cast<long>(after.users) - static_cast<long>(before.users),
+    std::printf("%s, %d openings: %ld handles, %lld bytes, %ld user objects, %ld drawing objects, handles %+d %+d\n",
+                kind.name(), kRounds, grown.handles, grown.bytes,
+                static_cast<long>(after.users) - static_cast<long>(before.users),
                 static_cast<long>(after.drawings) - static_cast<long>(before.drawings),
                 after.lowestUser - before.lowestUser, after.lowestDrawing - before.lowestDrawing);
     EXPECT_LE(grown.handles, 4);

@@ -1,20 +1,34 @@
-#include <cmath>
 #include <thread>
 
 #include "page_bench.h"
 #include "pages/logo_name.h"
-#include "pages/preset_menu.h"
 #include "qvkit/help.h"
 
+// What every page does, over the list of pages.
 namespace korva::test {
 namespace {
 
 const testing::Environment* const environment = testing::AddGlobalTestEnvironment(new Environment);
 
+/// A value in the range of a row that reads as itself.
+double Middle(const ParamDescriptor& row) {
+  return row.externalMin + (row.externalMax - row.externalMin + 2) / 3;
+}
+
+std::string Shown(const PageBench& bench, const PageControl& control, double value) {
+  return platform::ToUtf8(
+      ShowNumber(*control.form, value, bench.Row(control.row).externalMin, ModuleLanguage()).Text());
+}
+
+bool Slides(const PageControl& control) {
+  return control.kind == ControlKind::kFader || control.kind == ControlKind::kTrackbar;
+}
+
 TEST(Page, CodesOfALifecycle) {
   const auto before = CBaseObject::ObjectsActive();
-  {
-    PageBench bench;
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
     IPropertyPage& page = *bench.page.Get();
     IUnknown* const nothing = nullptr;
     IUnknown* object = bench.filter.Get();
@@ -55,450 +69,517 @@ TEST(Page, CodesOfALifecycle) {
 }
 
 TEST(Page, TellsWhatItIs) {
-  PageBench bench;
-  PROPPAGEINFO info = {};
-  EXPECT_EQ(bench.page->GetPageInfo(nullptr), E_POINTER);
-  ASSERT_EQ(bench.page->GetPageInfo(&info), S_OK);
-  EXPECT_EQ(info.cb, 48u);
-  EXPECT_EQ(platform::ToUtf8(info.pszTitle), "Chorus");
-  EXPECT_EQ(info.pszDocString, nullptr);
-  EXPECT_EQ(info.dwHelpContext, 121u);
-  EXPECT_NE(platform::ToUtf8(info.pszHelpFile).find("\\help\\index.html"), std::string::npos);
-  RECT units = {0, 0, 272, 224};
-  bench.Open();
-  ::MapDialogRect(bench.dialog(), &units);
-  EXPECT_EQ(info.size.cx, units.right);
-  EXPECT_EQ(info.size.cy, units.bottom);
-  WCHAR page[MAX_PATH];
-  ASSERT_NE(QvHelp_PagePath(info.dwHelpContext, info.pszHelpFile, page, MAX_PATH), 0);
-  EXPECT_NE(platform::ToUtf8(page).find("\\help\\chorus.html"), std::string::npos);
-  EXPECT_EQ(QvHelp_PagePath(info.dwHelpContext, info.pszHelpFile, page, 8), 0);
-  ::CoTaskMemFree(info.pszTitle);
-  ::CoTaskMemFree(info.pszHelpFile);
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    PROPPAGEINFO info = {};
+    EXPECT_EQ(bench.page->GetPageInfo(nullptr), E_POINTER);
+    ASSERT_EQ(bench.page->GetPageInfo(&info), S_OK);
+    EXPECT_EQ(info.cb, 48u);
+    EXPECT_EQ(platform::ToUtf8(info.pszTitle), platform::ToUtf8(kind.page.effect.className));
+    EXPECT_EQ(info.pszDocString, nullptr);
+    EXPECT_EQ(info.dwHelpContext, kind.page.helpContext);
+    EXPECT_GT(info.size.cx, 300);
+    WCHAR page[MAX_PATH];
+    ASSERT_NE(QvHelp_PagePath(info.dwHelpContext, info.pszHelpFile, page, MAX_PATH), 0);
+    EXPECT_NE(::GetFileAttributesW(page), INVALID_FILE_ATTRIBUTES) << platform::ToUtf8(page);
+    EXPECT_EQ(QvHelp_PagePath(info.dwHelpContext, info.pszHelpFile, page, 8), 0);
+    bench.Open();
+    EXPECT_EQ(platform::ToUtf8(kind.page.effect.displayName), std::string("KORVA ").append(bench.Text(kLogoName)));
+    ::CoTaskMemFree(info.pszTitle);
+    ::CoTaskMemFree(info.pszHelpFile);
+  }
 }
 
-// What each control starts from, which key moves it, and what the parameter is then.
-const struct Mover {
-  int id;
-  WPARAM key;
-  DWORD row;
-  std::int32_t ChorusParams::*field;
-  LONG start, moved;
-  const char* shown;
-  int readout;
-} kMovers[] = {
-    {6016, VK_DOWN, kChorusInputGain, &ChorusParams::inputGain, 0, -1, "-0.1 dB", 6022},
-    {6016, VK_END, kChorusInputGain, &ChorusParams::inputGain, 0, -600, "-Inf.", 6022},
-    {6020, VK_NEXT, kChorusDryOut, &ChorusParams::dryOut, -60, -70, "-7.0 dB", 6023},
-    {6020, VK_HOME, kChorusDryOut, &ChorusParams::dryOut, -60, 0, "0.0 dB", 6023},
-    {6021, VK_UP, kChorusOut, &ChorusParams::chorusOut, -44, -43, "-4.3 dB", 6024},
-    {6021, VK_DELETE, kChorusOut, &ChorusParams::chorusOut, -44, -60, "-6.0 dB", 6024},
-    {6025, VK_LEFT, kChorusSize, &ChorusParams::chorusSize, 3, 2, "2", 6026},
-    {6027, VK_UP, kChorusFeedback, &ChorusParams::feedback, 0, 1, "1 %", 6028},
-    {6031, VK_RIGHT, kChorusDelay, &ChorusParams::delay, 400, 401, "40.1", 6039},
-    {6032, VK_PRIOR, kChorusModRate, &ChorusParams::modRate, 800, 810, "0.810", 6033},
-    {6032, VK_END, kChorusModRate, &ChorusParams::modRate, 800, 20000, "20.00", 6033},
-    {6034, VK_HOME, kChorusModDepth, &ChorusParams::modDepth, 3, 1, "1 %", 6035},
-    {6037, VK_NEXT, kChorusAttenuationHz, &ChorusParams::attenuationHz, 5000, 4900, "4,900", 6038},
-};
-
+// The rows of the description say where a control ends and where it goes back to.
 TEST(Page, KeysMoveParametersInsideABracket) {
-  for (const Mover& c : kMovers) {
-    SCOPED_TRACE(std::to_string(c.id) + " key " + std::to_string(c.key));
-    PageBench bench;
-    bench.chorus->SetAttenuateHigh(1);
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
     bench.Open();
-    Recorder recorder;
-    Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(&recorder);
-    EXPECT_EQ(bench.Params().*c.field, c.start);
-    bench.Press(c.id, c.key);
-    EXPECT_EQ(bench.Params().*c.field, c.moved);
-    EXPECT_EQ(bench.Text(c.readout), c.shown);
-    const std::string row = std::to_string(c.row);
-    EXPECT_EQ(recorder.Take(),
-              std::string("[").append(row).append(" ").append(row).append("=").append(row).append("]"));
-    EXPECT_GT(bench.site.told, 0);
-    EXPECT_EQ(bench.site.lastFlags, 1u);
-    Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(nullptr);
+    for (const PageControl& control : kind.page.controls) {
+      if (!Slides(control) || control.own.range != nullptr) continue;
+      SCOPED_TRACE(control.id);
+      const ParamDescriptor& row = bench.Row(control.row);
+      const bool upright = control.kind == ControlKind::kFader;
+      const double middle = Middle(row);
+      const double neutral = control.own.reset.value_or(ToBlockUnits(row, row.info.mpdNeutralValue));
+      const struct {
+        WPARAM key;
+        double value;
+      } kKeys[] = {{WPARAM(upright ? VK_DOWN : VK_LEFT), middle - 1},
+                   {WPARAM(upright ? VK_UP : VK_RIGHT), middle + 1},
+                   {WPARAM(upright ? VK_NEXT : VK_NEXT), middle - control.own.page},
+                   {WPARAM(upright ? VK_END : VK_HOME), double(row.externalMin)},
+                   {WPARAM(upright ? VK_HOME : VK_END), double(row.externalMax)},
+                   {VK_DELETE, neutral}};
+      for (const auto& c : kKeys) {
+        SCOPED_TRACE(c.key);
+        if (c.value == middle) continue;
+        bench.Set(control.row, middle);
+        bench.Notice();
+        bench.recorder.Take();
+        bench.site.told = 0;
+        bench.Press(control.id, c.key);
+        const double value = std::clamp<double>(c.value, row.externalMin, row.externalMax);
+        EXPECT_EQ(bench.Get(control.row), value);
+        EXPECT_GT(bench.site.told, 0);
+        EXPECT_EQ(bench.site.lastFlags, 1u);
+        const std::string heard = bench.recorder.Take(), name = std::to_string(control.row);
+        const bool automated = bench.Access(control.row).beginEdit != nullptr;
+        EXPECT_EQ(heard.substr(0, heard.find(' ')), automated ? std::string("[").append(name) : "");
+        EXPECT_EQ(std::ranges::count(heard, '['), automated ? 1 : 0) << heard;
+        EXPECT_EQ(std::ranges::count(heard, ']'), automated ? 1 : 0) << heard;
+        if (control.own.show == nullptr) {
+          EXPECT_EQ(bench.Text(control.readout.id), Shown(bench, control, value));
+        }
+      }
+    }
   }
 }
 
 TEST(Page, MouseDragsTheThumbAndTheSiteIsToldAtTheEnd) {
-  PageBench bench;
-  bench.Open();
-  Recorder recorder;
-  Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(&recorder);
-  for (const int id : {6020, 6031}) {
-    RECT thumb = {};
-    bench.Send(id, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
-    const int x = (thumb.left + thumb.right) / 2, y = (thumb.top + thumb.bottom) / 2;
-    const ChorusParams before = bench.Params();
-    recorder.Take();
-    bench.site.told = 0;
-    BYTE keys[256] = {};
-    keys[VK_LBUTTON] = 0x80;
-    ::SetKeyboardState(keys);
-    bench.Send(id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
-    EXPECT_EQ(recorder.Take().substr(0, 1), "[");
-    for (int step = 1; step <= 10; ++step) {
-      bench.Send(id, WM_MOUSEMOVE, MK_LBUTTON, id == 6020 ? MAKELPARAM(x, y + step) : MAKELPARAM(x + step, y));
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    for (const ControlKind sort : {ControlKind::kFader, ControlKind::kTrackbar}) {
+      const auto control = std::ranges::find_if(kind.page.controls, [&](const PageControl& slider) {
+        return slider.kind == sort && bench.Row(slider.row).externalMax - bench.Row(slider.row).externalMin > 40;
+      });
+      if (control == kind.page.controls.end()) continue;
+      SCOPED_TRACE(control->id);
+      const bool upright = sort == ControlKind::kFader;
+      bench.Set(control->row, Middle(bench.Row(control->row)));
+      bench.Notice();
+      RECT thumb = {};
+      bench.Send(control->id, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+      const int x = (thumb.left + thumb.right) / 2, y = (thumb.top + thumb.bottom) / 2;
+      const double before = bench.Get(control->row);
+      const bool automated = bench.Access(control->row).beginEdit != nullptr;
+      bench.recorder.Take();
+      bench.site.told = 0;
+      BYTE keys[256] = {};
+      keys[VK_LBUTTON] = 0x80;
+      ::SetKeyboardState(keys);
+      bench.Send(control->id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
+      EXPECT_EQ(bench.recorder.Take().substr(0, 1), automated ? "[" : "");
+      for (int step = 1; step <= 10; ++step) {
+        bench.Send(control->id, WM_MOUSEMOVE, MK_LBUTTON, upright ? MAKELPARAM(x, y - step) : MAKELPARAM(x + step, y));
+      }
+      EXPECT_EQ(bench.site.told, 0);
+      EXPECT_EQ(bench.recorder.Take().find_first_of("[]"), std::string::npos);
+      keys[VK_LBUTTON] = 0;
+      ::SetKeyboardState(keys);
+      bench.Send(control->id, WM_LBUTTONUP, 0, upright ? MAKELPARAM(x, y - 10) : MAKELPARAM(x + 10, y));
+      EXPECT_GT(bench.site.told, 0);
+      const std::string heard = bench.recorder.Take();
+      EXPECT_EQ(heard.empty() ? ' ' : heard.back(), automated ? ']' : ' ');
+      EXPECT_GT(bench.Get(control->row), before);
     }
-    EXPECT_EQ(bench.site.told, 0);
-    EXPECT_EQ(recorder.Take().find_first_of("[]"), std::string::npos);
-    keys[VK_LBUTTON] = 0;
-    ::SetKeyboardState(keys);
-    bench.Send(id, WM_LBUTTONUP, 0, id == 6020 ? MAKELPARAM(x, y + 10) : MAKELPARAM(x + 10, y));
-    EXPECT_GT(bench.site.told, 0);
-    EXPECT_EQ(recorder.Take().back(), ']');
-    if (id == 6020) {
-      EXPECT_LT(bench.Params().dryOut, before.dryOut);
-    } else {
-      EXPECT_GT(bench.Params().delay, before.delay);
-    }
-    bench.Send(id, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(x, y));
-    EXPECT_EQ(id == 6020 ? bench.Params().dryOut : bench.Params().delay, id == 6020 ? -60 : 500);
-  }
-  Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(nullptr);
-}
-
-TEST(Page, ARateHasTwoSlopes) {
-  const struct {
-    LONG rate, position;
-    const char* shown;
-    LONG back;  // after the thumb was taken and let go at that position
-  } kCases[] = {
-      {1, 1, "0.001", 1},
-      {9999, 9999, "9.999", 9999},
-      {10000, 10000, "10.00", 10000},
-      {10005, 10000, "10.00", 10000},
-      {10010, 10001, "10.01", 10010},
-      {20000, 11000, "20.00", 20000},
-  };
-  PageBench bench;
-  bench.Open();
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.rate);
-    bench.chorus->SetModRate(c.rate);
-    bench.Command(32700, 100);
-    EXPECT_EQ(bench.Position(6032), c.position);
-    EXPECT_EQ(bench.Text(6033), c.shown);
-    bench.Type(6033, L"");
-    bench.chorus->SetModRate(c.rate);
-    bench.Command(32700, 100);
-    bench.Command(6033, EN_KILLFOCUS);
-    EXPECT_EQ(bench.Params().modRate, c.rate) << "a look at the box changed it";
-    const auto bar = reinterpret_cast<LPARAM>(bench[6032]);
-    ::SendMessageW(bench.dialog(), WM_HSCROLL, MAKEWPARAM(SB_THUMBPOSITION, 0), bar);
-    ::SendMessageW(bench.dialog(), WM_HSCROLL, MAKEWPARAM(SB_ENDSCROLL, 0), bar);
-    EXPECT_EQ(bench.Params().modRate, c.back);
   }
 }
 
-TEST(Page, TypedTextsAreReadCutAndWrittenBack) {
-  const struct {
-    int id;
-    const WCHAR* text;
-    std::int32_t ChorusParams::*field;
-    LONG value;
-    const char* shown;
-    LONG position;
-  } kCases[] = {
-      {6033, L"0.0004", &ChorusParams::modRate, 1, "0.001", 1},
-      {6033, L"1,5", &ChorusParams::modRate, 1500, "1.500", 1500},
-      {6033, L"1.001", &ChorusParams::modRate, 1001, "1.001", 1001},
-      {6033, L"15 Hz", &ChorusParams::modRate, 15000, "15.00", 10500},
-      {6033, L"-3", &ChorusParams::modRate, 1, "0.001", 1},
-      {6033, L"9999999999", &ChorusParams::modRate, 20000, "20.00", 11000},
-      {6039, L"12.34", &ChorusParams::delay, 123, "12.3", 123},
-      {6039, L"nothing", &ChorusParams::delay, 1, "0.1", 1},
-      {6038, L"1,234.9", &ChorusParams::attenuationHz, 1234, "1,234", 1234},
-      {6038, L"", &ChorusParams::attenuationHz, 100, "100", 100},
-      {8031, L"2.5", &ChorusParams::modPeriodMultiplier, 2500, "2.500", 2500},
-      {8031, L"1234567890123", &ChorusParams::modPeriodMultiplier, 32000, "32.000", 32000},
-  };
-  PageBench bench;
-  bench.chorus->SetAttenuateHigh(1);
-  bench.Open();
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(platform::ToUtf8(c.text));
-    bench.chorus->SetTempoSync(c.id == 8031 ? 1 : 0);
-    bench.Command(32700);
-    bench.Tick();
-    bench.site.told = 0;
-    bench.Type(c.id, c.text);
-    EXPECT_EQ(bench.Params().*c.field, c.value);
-    EXPECT_EQ(bench.Text(c.id), c.shown);
-    EXPECT_EQ(bench.Position(c.id == 6033 ? 6032 : c.id == 6039 ? 6031 : c.id == 6038 ? 6037 : 8032), c.position);
-    EXPECT_EQ(bench.site.told, 1);
-  }
-  // A notice about something else leaves a text in the making alone; closing the page takes it as meant.
-  ::SetFocus(bench[6039]);
-  bench.Send(6039, EM_SETSEL, 0, -1);
-  for (const WCHAR letter : {L'7', L'7'}) bench.Send(6039, WM_CHAR, static_cast<WPARAM>(letter), 1);
-  bench.params->SetParam(kChorusFeedback, 12.0f);
-  Pump();
-  EXPECT_EQ(bench.Text(6039), "77");
-  EXPECT_EQ(bench.Text(6028), "12 %");
-  EXPECT_EQ(bench.page->Deactivate(), S_OK);
-  EXPECT_EQ(bench.Params().delay, 770);
-}
-
-TEST(Page, ChecksListsAndSpinnerSetTheirParameters) {
-  PageBench bench;
-  bench.Open();
-  Recorder recorder;
-  Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(&recorder);
-  const struct {
-    int id;
-    std::int32_t ChorusParams::*field;
-  } kChecks[] = {{6029, &ChorusParams::invertChorus},
-                 {6030, &ChorusParams::invertFeedback},
-                 {6036, &ChorusParams::attenuateHigh},
-                 {8005, &ChorusParams::tempoSync},
-                 {41003, &ChorusParams::bypass}};
-  for (const auto& c : kChecks) {
-    SCOPED_TRACE(c.id);
-    ::EnableWindow(bench[c.id], TRUE);
-    for (const LONG expected : {1, 0, 1}) {
-      bench.Click(c.id);
-      EXPECT_EQ(bench.Params().*c.field, expected);
-      EXPECT_EQ(bench.Checked(c.id), expected != 0);
+TEST(Page, TypedTextsAreReadAndWrittenBack) {
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    for (const PageControl& control : kind.page.controls) {
+      if (!control.readout.box || control.own.read != nullptr || control.own.range != nullptr) continue;
+      const ParamDescriptor& row = bench.Row(control.row);
+      const auto number = ShowNumber(*control.form, Middle(row), row.externalMin, ModuleLanguage());
+      const struct {
+        const WCHAR* text;
+        double value;
+      } kTexts[] = {{number.Text(), Middle(row)},
+                    {L"9999999999", double(row.externalMax)},
+                    {L"nothing", std::max(0.0, double(row.externalMin))}};
+      for (const auto& c : kTexts) {
+        SCOPED_TRACE(std::to_string(control.id) + " " + platform::ToUtf8(c.text));
+        bench.Notice();
+        bench.site.told = 0;
+        bench.Type(control.readout.id, c.text);
+        EXPECT_EQ(bench.Get(control.row), c.value);
+        EXPECT_EQ(bench.Text(control.readout.id), Shown(bench, control, c.value));
+        EXPECT_EQ(bench.site.told, 1);
+      }
+      // What the page would show anyway leaves the value, and says nothing to anybody.
+      bench.site.told = 0;
+      const ShortText same = ShowNumber(*control.form, bench.Get(control.row), row.externalMin, ModuleLanguage());
+      bench.Type(control.readout.id, same.Text());
+      EXPECT_EQ(bench.site.told, 0);
     }
   }
-  recorder.Take();
-  ASSERT_EQ(bench.Send(8033, CB_GETCOUNT, 0, 0), 19);
-  bench.Send(8033, CB_SHOWDROPDOWN, TRUE, 0);
-  EXPECT_EQ(recorder.Take(), "[13");
-  bench.Press(8033, VK_UP);
-  EXPECT_EQ(bench.Params().modPeriodNote, 17);
-  bench.Send(8033, CB_SHOWDROPDOWN, FALSE, 0);
-  EXPECT_EQ(recorder.Take(), " 13=13]");
-  const struct {
-    WPARAM key;
-    LONG value;
-  } kSteps[] = {{VK_UP, 1001}, {VK_PRIOR, 2001}, {VK_DOWN, 2000}, {VK_NEXT, 1000}, {VK_NEXT, 1}};
-  for (const auto& c : kSteps) {
-    bench.Press(8031, c.key);
-    EXPECT_EQ(bench.Params().modPeriodMultiplier, c.value);
-    EXPECT_EQ(recorder.Take(), "[14 14=14]");
+}
+
+/// A page on which a box can be typed into, with that box.
+struct Typing {
+  explicit Typing(PageBench& bench) {
+    for (const PageControl& row : bench.kind.page.controls) {
+      if (row.readout.box && row.own.read == nullptr && row.own.range == nullptr) control = &row;
+    }
+    if (control == nullptr) return;
+    text = ShowNumber(*control->form, Middle(bench.Row(control->row)), 0, ModuleLanguage());
   }
-  EXPECT_EQ(bench.Text(8031), "0.001");
-  RECT arrows = {};
-  ::GetClientRect(bench[8032], &arrows);
-  bench.Send(8032, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(arrows.right / 2, 2));
-  bench.Send(8032, WM_LBUTTONUP, 0, MAKELPARAM(arrows.right / 2, 2));
-  EXPECT_EQ(bench.Params().modPeriodMultiplier, 2);
-  EXPECT_EQ(recorder.Take(), "[14 14=14]");
-  Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(nullptr);
+  const PageControl* control = nullptr;
+  ShortText text;
+};
+
+TEST(Page, AnUnfinishedTextBelongsToItsFilter) {
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    const Typing typing(bench);
+    if (typing.control == nullptr) continue;
+    const int row = typing.control->row, box = typing.control->readout.id;
+    const double value = Middle(bench.Row(row)), old = bench.Get(row);
+    ASSERT_NE(value, old);
+    // Another object in its place, none in its place, and the page's end all leave it with the one it was typed for.
+    for (const int way : {0, 1, 2}) {
+      SCOPED_TRACE(way);
+      bench.Set(row, old);
+      bench.Open();
+      const PageBench other(kind);
+      bench.Enter(box, typing.text.Text());
+      if (way == 0) bench.Connect(other.filter);
+      if (way == 1) {
+        EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+      }
+      if (way == 2) {
+        EXPECT_EQ(bench.page->Deactivate(), S_OK);
+      }
+      EXPECT_EQ(bench.Get(row), value);
+      if (way != 2) bench.Leave();
+      EXPECT_EQ(other.Get(row), old);
+      if (way != 2) {
+        EXPECT_EQ(bench.page->Deactivate(), S_OK);
+      }
+      if (way != 1) {
+        EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+      }
+    }
+    // A notice leaves it alone; a preset chosen over it wins, without its value ever reaching the filter.
+    bench.Set(row, old);
+    bench.Open();
+    bench.Enter(box, typing.text.Text());
+    bench.Command(kNotice);
+    EXPECT_EQ(bench.Text(box), platform::ToUtf8(typing.text.Text()));
+    bench.recorder.Take();
+    bench.Command(kFirstPresetItem);
+    EXPECT_EQ(bench.Get(row), old);
+    const std::string heard = bench.recorder.Take(), opening = std::string("[").append(std::to_string(row)).append(" ");
+    EXPECT_EQ(heard.find(opening), heard.rfind(opening)) << "the preset's own change alone: " << heard;
+    EXPECT_NE(bench.Text(box), platform::ToUtf8(typing.text.Text()));
+    // Typed as the page shows it anyway, it is not in the way of what comes from outside.
+    ShortText shown = ShowNumber(*typing.control->form, old, 0, ModuleLanguage());
+    bench.Enter(box, shown.Text());
+    bench.Set(row, value);
+    bench.Command(kNotice);
+    EXPECT_EQ(bench.Text(box), platform::ToUtf8(typing.text.Text()));
+  }
+}
+
+TEST(Page, ChecksListsAndSpinnersSetTheirParameters) {
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    for (const PageControl& control : kind.page.controls) {
+      if (control.kind == ControlKind::kCheck) bench.Set(control.row, 1);  // what tempo and filters enable
+    }
+    bench.Notice();
+    for (const PageControl& control : kind.page.controls) {
+      SCOPED_TRACE(control.id);
+      if (control.row == kNoRow) continue;
+      const ParamDescriptor& row = bench.Row(control.row);
+      const bool automated = bench.Access(control.row).beginEdit != nullptr;
+      const std::string name = std::to_string(control.row);
+      bench.recorder.Take();
+      if (control.kind == ControlKind::kCheck || control.kind == ControlKind::kBypass) {
+        ::EnableWindow(bench[control.id], TRUE);
+        const LONG start = bench.Whole(control.row);
+        for (const LONG expected : {1 - start, start}) {
+          bench.Click(control.id);
+          EXPECT_EQ(bench.Whole(control.row), expected);
+          EXPECT_EQ(bench.Checked(control.id), expected != 0);
+        }
+      } else if (control.kind == ControlKind::kList) {
+        ASSERT_EQ(bench.Send(control.id, CB_GETCOUNT, 0, 0), row.externalMax - row.externalMin + 1);
+        bench.Set(control.row, row.externalMax);
+        bench.Notice();
+        bench.recorder.Take();
+        bench.Send(control.id, CB_SHOWDROPDOWN, TRUE, 0);
+        EXPECT_EQ(bench.recorder.Take(), automated ? std::string("[").append(name) : "");
+        bench.Press(control.id, VK_UP);
+        EXPECT_EQ(bench.Whole(control.row), row.externalMax - 1);
+        bench.Send(control.id, CB_SHOWDROPDOWN, FALSE, 0);
+        EXPECT_EQ(bench.Whole(control.row), row.externalMax - 1);
+        if (automated) {
+          EXPECT_EQ(bench.recorder.Take(), std::string(" ").append(name).append("=").append(name).append("]"));
+        }
+        // Escape takes back what the arrow keys chose.
+        bench.Send(control.id, CB_SHOWDROPDOWN, TRUE, 0);
+        bench.Press(control.id, VK_UP);
+        BYTE keys[256] = {};
+        keys[VK_ESCAPE] = 0x80;
+        ::SetKeyboardState(keys);
+        bench.Press(control.id, VK_ESCAPE);
+        keys[VK_ESCAPE] = 0;
+        ::SetKeyboardState(keys);
+        Pump();
+        EXPECT_EQ(bench.Whole(control.row), row.externalMax - 1);
+        EXPECT_EQ(bench.Selected(control.id), row.externalMax - 1);
+        EXPECT_EQ(bench.recorder.Take().empty(), !automated);
+      } else if (control.kind == ControlKind::kSpinner) {
+        const LONG step = control.own.page;
+        const auto heard = std::string("[").append(name).append(" ").append(name).append("=").append(name).append("]");
+        const struct {
+          WPARAM key;
+          LONG value;
+        } kSteps[] = {{VK_UP, step + 1}, {VK_PRIOR, 2 * step + 1}, {VK_DOWN, 2 * step}, {VK_NEXT, step}, {VK_NEXT, 1}};
+        bench.Set(control.row, step);
+        bench.Notice();
+        bench.recorder.Take();
+        for (const auto& c : kSteps) {
+          bench.Press(control.readout.id, c.key);
+          EXPECT_EQ(bench.Whole(control.row), c.value);
+          EXPECT_EQ(bench.recorder.Take(), heard);
+        }
+        RECT arrows = {};
+        ::GetClientRect(bench[control.id], &arrows);
+        ::EnableWindow(bench[control.id], TRUE);
+        bench.Send(control.id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(arrows.right / 2, 2));
+        bench.Send(control.id, WM_LBUTTONUP, 0, MAKELPARAM(arrows.right / 2, 2));
+        EXPECT_EQ(bench.Whole(control.row), 2);
+        EXPECT_EQ(bench.recorder.Take(), heard);
+      } else if (control.kind == ControlKind::kRadios) {
+        bench.Click(control.id + 1);
+        bench.Click(control.id);
+        EXPECT_EQ(bench.Whole(control.row), row.externalMin);
+      }
+    }
+  }
+}
+
+/// What a control shows of its parameter.
+LONG Held(const PageBench& bench, const PageControl& control) {
+  switch (control.kind) {
+    case ControlKind::kList:
+      return static_cast<LONG>(bench.Selected(control.id));
+    case ControlKind::kCheck:
+    case ControlKind::kBypass:
+      return bench.Checked(control.id) ? 1 : 0;
+    default:
+      return bench.Position(control.id);
+  }
 }
 
 TEST(Page, FollowsWhatOthersSet) {
-  PageBench bench;
-  bench.Open();
-  const struct {
-    DWORD row;
-    float value;
-    int control;  // whose position, check or selection is
-    LONG position;
-    int readout;
-    const char* shown;
-  } kCases[] = {
-      {kChorusInputGain, -20.0f, 6016, -200, 6022, "-20.0 dB"},
-      {kChorusDryOut, -60.0f, 6020, -600, 6023, "-Inf."},
-      {kChorusOut, 0.0f, 6021, 0, 6024, "0.0 dB"},
-      {kChorusSize, 1.0f, 6025, 1, 6026, "1"},
-      {kChorusFeedback, 99.0f, 6027, 99, 6028, "99 %"},
-      {kChorusDelay, 12.5f, 6031, 125, 6039, "12.5"},
-      {kChorusModRate, 15.0f, 6032, 10500, 6033, "15.00"},
-      {kChorusModDepth, 7.0f, 6034, 7, 6035, "7 %"},
-      {kChorusAttenuationHz, 10000.0f, 6037, 10000, 6038, "10,000"},
-      {kChorusModPeriodMultiplier, 0.5f, 8032, 500, 8031, "0.500"},
-      {kChorusInvertChorus, 1.0f, 6029, 1, 0, ""},
-      {kChorusInvertFeedback, 1.0f, 6030, 1, 0, ""},
-      {kChorusAttenuateHigh, 1.0f, 6036, 1, 0, ""},
-      {kChorusTempoSync, 1.0f, 8005, 1, 0, ""},
-      {kChorusBypass, 1.0f, 41003, 1, 0, ""},
-      {kChorusModPeriodNote, 3.0f, 8033, 3, 0, ""},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.control);
-    bench.params->SetParam(c.row, c.value);
-    Pump();
-    const UINT ask = c.control == 8033 ? CB_GETCURSEL : c.readout != 0 ? kGetPosition : BM_GETCHECK;
-    EXPECT_EQ(bench.Send(c.control, ask, 0, 0), c.position);
-    EXPECT_EQ(bench.Text(c.readout), c.shown);
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    for (const PageControl& control : kind.page.controls) {
+      const bool alone = control.own.before == nullptr && control.own.range == nullptr;
+      if (control.row == kNoRow || control.kind == ControlKind::kRadios || control.kind == ControlKind::kEditBox)
+        continue;
+      SCOPED_TRACE(control.id);
+      const ParamDescriptor& row = bench.Row(control.row);
+      for (const double value : {double(row.externalMin), Middle(row), double(row.externalMax)}) {
+        if (!alone) continue;
+        if (bench.params) {
+          bench.params->SetParam(static_cast<DWORD>(control.row), ToTableUnits(row, static_cast<std::int32_t>(value)));
+        } else {
+          bench.Set(control.row, value);
+          bench.Command(kNotice);
+        }
+        Pump();
+        const double position = control.own.toPosition != nullptr ? control.own.toPosition(value) : value;
+        EXPECT_EQ(Held(bench, control), static_cast<LONG>(position));
+        if (control.form != nullptr && control.own.show == nullptr) {
+          EXPECT_EQ(bench.Text(control.readout.id), Shown(bench, control, value));
+        }
+      }
+      // An open list holds still, and catches up when it closes.
+      if (control.kind != ControlKind::kList) continue;
+      bench.Send(control.id, CB_SHOWDROPDOWN, TRUE, 0);
+      bench.Set(control.row, row.externalMin);
+      bench.Command(kNotice, 100);
+      EXPECT_EQ(bench.Selected(control.id), row.externalMax);
+      bench.Send(control.id, CB_SHOWDROPDOWN, FALSE, 0);
+      Pump();
+      EXPECT_EQ(bench.Selected(control.id), row.externalMin);
+    }
   }
-  Query<IStaticFilterPreset>(bench.filter.Get())->SetPreset(3);
-  Pump();
-  EXPECT_EQ(bench.Text(6028), "70 %");
-  EXPECT_EQ(bench.Position(6025), 1);
-  EXPECT_FALSE(bench.Checked(41003));
-  // By the menu's items: the first goes with row 1.
-  bench.Command(40500 + 22);
-  EXPECT_EQ(bench.Text(6028), "90 %");
-  // An open list holds still, and catches up when it closes.
-  bench.Send(8033, CB_SHOWDROPDOWN, TRUE, 0);
-  bench.params->SetParam(kChorusModPeriodNote, 7.0f);
-  Pump();
-  EXPECT_EQ(bench.Send(8033, CB_GETCURSEL, 0, 0), 18);
-  bench.Send(8033, CB_SHOWDROPDOWN, FALSE, 0);
-  Pump();
-  EXPECT_EQ(bench.Send(8033, CB_GETCURSEL, 0, 0), 7);
 }
 
 TEST(Page, FollowsEnvelopesWhileAStreamRuns) {
-  PageBench bench;
-  bench.Open();
-  const auto direct = Query<IQvAudioTransformFloat>(bench.filter.Get());
-  MP_ENVELOPE_SEGMENT rise = {0, 10'000'000, 1.0f, 100.0f, MP_CURVE_LINEAR, 0};
-  MP_ENVELOPE_SEGMENT jump = {0, 10'000'000, 5.0f, 5.0f, MP_CURVE_JUMP, 0};
-  ASSERT_EQ(bench.params->AddEnvelope(kChorusDelay, 1, &rise), S_OK);
-  ASSERT_EQ(bench.params->AddEnvelope(kChorusModPeriodNote, 1, &jump), S_OK);
-  bench.Tick();
-  EXPECT_TRUE(bench.Enabled(6039)) << "nothing runs yet";
-  ASSERT_EQ(direct->FloatStart(2, 44100), S_OK);
-  ASSERT_EQ(direct->FloatReset(1), S_OK);
-  std::vector<float> sound(2 * 22050);
-  ASSERT_EQ(direct->FloatProcess(sound.data(), 22050, 0), S_OK);
-  bench.Send(8033, CB_SHOWDROPDOWN, TRUE, 0);
-  const LRESULT shown = bench.Send(8033, CB_GETCURSEL, 0, 0);
-  bench.Tick();
-  EXPECT_NEAR(bench.Position(6031), 500, 15);
-  EXPECT_NEAR(std::stod(bench.Text(6039)), 50.0, 1.5);
-  EXPECT_FALSE(bench.Enabled(6039)) << "automation owns it";
-  EXPECT_EQ(bench.Send(8033, CB_GETCURSEL, 0, 0), shown) << "an open list is not pulled away";
-  bench.Send(8033, CB_SHOWDROPDOWN, FALSE, 0);
-  bench.Tick();
-  EXPECT_EQ(bench.Send(8033, CB_GETCURSEL, 0, 0), 5);
-  ASSERT_EQ(direct->FloatStop(), S_OK);
-  bench.Tick();
-  EXPECT_TRUE(bench.Enabled(6039));
-}
-
-/// A song for the tempo, as far as its presence goes.
-class Song final : public IMfxTempoMap, public IMfxMeterMap {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    *out = iid == InterfaceId<IMfxTempoMap>()   ? static_cast<void*>(static_cast<IMfxTempoMap*>(this))
-           : iid == InterfaceId<IMfxMeterMap>() ? static_cast<void*>(static_cast<IMfxMeterMap*>(this))
-                                                : nullptr;
-    return *out != nullptr ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  LONG STDMETHODCALLTYPE TicksToMsecs(LONG ticks) override { return ticks; }
-  LONG STDMETHODCALLTYPE MsecsToTicks(LONG milliseconds) override { return milliseconds; }
-  int STDMETHODCALLTYPE GetTicksPerQuarterNote() override { return 500; }
-  int STDMETHODCALLTYPE GetTempoIndexForTime(LONG) override { return 0; }
-  int STDMETHODCALLTYPE GetTempoCount() override { return 0; }
-  HRESULT STDMETHODCALLTYPE GetTempoAt(int, LONG*, int*) override { return E_FAIL; }
-  HRESULT STDMETHODCALLTYPE TicksToMBT(LONG, int*, int*, int*) override { return E_FAIL; }
-  LONG STDMETHODCALLTYPE MBTToTicks(int, int, int) override { return 0; }
-  int STDMETHODCALLTYPE GetMeterIndexForTime(LONG) override { return 0; }
-  int STDMETHODCALLTYPE GetMeterCount() override { return 0; }
-  HRESULT STDMETHODCALLTYPE GetMeterAt(int, int*, int*, int*) override { return E_FAIL; }
-};
-
-TEST(Page, TempoAndFilterGroupsTakeTurns) {
-  PageBench bench;
-  bench.Open();
-  EXPECT_FALSE(bench.Enabled(8005)) << "no song";
-  EXPECT_EQ(bench.page->Deactivate(), S_OK);
-  Song song;
-  Query<IMfxSoftSynth>(bench.filter.Get())->Connect(static_cast<IMfxTempoMap*>(&song));
-  bench.Activate();
-  EXPECT_TRUE(bench.Enabled(8005));
-  for (const bool sync : {true, false}) {
-    bench.Click(8005);
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    if (!bench.params) continue;
+    bench.Open();
+    const auto direct = Query<IQvAudioTransformFloat>(bench.filter.Get());
+    for (const PageControl& control : kind.page.controls) {
+      const float value =
+          ToTableUnits(bench.Row(control.row), static_cast<std::int32_t>(Middle(bench.Row(control.row))));
+      MP_ENVELOPE_SEGMENT jump = {0, 10'000'000, value, value, MP_CURVE_JUMP, 0};
+      ASSERT_EQ(bench.params->AddEnvelope(static_cast<DWORD>(control.row), 1, &jump), S_OK);
+    }
+    ASSERT_EQ(direct->FloatStart(2, 44100), S_OK);
+    ASSERT_EQ(direct->FloatReset(1), S_OK);
+    std::vector<float> sound(2 * 4410);
+    ASSERT_EQ(direct->FloatProcess(sound.data(), 4410, 0), S_OK);
+    for (const int tick : {1, 2}) {
+      bench.Tick();
+      for (const PageControl& control : kind.page.controls) {
+        SCOPED_TRACE(std::to_string(tick) + ": " + std::to_string(control.id));
+        EXPECT_EQ(Held(bench, control), static_cast<LONG>(Middle(bench.Row(control.row))));
+        if (control.readout.box) {
+          EXPECT_FALSE(bench.Enabled(control.readout.id)) << "automation owns it";
+        }
+      }
+    }
+    ASSERT_EQ(direct->FloatStop(), S_OK);
     bench.Tick();
-    for (const int id : {6032, 6033, 6047}) EXPECT_EQ(bench.Enabled(id), !sync) << id;
-    for (const int id : {8031, 8032, 8033, 6049}) EXPECT_EQ(bench.Enabled(id), sync) << id;
+    for (const PageControl& control : kind.page.controls) {
+      if (control.readout.box) {
+        EXPECT_EQ(bench.Enabled(control.readout.id), bench.Enabled(control.id)) << control.id;
+      }
+    }
   }
-  bench.Click(6036);
-  EXPECT_TRUE(bench.Enabled(6037));
-  bench.Click(6036);
-  EXPECT_FALSE(bench.Enabled(6037));
-  EXPECT_FALSE(bench.Enabled(6038)) << "the box had not followed yet";
-  bench.Click(6036);
-  bench.Tick();
-  EXPECT_TRUE(bench.Enabled(6038));
 }
 
 TEST(Page, TwoPagesOnAFilterAndAThirdThatWaits) {
-  PageBench first;
-  PageBench second(first.filter), third(first.filter);
-  first.Open();
-  second.Open();
-  third.Open();
-  first.params->SetParam(kChorusFeedback, 33.0f);
-  Pump();
-  EXPECT_EQ(first.Text(6028), "33 %");
-  EXPECT_EQ(second.Text(6028), "33 %");
-  EXPECT_EQ(third.Text(6028), "0 %") << "the filter tells two windows";
-  EXPECT_EQ(first.page->Deactivate(), S_OK);
-  third.Tick();
-  EXPECT_EQ(third.Text(6028), "33 %");
-  first.params->SetParam(kChorusFeedback, 44.0f);
-  Pump();
-  EXPECT_EQ(second.Text(6028), "44 %");
-  EXPECT_EQ(third.Text(6028), "44 %");
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench first(kind), second(kind, first.filter), third(kind, first.filter);
+    if (!first.params) continue;
+    const auto& control = *std::ranges::find(kind.page.controls, ControlKind::kFader, &PageControl::kind);
+    const auto shown = [&](const PageBench& bench) { return bench.Position(control.id); };
+    const auto set = [&](float decibels) { first.params->SetParam(static_cast<DWORD>(control.row), decibels); };
+    first.Open();
+    second.Open();
+    third.Open();
+    set(-3.0F);
+    Pump();
+    EXPECT_EQ(shown(first), -30);
+    EXPECT_EQ(shown(second), -30);
+    EXPECT_NE(shown(third), -30) << "the filter tells two windows";
+    EXPECT_EQ(first.page->Deactivate(), S_OK);
+    third.Tick();
+    EXPECT_EQ(shown(third), -30);
+    set(-4.0F);
+    Pump();
+    EXPECT_EQ(shown(second), -40);
+    EXPECT_EQ(shown(third), -40);
+  }
 }
 
 TEST(Page, ConnectsAndOpensInEitherOrder) {
-  PageBench bench;
-  bench.Activate();
-  EXPECT_EQ(bench.Text(6022), "");
-  bench.Command(6029);
-  bench.Tick();
-  bench.Press(6016, VK_DOWN);
-  bench.Connect();
-  EXPECT_EQ(bench.Text(6022), "0.0 dB");
-  bench.params->SetParam(kChorusFeedback, 33.0f);
-  Pump();
-  EXPECT_EQ(bench.Text(6028), "33 %");
-  EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
-  bench.params->SetParam(kChorusFeedback, 44.0f);
-  Pump();
-  EXPECT_EQ(bench.Text(6028), "33 %") << "let go of";
-  const auto other = Make<CQvChorus>();
-  IUnknown* object = other.Get();
-  EXPECT_EQ(bench.page->SetObjects(1, &object), S_OK);
-  EXPECT_EQ(bench.Text(6028), "0 %");
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Activate();
+    for (const PageControl& control : kind.page.controls) {
+      if (control.readout.box) bench.Type(control.readout.id, L"77");
+      if (Slides(control)) bench.Press(control.id, VK_HOME);
+      bench.Command(control.id, BN_CLICKED);
+    }
+    bench.Tick();
+    bench.Connect();
+    const PageBench fresh(kind);
+    for (const PageControl& control : kind.page.controls) {
+      if (control.row == kNoRow) continue;
+      SCOPED_TRACE(control.id);
+      EXPECT_EQ(bench.Get(control.row), fresh.Get(control.row))
+          << "what was done before it came is none of the filter's";
+      if (Slides(control) && control.own.show == nullptr) {
+        EXPECT_EQ(bench.Text(control.readout.id), Shown(bench, control, bench.Get(control.row)));
+      }
+    }
+    EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+    const auto& slider = *std::ranges::find_if(kind.page.controls, Slides);
+    const LONG position = bench.Position(slider.id);
+    bench.Set(slider.row, Middle(bench.Row(slider.row)));
+    bench.Command(kNotice);
+    EXPECT_EQ(bench.Position(slider.id), position) << "let go of";
+  }
 }
 
 TEST(Page, ClosesInTheMiddleOfThings) {
   const auto before = CBaseObject::ObjectsActive();
-  {
-    PageBench bench;
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
     const auto direct = Query<IQvAudioTransformFloat>(bench.filter.Get());
-    ASSERT_EQ(direct->FloatStart(2, 44100), S_OK);
+    if (direct) {
+      ASSERT_EQ(direct->FloatStart(2, 44100), S_OK);
+    }
     std::atomic<bool> stop = false;
     std::thread audio([&] {
       std::vector<float> sound(2 * 256);
-      while (!stop) direct->FloatProcess(sound.data(), 256, 0);
+      while (!stop && direct) direct->FloatProcess(sound.data(), 256, 0);
     });
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 3; ++round) {
       bench.Open();
-      Recorder recorder;
-      Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(&recorder);
-      bench.Send(6020, WM_KEYDOWN, VK_DOWN, 1);
-      bench.Send(8033, CB_SHOWDROPDOWN, TRUE, 0);
-      bench.params->SetParam(kChorusFeedback, static_cast<float>(round));
-      EXPECT_EQ(bench.page->Deactivate(), S_OK);
-      EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
-      const std::string heard = recorder.Take();
+      bench.recorder.Take();
+      for (const PageControl& control : kind.page.controls) {
+        if (Slides(control)) bench.Send(control.id, WM_KEYDOWN, VK_HOME, 1);
+        if (control.kind == ControlKind::kList) bench.Send(control.id, CB_SHOWDROPDOWN, TRUE, 0);
+      }
+      if (round == 1) {
+        EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+        EXPECT_EQ(bench.page->Deactivate(), S_OK);
+      } else {
+        EXPECT_EQ(bench.page->Deactivate(), S_OK);
+        EXPECT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+      }
+      const std::string heard = bench.recorder.Take();
       EXPECT_EQ(std::ranges::count(heard, '['), std::ranges::count(heard, ']')) << heard;
       Pump();
-      Query<IMediaParamsSetUICallback>(bench.filter.Get())->SetUICallback(nullptr);
     }
     stop = true;
     audio.join();
-    EXPECT_EQ(direct->FloatStop(), S_OK);
+    if (direct) {
+      EXPECT_EQ(direct->FloatStop(), S_OK);
+    }
   }
   EXPECT_EQ(CBaseObject::ObjectsActive(), before);
 }
 
-TEST(Page, NamesAndMenus) {
+TEST(Page, PresetsAreOfferedInAMenu) {
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    PageBench bench(kind);
+    bench.Open();
+    const int count = kind.page.effect.presets.count();
+    const HMENU menu = CreatePageMenu(bench.filter.Get());
+    ASSERT_EQ(::GetMenuItemCount(menu), 3);
+    const HMENU presets = ::GetSubMenu(menu, 0);
+    EXPECT_EQ(::GetMenuItemCount(presets), count - 1);
+    EXPECT_EQ(::GetMenuItemID(presets, 0), 40500u);
+    EXPECT_EQ(::GetMenuItemID(menu, 2), 41000u);
+    WCHAR text[128];
+    ::GetMenuStringW(presets, count - 2, text, 128, MF_BYPOSITION);
+    EXPECT_EQ(platform::ToUtf8(text), platform::ToUtf8(ModuleText(kind.page.effect.presets.NameId(count - 1))));
+    ::DestroyMenu(menu);
+    // By the menu's items: the first goes with row 1.
+    bench.Command(40500 + count - 2);
+    for (const PageControl& control : kind.page.controls) {
+      if (control.row == kNoRow || control.own.indexedBy != kNoRow) continue;
+      const void* block = kind.page.effect.presets.Block(count - 1);
+      const ParamDescriptor& row = bench.Row(control.row);
+      if (row.storage != Storage::kDouble) {
+        EXPECT_EQ(bench.Get(control.row), LoadField(row, block)) << control.id;
+      }
+    }
+  }
+  PageSite stranger;
+  const HMENU empty = CreatePresetMenu(&stranger);
+  EXPECT_EQ(::GetMenuItemCount(empty), 0);
+  ::DestroyMenu(empty);
   const struct {
     const WCHAR* name;
     const char* shown;
@@ -515,59 +596,47 @@ TEST(Page, NamesAndMenus) {
     CutMakerName(c.name, shown);
     EXPECT_EQ(platform::ToUtf8(shown), c.shown);
   }
-  PageBench bench;
-  bench.Open();
-  EXPECT_EQ(bench.Text(2), "Chorus");
-  EXPECT_EQ(TextOf(::GetDlgItem(bench[2], kLogoName)), "Chorus");
-  EXPECT_EQ(bench.Text(41003), "Bypass");
-  // The tab key reaches the bar's buttons after the last control of the page.
-  HWND next = bench[6038];
-  for (const int id : {kLogoName, kBypassButton, kHelpItem}) {
-    ::EnableWindow(next, TRUE);
-    next = ::GetNextDlgTabItem(bench.dialog(), next, FALSE);
-    EXPECT_EQ(::GetDlgCtrlID(next), id);
-  }
-  const HMENU menu = CreatePageMenu(bench.filter.Get());
-  ASSERT_EQ(::GetMenuItemCount(menu), 3);
-  const HMENU presets = ::GetSubMenu(menu, 0);
-  EXPECT_EQ(::GetMenuItemCount(presets), 23);
-  EXPECT_EQ(::GetMenuItemID(presets, 0), 40500u);
-  EXPECT_EQ(::GetMenuItemID(menu, 2), 41000u);
-  WCHAR text[64];
-  ::GetMenuStringW(presets, 22, text, 64, MF_BYPOSITION);
-  EXPECT_EQ(platform::ToUtf8(text), "Hard flange");
-  ::DestroyMenu(menu);
-  const HMENU empty = CreatePresetMenu(&bench.site);
-  EXPECT_EQ(::GetMenuItemCount(empty), 0);
-  ::DestroyMenu(empty);
 }
 
-void CALLBACK PickFirst(HWND, UINT, UINT_PTR timer, DWORD) {
-  const HWND menu = ::FindWindowW(L"#32768", nullptr);
-  if (menu == nullptr) return;
-  ::KillTimer(nullptr, timer);
-  for (const WPARAM key : {VK_DOWN, VK_DOWN, VK_RETURN}) {
-    ::PostMessageW(menu, WM_KEYDOWN, key, 1);
-    ::PostMessageW(menu, WM_KEYUP, key, 1);
-  }
-}
-
-TEST(Page, TheNameOpensThePresets) {
-  PageBench bench;
-  bench.Open();
-  ::SetTimer(nullptr, 0, 50, PickFirst);
-  ::SendMessageW(::GetDlgItem(bench[2], kLogoName), BM_CLICK, 0, 0);
-  Pump();
-  EXPECT_EQ(bench.Text(6028), "32 %") << "the second preset, Fast flange 1";
-}
-
-// The frame is modal, so what is looked at is looked at from a timer.
-struct FrameLook {
-  static inline ComPtr<IQvChorusProp2> chorus;
+// Menus, message boxes and the frame are modal, so what is done and looked at then is so from a timer.
+struct Modal {
+  static inline PageBench* bench = nullptr;
+  static inline const PageCase* kind = nullptr;
+  static inline long objects = 0;  // that stood while the host had let go of the page
   static inline bool found = false;
 
+  static void CALLBACK LetGo(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND menu = ::FindWindowW(L"#32768", nullptr);
+    if (menu == nullptr) return;
+    ::KillTimer(nullptr, timer);
+    bench->page->SetPageSite(nullptr);
+    bench->page.Reset();
+    objects = CBaseObject::ObjectsActive();
+    ::PostMessageW(menu, WM_KEYDOWN, VK_ESCAPE, 1);
+  }
+  static void CALLBACK PickSecond(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND menu = ::FindWindowW(L"#32768", nullptr);
+    if (menu == nullptr) return;
+    ::KillTimer(nullptr, timer);
+    for (const WPARAM key : {VK_DOWN, VK_DOWN, VK_RETURN}) {
+      ::PostMessageW(menu, WM_KEYDOWN, key, 1);
+      ::PostMessageW(menu, WM_KEYUP, key, 1);
+    }
+  }
+  static BOOL CALLBACK CloseBox(HWND window, LPARAM) {
+    WCHAR type[16] = {};
+    ::GetClassNameW(window, type, 16);
+    if (::lstrcmpW(type, L"#32770") != 0) return TRUE;
+    found = true;
+    ::PostMessageW(window, WM_COMMAND, IDOK, 0);
+    return FALSE;
+  }
+  static void CALLBACK Dismiss(HWND, UINT, UINT_PTR timer, DWORD) {
+    ::EnumThreadWindows(::GetCurrentThreadId(), CloseBox, 0);
+    if (found) ::KillTimer(nullptr, timer);
+  }
   static BOOL CALLBACK FindPage(HWND window, LPARAM out) {
-    if (::GetDlgItem(window, 6016) == nullptr) return TRUE;
+    if (::GetDlgItem(window, kind->page.controls.back().id) == nullptr) return TRUE;
     *reinterpret_cast<HWND*>(out) = window;
     return FALSE;
   }
@@ -581,25 +650,51 @@ struct FrameLook {
     if (page == nullptr) return;
     ::KillTimer(nullptr, timer);
     found = true;
-    ::SendDlgItemMessageW(page, 6020, WM_KEYDOWN, VK_HOME, 1);
-    ::SendDlgItemMessageW(page, 6020, WM_KEYUP, VK_HOME, 1);
-    ChorusParams block{};
-    chorus->GetParams(&block);
-    EXPECT_EQ(block.dryOut, 0);
     ::PostMessageW(::GetAncestor(page, GA_ROOT), WM_COMMAND, IDCANCEL, 0);
   }
 };
 
-TEST(Page, OpensInTheSystemsFrame) {
+TEST(Page, TheNameOpensThePresetsAndThePageOutlivesItsMenu) {
+  const auto& kind = Pages().front();
   const auto before = CBaseObject::ObjectsActive();
   {
-    const PageFactory factory;
-    const auto filter = Make<CQvChorus>();
-    FrameLook::chorus = Query<IQvChorusProp2>(filter.Get());
-    ::SetTimer(nullptr, 0, 50, FrameLook::Look);
-    EXPECT_EQ(OpenFrame(filter.Get(), L"KORVA"), S_OK);
-    EXPECT_TRUE(FrameLook::found);
-    FrameLook::chorus.Reset();
+    PageBench bench(kind);
+    bench.Open();
+    ::SetTimer(nullptr, 0, 50, Modal::PickSecond);
+    ::SendMessageW(bench[kLogoName], BM_CLICK, 0, 0);
+    Pump();
+    const PageControl& fader = *std::ranges::find(kind.page.controls, ControlKind::kFader, &PageControl::kind);
+    EXPECT_EQ(bench.Get(fader.row), LoadField(bench.Row(fader.row), kind.page.effect.presets.Block(2)));
+    Modal::bench = &bench;
+    ::SetTimer(nullptr, 0, 50, Modal::LetGo);
+    ::SendMessageW(bench.dialog(), WM_CONTEXTMENU, 0, -1);
+    EXPECT_GT(Modal::objects, before + 1) << "the module can go with the filter alone";
+  }
+  EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+}
+
+TEST(Page, SaysWhereItsHelpBelongs) {
+  const std::basic_string<WCHAR> path = ModuleHelpPath();
+  PageBench bench(Pages().front());
+  bench.Open();
+  SetModuleHelpPath(L"C:\\nowhere\\help\\index.html");
+  Modal::found = false;
+  ::SetTimer(nullptr, 0, 50, Modal::Dismiss);
+  bench.Command(kHelpItem);
+  EXPECT_TRUE(Modal::found);
+  SetModuleHelpPath(path.c_str());
+}
+
+TEST(Page, OpensInTheSystemsFrame) {
+  const auto before = CBaseObject::ObjectsActive();
+  for (const PageCase& kind : Pages()) {
+    SCOPED_TRACE(kind.name());
+    const PageFactory factory(kind);
+    Modal::kind = &kind;
+    Modal::found = false;
+    ::SetTimer(nullptr, 0, 50, Modal::Look);
+    EXPECT_EQ(OpenFrame(kind.Filter().Get(), L"KORVA"), S_OK);
+    EXPECT_TRUE(Modal::found);
   }
   EXPECT_EQ(CBaseObject::ObjectsActive(), before);
 }

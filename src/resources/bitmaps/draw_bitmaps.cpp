@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
-#include <numbers>
 #include <string>
 #include <vector>
 
@@ -32,17 +31,24 @@ constexpr Image kImages[] = {
 };
 constexpr int kSizes[] = {16, 24, 32};
 
-/// Distance from the mark's outline in units of its size, negative inside: a ring open at the top, with a bar through
-/// the gap. The sign of a switch that takes something out of the way.
+/// Distance from a part of a line that goes from one point to another.
+double FromLine(double x, double y, double x0, double y0, double x1, double y1) {
+  const double dx = x1 - x0, dy = y1 - y0;
+  const double along = std::clamp(((x - x0) * dx + (y - y0) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
+  return std::hypot(x - x0 - along * dx, y - y0 - along * dy);
+}
+
+/// Distance from the mark's outline in units of its size, negative inside: a road that comes in at the left, bends in
+/// an arch around a block, and goes out at the right with an arrow's head. What comes in goes around the effect.
 double Distance(double x, double y) {
-  constexpr double kRadius = 0.34, kHalfWidth = 0.065, kGap = 0.62, kBarTop = -0.44, kBarEnd = -0.06, kDrop = 0.04;
-  const double ringY = y - kDrop;
-  const double angle = std::fabs(std::atan2(x, -ringY));
-  const double edgeX = kRadius * std::sin(kGap), edgeY = -kRadius * std::cos(kGap);
-  const double ring =
-      angle > kGap ? std::fabs(std::hypot(x, ringY) - kRadius) : std::hypot(std::fabs(x) - edgeX, ringY - edgeY);
-  const double bar = std::hypot(x, y - std::clamp(y, kBarTop + kHalfWidth, kBarEnd));
-  return std::min(ring, bar) - kHalfWidth;
+  constexpr double kHalfWidth = 0.055, kRoad = 0.17, kArch = 0.25, kEnd = 0.46, kBlock = 0.105, kBlockMiddle = 0.17;
+  const double arch = y < kRoad ? std::fabs(std::hypot(x, (y - kRoad) * 0.82) - kArch) : 1.0;
+  double road = std::min(arch, FromLine(x, y, -kEnd, kRoad, -kArch, kRoad));
+  road = std::min(road, FromLine(x, y, kArch, kRoad, kEnd, kRoad));
+  road = std::min(road, FromLine(x, y, kEnd, kRoad, kEnd - 0.12, kRoad - 0.13));
+  road = std::min(road, FromLine(x, y, kEnd, kRoad, kEnd - 0.12, kRoad + 0.13));
+  const double block = std::max(std::fabs(x), std::fabs(y - kBlockMiddle)) - kBlock;
+  return std::min(road - kHalfWidth, block);
 }
 
 void Put(std::vector<std::uint8_t>& bytes, std::uint32_t value, int count) {
