@@ -114,12 +114,16 @@ void CQvEffectPage::BuildLogo() noexcept {
   QvSetDlgItemTextF(window(), kLogo, name.data());
 }
 
+// Over the width that is seen: a frame may give a page more than it shows of it.
 void CQvEffectPage::StretchLogo(int width) noexcept {
-  const HWND logo = ::GetDlgItem(window(), kLogo);
-  RECT place = {};
-  if (logo == nullptr || !::GetWindowRect(logo, &place)) return;
   constexpr UINT kKeep = SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE;
-  ::SetWindowPos(logo, nullptr, 0, 0, width, place.bottom - place.top, kKeep);
+  const HWND logo = ::GetDlgItem(window(), kLogo);
+  const HWND parent = ::GetParent(window());
+  RECT bar = {}, room = {};
+  if (logo == nullptr || !::GetWindowRect(logo, &bar) || !::GetClientRect(parent, &room)) return;
+  ::MapWindowPoints(parent, window(), reinterpret_cast<POINT*>(&room), 2);
+  const int seen = room.right > 0 ? std::min(width, static_cast<int>(room.right)) : width;
+  ::SetWindowPos(logo, nullptr, 0, 0, seen, bar.bottom - bar.top, kKeep);
 }
 
 HRESULT CQvEffectPage::OnConnect(IUnknown* object) {
