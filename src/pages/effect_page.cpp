@@ -114,16 +114,17 @@ void CQvEffectPage::BuildLogo() noexcept {
   QvSetDlgItemTextF(window(), kLogo, name.data());
 }
 
-// Over the width that is seen: a frame may give a page more than it shows of it.
-void CQvEffectPage::StretchLogo(int width) noexcept {
+// Over the width that is seen: a frame may give a page more than it shows of it, and settle on that later.
+void CQvEffectPage::StretchLogo() noexcept {
   constexpr UINT kKeep = SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE;
   const HWND logo = ::GetDlgItem(window(), kLogo);
   const HWND parent = ::GetParent(window());
-  RECT bar = {}, room = {};
-  if (logo == nullptr || !::GetWindowRect(logo, &bar) || !::GetClientRect(parent, &room)) return;
+  RECT bar = {}, own = {}, room = {};
+  if (logo == nullptr || !::GetClientRect(window(), &own) || !::GetClientRect(parent, &room)) return;
   ::MapWindowPoints(parent, window(), reinterpret_cast<POINT*>(&room), 2);
-  const int seen = room.right > 0 ? std::min(width, static_cast<int>(room.right)) : width;
-  ::SetWindowPos(logo, nullptr, 0, 0, seen, bar.bottom - bar.top, kKeep);
+  ::GetWindowRect(logo, &bar);
+  const LONG seen = room.right > 0 ? std::min(own.right, room.right) : own.right;
+  if (seen != bar.right - bar.left) ::SetWindowPos(logo, nullptr, 0, 0, seen, bar.bottom - bar.top, kKeep);
 }
 
 HRESULT CQvEffectPage::OnConnect(IUnknown* object) {
@@ -206,7 +207,7 @@ INT_PTR CQvEffectPage::OnReceiveMessage(HWND dialog, UINT message, WPARAM wparam
       if (wparam == kTimer) Follow();
       return TRUE;
     case WM_SIZE:
-      StretchLogo(LOWORD(lparam));
+      StretchLogo();
       return FALSE;
     case WM_HELP:
       return TRUE;
@@ -218,6 +219,7 @@ INT_PTR CQvEffectPage::OnReceiveMessage(HWND dialog, UINT message, WPARAM wparam
       return FALSE;
     case WM_PAINT: {
       PAINTSTRUCT paint;
+      StretchLogo();
       ::BeginPaint(dialog, &paint);
       ::EndPaint(dialog, &paint);
       return TRUE;

@@ -79,7 +79,7 @@ class CQvEffectPage : public CBasePropertyPage, protected PageValues {
   void FillList(const PageControl& row) noexcept;
   void SetRange(const PageControl& row) noexcept;
   void BuildLogo() noexcept;
-  void StretchLogo(int width) noexcept;
+  void StretchLogo() noexcept;
   void EndWindow() noexcept;
 
   double ValueOf(const PageControl& row) const noexcept;
