@@ -1,5 +1,13 @@
-# A thin front: every target is one script. Both `demo` and `test` install what is missing first.
-.PHONY: demo test bench lint screenshots plugins install-plugins dependencies clean
+# A thin front: every target is one script or the build's own. `demo`, `test`, `bench` and `lint` install what is missing
+# first; the command alone needs a compiler, CMake, Ninja and the libraries that scripts/install-dependencies names.
+PREFIX ?= /usr/local
+.PHONY: korva install demo test bench lint screenshots plugins install-plugins dependencies clean
+
+korva:
+	@scripts/build-command $(PREFIX)
+
+install: korva
+	@cmake --install build/command --component command
 
 demo: dependencies
 	@scripts/demo $(INPUT)

@@ -73,7 +73,32 @@ Outcome<AutomatedSpan> ParseFields(const EffectRow& effect, std::string_view tex
                                                                                            : "jump");
   if (!curve) return curve.ending();
   span.segment.iCurve = *curve;
+  if (!ramps && fields.size() < kMostFields && span.segment.valStart != span.segment.valEnd) {
+    return Wrong(std::string(descriptor.name) + " cannot ramp; with :jump at the end it takes V0 at T0");
+  }
   return span;
+}
+
+/// Adds a jump to the end value behind each ramp that no other span follows at once. A stream takes values by chunks,
+/// and would rest on that of the last one.
+void CloseRamps(std::vector<AutomatedSpan>& spans) {
+  constexpr REFERENCE_TIME kLength = 10'000;
+  const std::size_t count = spans.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    AutomatedSpan jump = spans[i];
+    if (jump.segment.iCurve == MP_CURVE_JUMP) continue;
+    jump.segment.rtStart = jump.segment.rtEnd;
+    jump.segment.rtEnd += kLength;
+    for (std::size_t k = 0; k < count; ++k) {
+      const MP_ENVELOPE_SEGMENT& other = spans[k].segment;
+      if (spans[k].row != jump.row || other.rtStart < jump.segment.rtStart) continue;
+      jump.segment.rtEnd = std::min(jump.segment.rtEnd, other.rtStart);
+    }
+    if (jump.segment.rtEnd <= jump.segment.rtStart) continue;
+    jump.segment.valStart = jump.segment.valEnd;
+    jump.segment.iCurve = MP_CURVE_JUMP;
+    spans.push_back(jump);
+  }
 }
 
 }  // namespace
@@ -84,7 +109,8 @@ Outcome<AutomatedSpan> ParseAutomation(const EffectRow& effect, std::string_view
   return Ending{span.ending().exitCode, "--automate " + std::string(text) + ": " + span.ending().text};
 }
 
-Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts) {
+Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
+                      const AutomationRules& rules) {
   if (texts.empty()) return std::nullopt;
   const ComPtr<IMediaParams> params = Query<IMediaParams>(instance.filter.Get());
   if (!params) return Wrong(std::string(effect.description.name) + " has no automation");
@@ -100,6 +126,14 @@ Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const s
     if (overlaps) return Wrong("--automate " + text + ": it overlaps an earlier one of the same parameter");
     spans.push_back(*span);
   }
+  // What rings on after the sound may be moved; nothing rings longer than this.
+  constexpr double kLongestRing = 60;
+  for (std::size_t i = 0; i < spans.size() && rules.seconds > 0; ++i) {
+    const double start = static_cast<double>(spans[i].segment.rtStart) / 1e7;
+    if (start < rules.seconds + (rules.ringsOn ? kLongestRing : 0)) continue;
+    return Wrong("--automate " + texts[i] + ": it begins after the sound, which lasts " + DurationText(rules.seconds));
+  }
+  if (rules.closesRamps) CloseRamps(spans);
   for (AutomatedSpan& span : spans) {
     if (FAILED(params->AddEnvelope(static_cast<DWORD>(span.row), 1, &span.segment))) return Failed("out of memory");
   }

@@ -20,8 +20,16 @@ struct AutomatedSpan {
 /// does so in a straight line, and any other jumps.
 Outcome<AutomatedSpan> ParseAutomation(const EffectRow& effect, std::string_view text);
 
-/// Adds the spans to the effect's envelopes. `kWrong` for an effect without automation and for spans of one parameter
-/// that overlap.
-Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts);
+/// What a call's automation has to keep to.
+struct AutomationRules {
+  double seconds = 0;       ///< of the sound; 0 when that is not known
+  bool ringsOn = true;      ///< the effect may be heard after the sound
+  bool closesRamps = true;  ///< a ramp ends on its very last value, where the stream alone would rest short of it
+};
+
+/// Adds the spans to the effect's envelopes. `kWrong` for an effect without automation, for spans of one parameter that
+/// overlap, and for one that begins after all is heard.
+Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
+                      const AutomationRules& rules);
 
 }  // namespace korva

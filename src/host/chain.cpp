@@ -63,12 +63,12 @@ Check Connect(const ChainLink& from, const ChainLink& to, const AM_MEDIA_TYPE& t
 
 }  // namespace
 
-Outcome<ChainResult> RunChain(SoundReader& reader, SoundWriter& writer, const FormatRecord& format, StreamCut cut,
+Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const FormatRecord& format, StreamCut cut,
                               const std::vector<ChainLink>& effects, bool withTail,
                               const std::function<void(std::int64_t)>& told) {
-  auto* const source = new (std::nothrow) FileSource(reader, format, cut);
+  auto* const source = new (std::nothrow) FileSource(input, format, cut);
   const ComPtr<IBaseFilter> sourceFilter(source);
-  auto* const sink = new (std::nothrow) FileSink(writer, format);
+  auto* const sink = new (std::nothrow) FileSink(output, format);
   const ComPtr<IBaseFilter> sinkFilter(sink);
   CMediaType type;
   if (source == nullptr || sink == nullptr || FAILED(type.SetWave(format))) return Failed("out of memory");
@@ -96,7 +96,6 @@ Outcome<ChainResult> RunChain(SoundReader& reader, SoundWriter& writer, const Fo
   if (check) return *check;
   if (FAILED(ended)) return Failed("the effects failed at the end: " + CodeText(ended));
   if (check = sink->Finish(); check) return *check;
-  if (check = writer.Close(); check) return *check;
   return ChainResult{source->framesSent(), sink->frames(), sink->levels()};
 }
 

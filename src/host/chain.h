@@ -26,7 +26,7 @@ struct ChainLink {
 /// thread.
 ///
 /// `withTail`: the end of the stream goes through the effects too, so that they ring out, each into the next.
-Outcome<ChainResult> RunChain(SoundReader& reader, SoundWriter& writer, const FormatRecord& format, StreamCut cut,
+Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const FormatRecord& format, StreamCut cut,
                               const std::vector<ChainLink>& effects, bool withTail,
                               const std::function<void(std::int64_t)>& told);
 

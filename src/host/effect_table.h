@@ -33,6 +33,10 @@ struct EffectHabits {
   /// Takes `name` with `text` if it is one that no row can hold. `taken` says whether it was.
   Check (*setDerived)(std::string_view name, std::string_view text, const MaterialLength& material, void* block,
                       bool& taken) = nullptr;
+  /// What is wrong with the values together, where they would not be heard as told; null where nothing is.
+  const char* (*objection)(const void* block) = nullptr;
+  /// Good picks where there are many, as a sentence.
+  const char* picks = nullptr;
   /// Frames out for each frame in.
   double (*lengthFactor)(const void* block) = nullptr;
   /// How long it can ring out, for an effect that gives its tail in one buffer and drops what does not fit. `song` is

@@ -21,22 +21,24 @@ Check WriteEffectsDoc(std::ostream& out) {
     const EffectDescription& description = effect.description;
     out << "\n## " << description.name << "\n\n"
         << description.summary << "\n\n"
-        << "| Parameter | Range | Default | Automation | What it does |\n|---|---|---|---|---|\n";
-    const auto line = [&](const std::string& name, const std::string& range, const std::string& value,
-                          const std::string& movement, const std::string& summary) {
-      out << "| `" << name << "` | " << range << " | " << value << " | " << movement << " | " << summary << " |\n";
+        << "| Parameter | Range | Step | Default | Automation | What it does |\n|---|---|---|---|---|---|\n";
+    const auto line = [&](const std::string& name, const std::string& range, const std::string& step,
+                          const std::string& value, const std::string& movement, const std::string& summary) {
+      out << "| `" << name << "` | " << range << " | " << step << " | " << value << " | " << movement << " | "
+          << summary << " |\n";
     };
     for (const ParamDescriptor& row : description.rows) {
-      line(row.name, RangeText(row), ValueText(row, description.presets.Block(0)), MovementText(*instance, row),
-           row.summary);
+      line(row.name, RangeText(row), StepText(row), ValueText(row, description.presets.Block(0)),
+           MovementText(*instance, row), row.summary);
     }
     if (effect.habits != nullptr) {
-      for (const DerivedName& name : effect.habits->names) line(name.name, name.range, "", "-", name.summary);
+      for (const DerivedName& name : effect.habits->names) line(name.name, name.range, "", "", "-", name.summary);
     }
     for (const ParamDescriptor& row : description.rows) {
       const std::vector<std::string> choices = NumberedChoices(row);
       if (!choices.empty()) out << "\n`" << row.name << "`: " << Joined(choices, "; ") << ".\n";
     }
+    if (effect.habits != nullptr && effect.habits->picks != nullptr) out << "\n" << effect.habits->picks << "\n";
     out << "\n| Preset | Name |\n|---|---|\n";
     for (std::int32_t i = 0; i < description.presets.count(); ++i) {
       out << "| " << i << " | " << PresetName(description, i) << " |\n";

@@ -14,9 +14,9 @@ constexpr CLSID kSinkClass{0x8d0b7f0e, 0x3f5a, 0x4c57, {0x9c, 0x1d, 0x24, 0x5b, 
 
 }  // namespace
 
-FileSink::FileSink(SoundWriter& writer, const FormatRecord& format)
+FileSink::FileSink(SampleOutput& output, const FormatRecord& format)
     : CBaseFilter(nullptr, kSinkClass),
-      writer_(writer),
+      output_(output),
       format_(format),
       sampleFormat_(SampleFormatOf(format).value_or(SampleFormat::kFloat32)),
       pin_(*this),
@@ -64,7 +64,7 @@ HRESULT FileSink::Take(const std::uint8_t* data, std::size_t bytes) {
 Check FileSink::Finish() {
   const std::size_t frames = waitingBytes_ / format_.blockAlign;
   waitingBytes_ = 0;
-  return frames != 0 ? writer_.Write(waiting_.data(), frames) : std::nullopt;
+  return frames != 0 ? output_.Write(waiting_.data(), frames) : std::nullopt;
 }
 
 }  // namespace korva

@@ -15,8 +15,8 @@ namespace korva {
 /// take more or the user interrupts.
 class FileSink final : public CBaseFilter {
  public:
-  /// `writer` outlives the filter.
-  FileSink(SoundWriter& writer, const FormatRecord& format);
+  /// `output` outlives the filter.
+  FileSink(SampleOutput& output, const FormatRecord& format);
   KORVA_DELEGATE_UNKNOWN()
 
   int GetPinCount() override { return 1; }
@@ -43,7 +43,7 @@ class FileSink final : public CBaseFilter {
   ~FileSink() override = default;
   HRESULT Take(const std::uint8_t* data, std::size_t bytes);
 
-  SoundWriter& writer_;
+  SampleOutput& output_;
   const FormatRecord format_;
   const SampleFormat sampleFormat_;
   Pin pin_;

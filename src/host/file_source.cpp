@@ -15,9 +15,9 @@ constexpr CLSID kSourceClass{0x5e6c8d4c, 0x90e1, 0x4b8e, {0xa3, 0x0b, 0x6d, 0x1f
 
 }  // namespace
 
-FileSource::FileSource(SoundReader& reader, const FormatRecord& format, StreamCut cut)
+FileSource::FileSource(SampleInput& input, const FormatRecord& format, StreamCut cut)
     : CBaseFilter(nullptr, kSourceClass),
-      reader_(reader),
+      input_(input),
       format_(format),
       sampleFormat_(SampleFormatOf(format).value_or(SampleFormat::kFloat32)),
       cut_(cut),
@@ -53,7 +53,7 @@ REFERENCE_TIME FileSource::TimeOf(std::int64_t frame) const noexcept {
 Check FileSource::Refill() {
   const std::uint32_t wanted = std::max(cut_.blockFrames, kLeastRead / cut_.blockFrames * cut_.blockFrames);
   ahead_.resize(std::size_t{wanted} * format_.blockAlign);
-  const Outcome<std::size_t> got = reader_.Read(sampleFormat_, ahead_.data(), wanted);
+  const Outcome<std::size_t> got = input_.Read(sampleFormat_, ahead_.data(), wanted);
   if (!got) return got.ending();
   aheadFrames_ = *got;
   aheadSent_ = 0;

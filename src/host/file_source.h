@@ -21,8 +21,8 @@ struct StreamCut {
 /// A filter that pushes a sound file through its one output pin, on the thread that calls `Push`.
 class FileSource final : public CBaseFilter {
  public:
-  /// Samples of `cut.blockFrames` frames in buffers for `cut.bufferFrames`. `reader` outlives the filter.
-  FileSource(SoundReader& reader, const FormatRecord& format, StreamCut cut);
+  /// Samples of `cut.blockFrames` frames in buffers for `cut.bufferFrames`. `input` outlives the filter.
+  FileSource(SampleInput& input, const FormatRecord& format, StreamCut cut);
   KORVA_DELEGATE_UNKNOWN()
 
   int GetPinCount() override { return 1; }
@@ -56,7 +56,7 @@ class FileSource final : public CBaseFilter {
   Check Refill();
   REFERENCE_TIME TimeOf(std::int64_t frame) const noexcept;
 
-  SoundReader& reader_;
+  SampleInput& input_;
   const FormatRecord format_;
   const SampleFormat sampleFormat_;
   const StreamCut cut_;

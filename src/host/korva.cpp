@@ -4,93 +4,112 @@
 #include <new>
 #include <ostream>
 
+#include "host/interrupt.h"
 #include "host/listing.h"
 #include "host/lv2_preset.h"
 #include "host/nearest.h"
+#include "host/words/manual.h"
 
 namespace korva {
 namespace {
 
-constexpr const char* kHelp =
-    R"(For example:
-  korva render voice.wav out.wav chorus --preset "Fast flange 1"
-
-Usage: korva COMMAND ...
-
-  korva effects                            the effects, a line each
-  korva params EFFECT                      its parameters: name, range, default, what they do
-  korva presets EFFECT                     its presets
-  korva render IN OUT EFFECT [OPTIONS]...  a sound file through a chain of effects; see korva render --help
-  korva state FILE [--lv2 DIR]             what a saved effect record holds, or that as an LV2 preset
-  korva --version
-)";
-
-const std::vector<std::string> kCommands = {"effects", "params", "presets", "render", "state"};
-
-Check WithEffect(const std::string& command, const std::string& summary, std::span<const std::string> arguments,
-                 std::ostream& out, Check (*list)(const EffectRow&, std::ostream&)) {
-  const std::vector<std::string> names = {"EFFECT"};
-  const Outcome<std::vector<std::string>> values = ParseArguments(command, summary, names, arguments);
-  if (!values) return values.ending();
-  const Outcome<const EffectRow*> effect = FindEffect(values->front());
-  if (!effect) return effect.ending();
-  return list(**effect, out);
+Check Effects(const PlainArguments& arguments, Streams& streams) {
+  return ListEffects(arguments.Has("--json"), streams.out);
 }
 
-/// What a record holds, or that as a preset for LV2 hosts.
-Check State(std::span<const std::string> arguments, std::ostream& out) {
-  const std::vector<std::string> names = {"FILE"};
-  std::vector<std::string> rest;
-  std::string folder;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    constexpr std::string_view kOption = "--lv2";
-    const std::string& word = arguments[i];
-    if (word != kOption && !word.starts_with(std::string(kOption) + "=")) {
-      rest.push_back(word);
-      continue;
-    }
-    if (!folder.empty()) return Wrong("--lv2 is told twice");
-    if (word != kOption) folder = word.substr(kOption.size() + 1);
-    if (word == kOption && i + 1 < arguments.size()) folder = arguments[++i];
-    if (folder.empty()) return Wrong("--lv2 needs a value: DIR, the bundle to write");
+template <Check (*List)(const EffectRow&, bool, std::ostream&)>
+Check OfEffect(const PlainArguments& arguments, Streams& streams) {
+  const Outcome<const EffectRow*> effect = FindEffect(arguments.values.front());
+  return effect ? List(**effect, arguments.Has("--json"), streams.out) : Check(effect.ending());
+}
+
+Check State(const PlainArguments& arguments, Streams& streams) {
+  if (arguments.Has("--lv2")) {
+    return WriteLv2Preset(arguments.values.front(), arguments.Value("--lv2"), streams.in, streams.out);
   }
-  const auto values = ParseArguments("state",
-                                     "Says what a saved effect record holds.\n--lv2 DIR writes it as an LV2 "
-                                     "preset instead, a bundle of its own such as ~/.lv2/mine.lv2.",
-                                     names, rest);
-  if (!values) return values.ending();
-  return folder.empty() ? DescribeState(values->front(), out) : WriteLv2Preset(values->front(), folder, out);
+  const StateForm form = arguments.Has("--text")   ? StateForm::kText
+                         : arguments.Has("--json") ? StateForm::kJson
+                                                   : StateForm::kTable;
+  return DescribeState(arguments.values.front(), streams.in, form, streams.out);
+}
+
+Check Docs(const PlainArguments& arguments, Streams& streams) {
+  if (arguments.Has("--man")) return WriteManual(streams.out);
+  if (arguments.Has("--bash")) return WriteBashCompletion(streams.out);
+  return WriteEffectsDoc(streams.out);
+}
+
+}  // namespace
+
+// `render` reads its own arguments and so has no function here.
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"effects", {}, {"--json"}, "lists the effects, a line each", &Effects},
+      {"params",
+       {"EFFECT"},
+       {"--json"},
+       "lists an effect's parameters: name, range, step, default, what they do",
+       &OfEffect<&ListParameters>},
+      {"presets", {"EFFECT"}, {"--json"}, "lists an effect's presets", &OfEffect<&ListPresets>},
+      {"render",
+       {"IN", "OUT", "EFFECT"},
+       {},
+       "takes sound files through a chain of effects; see korva render --help",
+       nullptr},
+      {"state",
+       {"FILE"},
+       {"--text", "--json"},
+       "says what a saved effect record holds, with --text as lines that --state reads back",
+       &State},
+      {"docs",
+       {},
+       {"--man", "--bash"},
+       "writes the page of all effects, the manual page or the shell's completion",
+       &Docs},
+  };
+  return commands;
+}
+
+namespace {
+
+std::string Help() {
+  std::string text =
+      "For example:\n  korva render voice.wav out.wav chorus --preset \"Fast flange 1\"\n\nUsage: korva COMMAND "
+      "...\n\n";
+  for (const Command& command : Commands()) {
+    std::string call = "  korva " + command.name;
+    for (const std::string& argument : command.arguments) call += " " + argument;
+    if (command.run == nullptr) call += "...";
+    for (const std::string& option : command.options) call += " [" + option + "]";
+    constexpr std::size_t kColumn = 40;
+    call += call.size() < kColumn ? std::string(kColumn - call.size(), ' ') : "\n" + std::string(kColumn, ' ');
+    text += call + command.summary + "\n";
+  }
+  return text + "  korva --version";
 }
 
 Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
-  if (arguments.empty()) return Wrong("a command is needed: " + Joined(kCommands, ", ") + "; see korva --help");
-  const std::string& command = arguments.front();
-  const std::span<const std::string> rest = arguments.subspan(1);
-  if (command == "--help" || command == "-h" || command == "help") return Ending{kDone, kHelp};
-  if (command == "--version") return Ending{kDone, "korva " KORVA_VERSION};
-  if (command == "render") {
-    const Outcome<RenderRequest> request = ParseRender(rest);
-    return request ? Render(*request, streams) : Check(request.ending());
+  std::vector<std::string> names;
+  for (const Command& command : Commands()) names.push_back(command.name);
+  if (arguments.empty()) return Wrong("a command is needed: " + Joined(names, ", ") + "; see korva --help");
+  std::string word = arguments.front();
+  std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
+  if (word == "--version") return Ending{kDone, "korva " KORVA_VERSION};
+  if (word == "--help" || word == "-h" || (word == "help" && rest.empty())) return Ending{kDone, Help()};
+  if (word == "help") {
+    word = rest.front();
+    rest = {"--help"};
   }
-  if (command == "params") {
-    return WithEffect(command, "Lists the parameters of an effect.", rest, streams.out, &ListParameters);
+  for (const Command& command : Commands()) {
+    if (word != command.name) continue;
+    if (command.run == nullptr) {
+      const Outcome<RenderRequest> request = ParseRender(rest);
+      return request ? Render(*request, streams) : Check(request.ending());
+    }
+    const auto parsed = ParseArguments(command.name, command.summary, command.arguments, command.options, rest);
+    return parsed ? command.run(*parsed, streams) : Check(parsed.ending());
   }
-  if (command == "presets") {
-    return WithEffect(command, "Lists the presets of an effect.", rest, streams.out,
-                      [](const EffectRow& effect, std::ostream& out) {
-                        ListPresets(effect, out);
-                        return Check();
-                      });
-  }
-  if (command == "state") return State(rest, streams.out);
-  if (command == "effects" || command == "docs") {
-    const auto values = ParseArguments(command, "Lists the effects.", {}, rest);
-    if (!values) return values.ending();
-    if (command == "docs") return WriteEffectsDoc(streams.out);
-    ListEffects(streams.out);
-    return std::nullopt;
-  }
-  return Wrong(UnknownName("there is no command", command, kCommands, "the commands are " + Joined(kCommands, ", ")));
+  return Wrong(UnknownName("there is no command", word, names, "the commands are " + Joined(names, ", ")));
 }
 
 }  // namespace
@@ -110,7 +129,7 @@ int RunKorva(std::span<const std::string> arguments, Streams& streams) {
   }
   if (ending) streams.out << ending->text << "\n";
   if (!streams.out.flush()) {
-    streams.err << "korva: cannot write to standard output\n";
+    streams.err << (Interrupted() ? "korva: interrupted\n" : "korva: cannot write to standard output\n");
     return kFailed;
   }
   return kDone;

@@ -2,10 +2,21 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "host/render.h"
 
 namespace korva {
+
+/// A sub-command. All that is written about it comes from here.
+struct Command {
+  std::string name;
+  std::vector<std::string> arguments;  ///< what it takes, by name
+  std::vector<std::string> options;
+  std::string summary;
+  Check (*run)(const PlainArguments& arguments, Streams& streams);  ///< null for `render`
+};
+const std::vector<Command>& Commands();
 
 /// The whole command: `arguments` are what follows its name. Returns the exit code: 0 done, 1 the work failed, 2 the
 /// call was wrong. Results go to `streams.out`, everything said to the user to `streams.err`.

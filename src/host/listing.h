@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 
@@ -11,11 +12,14 @@ namespace korva {
 /// What automation and tempo can do with a row: "ramp", "jump", "jump, tempo", "-".
 std::string MovementText(const EffectInstance& instance, const ParamDescriptor& row);
 
-void ListEffects(std::ostream& out);
-Check ListParameters(const EffectRow& effect, std::ostream& out);
-void ListPresets(const EffectRow& effect, std::ostream& out);
-/// Says which effect and form the record in a file is, and its values.
-Check DescribeState(const std::string& path, std::ostream& out);
+// Each as a table, or as JSON.
+Check ListEffects(bool json, std::ostream& out);
+Check ListParameters(const EffectRow& effect, bool json, std::ostream& out);
+Check ListPresets(const EffectRow& effect, bool json, std::ostream& out);
+
+enum class StateForm : std::uint8_t { kTable, kText, kJson };
+/// Says which effect and form the record in a file is, and its values. `-` is `in`.
+Check DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out);
 
 /// `docs/effects.md`: every effect, parameter and preset.
 Check WriteEffectsDoc(std::ostream& out);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <istream>
 #include <ostream>
 
 #include "host/output_file.h"
@@ -11,8 +12,8 @@
 
 namespace korva {
 
-Check WriteLv2Preset(const std::string& stateFile, const std::string& folder, std::ostream& out) {
-  const Outcome<StateRecord> record = ReadStateFile(stateFile);
+Check WriteLv2Preset(const std::string& stateFile, const std::string& folder, std::istream& in, std::ostream& out) {
+  const Outcome<StateRecord> record = ReadStateFile(stateFile, in);
   if (!record) return record.ending();
   const EffectDescription& effect = record->effect->description;
   const std::vector<Lv2Plugin> plugins = Lv2Plugins();

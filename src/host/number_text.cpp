@@ -58,6 +58,11 @@ std::string NumberText(double value) {
   return Printed("%.10g", value == 0 ? 0.0 : value);
 }
 
+std::string ShortestText(double value) {
+  std::array<char, 32> text{};
+  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
+}
+
 std::string DurationText(double seconds) {
   if (seconds > 0 && seconds < 0.1) return Printed("%.1f ms", seconds * 1000);
   if (seconds < 60) return Printed("%.2f s", seconds);

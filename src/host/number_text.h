@@ -16,6 +16,8 @@ std::optional<double> ParseDuration(std::string_view text);
 
 /// As short as it can be said in ten digits.
 std::string NumberText(double value);
+/// So that it is read back to the last bit.
+std::string ShortestText(double value);
 /// "12.5 ms" below a tenth of a second, "1.43 s" below a minute, "2:05.30" and "1:02:05.30" above.
 std::string DurationText(double seconds);
 /// A level of 1.0 is "0.0 dB"; silence is "-inf dB".

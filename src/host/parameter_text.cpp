@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <sstream>
 
 #include "frame/module_text.h"
 #include "frame/row_values.h"
@@ -68,6 +69,19 @@ std::ptrdiff_t IndexOfName(const std::vector<std::string>& names, std::string_vi
   return -1;
 }
 
+/// The first name with `typed` among its words.
+std::ptrdiff_t IndexOfWord(const std::vector<std::string>& names, std::string_view typed) {
+  const std::string wanted = Folded(typed);
+  if (wanted.size() < 3 || wanted.find_first_not_of("0123456789") == std::string::npos) return -1;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::istringstream words(names[i]);
+    for (std::string word; words >> word;) {
+      if (Folded(word) == wanted) return static_cast<std::ptrdiff_t>(i);
+    }
+  }
+  return -1;
+}
+
 bool IsWhole(const ParamDescriptor& row) {
   return row.info.mpType == MPT_INT || row.info.mpType == MPT_ENUM;
 }
@@ -90,6 +104,18 @@ std::string RangeText(const ParamDescriptor& row) {
   return text;
 }
 
+std::string StepText(const ParamDescriptor& row) {
+  if (row.storage == Storage::kDouble || row.info.mpType == MPT_BOOL || row.info.mpType == MPT_ENUM) return {};
+  const double range = static_cast<double>(row.info.mpdMaxValue) - static_cast<double>(row.info.mpdMinValue);
+  const double step = range * CommandFactor(row) / (static_cast<double>(row.externalMax) - row.externalMin);
+  return NumberText(std::round(step * 1e6) / 1e6);
+}
+
+std::string ExactText(const ParamDescriptor& row, const void* block) {
+  if (row.storage != Storage::kDouble) return ValueText(row, block);
+  return ShortestText(LoadDisplayValue(row, block) * CommandFactor(row));
+}
+
 std::string ValueText(const ParamDescriptor& row, const void* block) {
   const double value = LoadDisplayValue(row, block);
   if (row.info.mpType == MPT_BOOL) return value != 0 ? "on" : "off";
@@ -97,7 +123,10 @@ std::string ValueText(const ParamDescriptor& row, const void* block) {
   const double index = value - static_cast<double>(row.info.mpdMinValue);
   if (index >= 0 && index < static_cast<double>(choices.size())) return choices[static_cast<std::size_t>(index)];
   const std::string unit = row.unit;
-  std::string text = NumberText(value * CommandFactor(row));
+  // Bounds are floats, and leave dust behind the sixth place.
+  const double shown =
+      row.storage == Storage::kDouble ? value * CommandFactor(row) : std::round(value * CommandFactor(row) * 1e6) / 1e6;
+  std::string text = NumberText(shown);
   if (!unit.empty()) text += " " + unit;
   return text;
 }
@@ -111,6 +140,10 @@ Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text) {
   const std::vector<std::string> names = ChoiceNames(row, CurrentText), english = ChoiceNames(row, EnglishText);
   for (const auto& choices : {names, english, Numbered(row, names), Numbered(row, english)}) {
     const std::ptrdiff_t index = IndexOfName(choices, text);
+    if (index >= 0) return static_cast<double>(index) + static_cast<double>(row.info.mpdMinValue);
+  }
+  for (const auto& choices : {names, english}) {
+    const std::ptrdiff_t index = IndexOfWord(choices, text);
     if (index >= 0) return static_cast<double>(index) + static_cast<double>(row.info.mpdMinValue);
   }
   const std::string unit = row.unit;
@@ -151,7 +184,26 @@ Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name) {
                            "see korva params " + std::string(description.name)));
 }
 
-Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block) {
+namespace {
+
+/// Says what became of a text that is not the value itself.
+void RemarkOn(const EffectRow& effect, const ParamDescriptor& row, std::string_view text, double value,
+              const void* block, std::vector<std::string>& remarks) {
+  const std::string kept = ValueText(row, block), name = std::string(effect.description.name) + ": " + row.name;
+  const bool isNamed = row.enumId >= 0 || row.firstNameId >= 0;
+  const std::string typed = Folded(text);
+  const bool isWord = isNamed && typed.find_first_not_of("0123456789") != std::string::npos;
+  if (isWord && Folded(kept) != typed && Folded(kept.substr(kept.find(' ') + 1)) != typed) {
+    remarks.push_back(name + "=" + std::string(text) + " is " + kept);
+  } else if (!isNamed && std::fabs(LoadDisplayValue(row, block) - value) > 1e-4 * std::fmax(std::fabs(value), 0.01)) {
+    remarks.push_back(name + "=" + std::string(text) + " is kept as " + kept + ", in steps of " + StepText(row));
+  }
+}
+
+}  // namespace
+
+Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
+                   std::vector<std::string>* remarks) {
   const std::string_view effectName = effect.description.name;
   const std::size_t equals = setting.find('=');
   if (equals == std::string_view::npos || equals == 0) {
@@ -173,6 +225,7 @@ Check ApplySetting(const EffectRow& effect, std::string_view setting, const Mate
   const Outcome<double> value = ParseValue(descriptor, text);
   if (!value) return told(value.ending());
   StoreDisplayValue(descriptor, block, *value);
+  if (remarks != nullptr) RemarkOn(effect, descriptor, text, *value, block, *remarks);
   if (effect.description.afterSet != nullptr) effect.description.afterSet(*row, block);
   return std::nullopt;
 }

@@ -15,6 +15,8 @@ using ParameterBlock = std::vector<std::uint8_t>;
 
 /// What a row takes: "0.1 to 100 ms", "0 to 18", "on or off".
 std::string RangeText(const ParamDescriptor& row);
+/// The step in which a row keeps its values, as `--set` counts them; empty where they are kept as they are.
+std::string StepText(const ParamDescriptor& row);
 /// A value of the row as it is in `block`, with its unit or its name.
 std::string ValueText(const ParamDescriptor& row, const void* block);
 /// The entries of a row with named choices in the language in force, each with its value: "0 Rich Hall". Empty for
@@ -23,11 +25,15 @@ std::vector<std::string> NumberedChoices(const ParamDescriptor& row);
 
 /// `text` as a value of `row` in the row's own display units. `kWrong` names the row and what it takes.
 Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text);
+/// A value that `--set` reads back to the last bit.
+std::string ExactText(const ParamDescriptor& row, const void* block);
 
 /// The row of `name` in an effect, as `kWrong` the nearest names.
 Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name);
 /// Applies "NAME=VALUE" to a block of the effect.
-Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block);
+/// `remarks` hears where it was understood otherwise than it was typed, such as a value between two that can be kept.
+Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
+                   std::vector<std::string>* remarks = nullptr);
 
 /// The preset that `text` names by index or name, in the language in force or in English.
 Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text);

@@ -1,5 +1,8 @@
 #include "host/progress.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <ostream>
 #include <string>
@@ -7,6 +10,16 @@
 #include "host/number_text.h"
 
 namespace korva {
+
+namespace {
+
+/// Columns that a line may take and not touch the next.
+std::size_t TerminalWidth() {
+  winsize size{};
+  return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 79;
+}
+
+}  // namespace
 
 void Progress::Show(std::int64_t done, std::int64_t total) {
   if (stream_ == nullptr || total <= 0) return;
@@ -20,13 +33,17 @@ void Progress::Show(std::int64_t done, std::int64_t total) {
   std::string line = "\r[" + std::string(filled, '#') + std::string(kWidth - filled, '.') + "] " +
                      std::to_string(static_cast<int>(part * 100)) + " %";
   if (part > 0.01) line += ", " + DurationText(elapsed / part - elapsed) + " left";
-  *stream_ << line << "\033[K" << std::flush;
+  // A longer line would run over into the next, and stay. What is shorter leaves nothing of the one before.
+  const std::size_t width = TerminalWidth();
+  line.resize(std::min(std::max(line.size(), shownLength_), width), ' ');
+  shownLength_ = line.size();
+  *stream_ << line << std::flush;
   shown_ = true;
 }
 
 void Progress::Clear() {
   if (!shown_) return;
-  *stream_ << "\r\033[K" << std::flush;
+  *stream_ << "\r" << std::string(shownLength_ - 1, ' ') << "\r" << std::flush;
   shown_ = false;
 }
 

@@ -27,6 +27,7 @@ class Progress {
   std::ostream* stream_;
   Clock::time_point start_, next_;
   bool shown_ = false;
+  std::size_t shownLength_ = 1;
 };
 
 }  // namespace korva

@@ -6,103 +6,20 @@
 #include <new>
 #include <ostream>
 
-#include "frame/row_values.h"
-#include "host/automation_text.h"
-#include "host/chain.h"
+#include "host/chain/gauge.h"
+#include "host/files/shaped_output.h"
 #include "host/interrupt.h"
-#include "host/nearest.h"
 #include "host/number_text.h"
 #include "host/parameter_text.h"
 #include "host/progress.h"
-#include "host/song.h"
-#include "host/state_file.h"
-#include "pitchtime/stretch_filter.h"
+#include "host/words/report.h"
 
 namespace korva {
 namespace {
 
-/// An effect of the chain, set up.
-struct PreparedEffect {
-  const EffectRequest* request;
-  EffectInstance instance;
-  std::vector<std::uint8_t> record;  // as the effect was when the run began
-};
-
-Check SetParameters(const EffectRequest& request, const MaterialLength& material, EffectInstance& instance) {
-  const EffectRow& effect = *request.effect;
-  if (!request.preset.empty()) {
-    const Outcome<std::int32_t> preset = FindPreset(effect, request.preset);
-    if (!preset) return preset.ending();
-    instance.parameters->WriteBlock(effect.description.presets.Block(*preset));
-  }
-  if (!request.stateFile.empty()) {
-    if (const Check check = LoadStateFile(request.stateFile, effect, instance)) return check;
-  }
-  if (request.settings.empty()) return std::nullopt;
-  ParameterBlock block = ReadBlock(instance);
-  for (const std::string& setting : request.settings) {
-    if (const Check check = ApplySetting(effect, setting, material, block.data())) return check;
-  }
-  instance.parameters->WriteBlock(block.data());
-  return std::nullopt;
-}
-
-/// Each effect set up in turn: the material gets longer or shorter on the way.
-Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request, MaterialLength material) {
-  std::vector<PreparedEffect> effects;
-  for (const EffectRequest& one : request.effects) {
-    Outcome<EffectInstance> created = CreateEffect(*one.effect);
-    if (!created) return created.ending();
-    PreparedEffect prepared{&one, std::move(*created), {}};
-    if (prepared.instance.stretch != nullptr) prepared.instance.stretch->engine().SetKeepPace(request.keepPace);
-    if (const Check check = SetParameters(one, material, prepared.instance)) return *check;
-    if (const EffectHabits* const habits = one.effect->habits; habits != nullptr && habits->lengthFactor != nullptr) {
-      material.frames *= habits->lengthFactor(ReadBlock(prepared.instance).data());
-    }
-    if (const Check check = ApplyAutomation(*one.effect, prepared.instance, one.automations)) return *check;
-    const Outcome<std::vector<std::uint8_t>> record = SaveState(prepared.instance);
-    if (!record) return record.ending();
-    prepared.record = *record;
-    effects.push_back(std::move(prepared));
-  }
-  return effects;
-}
-
-Outcome<std::optional<SongMap>> ReadSong(const RenderRequest& request) {
-  if (request.tempo.empty() && request.meter.empty() && request.tempoMap.empty()) return std::optional<SongMap>();
-  Outcome<SongMap> map =
-      request.tempoMap.empty() ? ConstantSong(request.tempo, request.meter) : ReadMidiSong(request.tempoMap);
-  if (!map) return map.ending();
-  return std::optional<SongMap>(std::move(*map));
-}
-
-/// Lets the effects hear the song, and says so where none of them will listen.
-void ConnectSongs(const SongMap& song, const RenderRequest& request, std::vector<PreparedEffect>& effects,
-                  Streams& streams) {
-  auto* const host = new SongHost(song);
-  const ComPtr<IMfxTempoMap> keeper(host);
-  bool heard = false;
-  std::vector<std::string> switches;
-  for (PreparedEffect& effect : effects) {
-    if (!ConnectSong(effect.instance.filter.Get(), *host)) continue;
-    const ParameterBlock block = ReadBlock(effect.instance);
-    for (const ParamDescriptor& row : effect.request->effect->description.rows) {
-      if (!row.followsTempo || row.storage != Storage::kBool) continue;
-      switches.push_back(std::string("--set ") + row.name + "=on");
-      const auto& texts = effect.request->automations;
-      heard = heard || LoadField(row, block.data()) != 0 ||
-              std::any_of(texts.begin(), texts.end(),
-                          [&](const std::string& text) { return text.starts_with(std::string(row.name) + ":"); });
-    }
-  }
-  if (heard || request.quiet) return;
-  streams.err << "korva: no effect of this chain follows the tempo"
-              << (switches.empty() ? "" : "; " + Joined(switches, " or ") + " makes one do so") << "\n";
-}
-
-/// Buffers with room for a sample, and for any tail that has to fit into one. Says so where a tail does not.
+/// Buffers with room for a sample, and for any tail that has to fit into one. Remarks where a tail does not.
 Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
-                             const SongMap* song, const FormatRecord& format, std::ostream& err) {
+                             const SongMap* song, const FormatRecord& format, std::vector<std::string>& remarks) {
   constexpr double kLeastFrames = 4096;
   constexpr double kMostBytes = std::numeric_limits<LONG>::max(), kMostTailBytes = 1U << 28U;
   if (static_cast<double>(request.blockFrames) * format.blockAlign > kMostBytes) {
@@ -111,17 +28,17 @@ Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<Pre
   double frames = std::max<double>(request.blockFrames, kLeastFrames);
   for (const PreparedEffect& effect : effects) {
     const EffectHabits* const habits = effect.request->effect->habits;
-    if (habits == nullptr || habits->tailSeconds == nullptr || request.noTail) continue;
+    if (habits == nullptr || habits->tailSeconds == nullptr || request.noTail || request.tail) continue;
     // Streams of 32-bit float ring out in as many buffers as it takes.
     if (SampleFormatOf(format) == SampleFormat::kFloat32) continue;
     const bool moves = !effect.request->automations.empty();
     const double seconds = habits->tailSeconds(ReadBlock(effect.instance).data(), song, moves);
     const double most = std::floor(kMostTailBytes / format.blockAlign);
     const double wanted = std::ceil(seconds * format.samplesPerSecond) + 1;
-    if (wanted > most && !request.quiet) {
-      err << "korva: " << effect.request->effect->description.name << " may ring for " << DurationText(seconds)
-          << "; in this sample format it ends after " << DurationText(most / format.samplesPerSecond)
-          << ", with --format f32 it does not\n";
+    if (wanted > most) {
+      remarks.push_back(std::string(effect.request->effect->description.name) + " may ring for " +
+                        DurationText(seconds) + "; in this sample format it ends after " +
+                        DurationText(most / format.samplesPerSecond) + ", with --format f32 it does not");
     }
     frames = std::max(frames, std::min(wanted, most));
   }
@@ -129,134 +46,226 @@ Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<Pre
 }
 
 Outcome<SoundReader> OpenInput(const RenderRequest& request, Streams& streams) {
-  return request.input == "-" ? SoundReader::OpenStream(streams.in) : SoundReader::Open(request.input);
+  const RawSound* const raw = request.rawIn ? &*request.rawIn : nullptr;
+  const std::string& input = request.inputs.front();
+  return input == "-" ? SoundReader::OpenStream(streams.in, raw) : SoundReader::Open(input, raw);
 }
 
-Outcome<OutputFile> OpenOutput(const RenderRequest& request, Streams& streams) {
-  if (request.output != "-") return OutputFile::Create(request.output, request.overwrite);
+Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams) {
+  if (path != "-") return OutputFile::Create(path, overwrite);
   if (streams.outIsTerminal) return Wrong("standard output is a terminal; send it to a file or a program");
   return OutputFile::CreateFor(streams.out);
 }
 
+/// No two results in one place, and none in the place of what is read.
+Check CheckNames(const RenderRequest& request) {
+  std::vector<std::string> results{request.output};
+  const auto isIn = [](const std::vector<std::string>& names, const std::string& name) {
+    return std::any_of(names.begin(), names.end(), [&](const std::string& one) {
+      return one == name || (one != "-" && name != "-" && !one.empty() && SameFile(one, name));
+    });
+  };
+  std::vector<std::string> fromInput = request.inputs;
+  for (const EffectRequest& effect : request.effects) {
+    if (effect.stateFile == "-") {
+      if (isIn(fromInput, "-")) return Wrong("standard input cannot be read twice");
+      fromInput.emplace_back("-");
+    }
+    if (effect.saveStateFile.empty()) continue;
+    if (isIn(results, effect.saveStateFile)) return Wrong(effect.saveStateFile + " cannot take two results");
+    results.push_back(effect.saveStateFile);
+    if (effect.saveStateFile == "-") continue;
+    if (isIn({request.inputs.front(), request.tempoMap}, effect.saveStateFile)) {
+      return Wrong("--save-state " + effect.saveStateFile + " is what is read");
+    }
+  }
+  if (request.json && isIn(results, "-")) return Wrong("--json tells on standard output, which takes the sound");
+  return std::nullopt;
+}
+
 /// The files for the records, made before the work so that none is done in vain.
-Outcome<std::vector<OutputFile>> OpenRecords(const RenderRequest& request) {
+Outcome<std::vector<OutputFile>> OpenRecords(const RenderRequest& request, Streams& streams) {
   std::vector<OutputFile> files;
-  std::vector<std::string> names{request.output};
   for (const EffectRequest& effect : request.effects) {
     if (effect.saveStateFile.empty()) continue;
-    const auto isIt = [&](const std::string& name) { return SameFile(name, effect.saveStateFile); };
-    if (std::any_of(names.begin(), names.end(), isIt)) return Wrong(effect.saveStateFile + " cannot take two results");
-    for (const std::string* source : {&request.input, &request.tempoMap}) {
-      if (!source->empty() && isIt(*source)) return Wrong("--save-state " + effect.saveStateFile + " is what is read");
-    }
-    names.push_back(effect.saveStateFile);
-    Outcome<OutputFile> file = OutputFile::Create(effect.saveStateFile, request.overwrite);
+    Outcome<OutputFile> file = OpenOutput(effect.saveStateFile, request.overwrite, streams);
     if (!file) return file.ending();
     files.push_back(std::move(*file));
   }
   return files;
 }
 
-/// The chain in words: each effect with what was asked of it.
-std::string Described(const RenderRequest& request) {
-  std::vector<std::string> effects;
-  for (const EffectRequest& one : request.effects) {
-    const EffectDescription& description = one.effect->description;
-    std::vector<std::string> details;
-    if (!one.preset.empty()) {
-      const Outcome<std::int32_t> preset = FindPreset(*one.effect, one.preset);
-      if (preset) details.push_back("preset \"" + PresetName(description, *preset) + "\"");
-    }
-    if (!one.stateFile.empty()) details.push_back("state " + one.stateFile);
-    details.insert(details.end(), one.settings.begin(), one.settings.end());
-    for (const std::string& text : one.automations) details.push_back(text.substr(0, text.find(':')) + " automated");
-    const std::string told = details.empty() ? "defaults" : Joined(details, ", ");
-    effects.push_back(std::string(description.name) + " (" + told + ")");
-  }
-  return Joined(effects, ", then ");
+SampleFormat StreamFormat(const RenderRequest& request, const SoundReader& reader) {
+  if (request.format) return *request.format;
+  const bool isWide = reader.bits() == FileBits::k32 || reader.bits() == FileBits::kDouble;
+  return isWide ? SampleFormat::kFloat64 : SampleFormat::kFloat32;
 }
 
-void TellResult(const RenderRequest& request, const SoundPlan& plan, const ChainResult& result,
-                const std::string& outputName, std::ostream& err) {
-  const double rate = plan.traits.rate;
-  const std::string in = DurationText(static_cast<double>(result.framesIn) / rate);
-  const std::string out = DurationText(static_cast<double>(result.framesOut) / rate);
-  if (result.framesIn == 0) err << "korva: the input holds no audio, so neither does the output\n";
-  if (plan.narrowed) {
-    err << "korva: " << plan.sampleText << " samples are all that this kind of file holds; the stream had more\n";
+OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, SampleFormat stream) {
+  OutputWish wish;
+  wish.path = request.output;
+  wish.stream = stream;
+  wish.rate = request.rate != 0 ? request.rate : reader.traits().rate;
+  wish.rateIsAsked = request.rate != 0;
+  wish.quality = request.quality;
+  wish.raw = request.rawOut;
+  wish.onlyThese = request.bits.has_value() || request.rawOut;
+  // Who asks for a format asks for the module's own arithmetic, and that knows no noise.
+  wish.dither = !request.noDither && (!request.format || request.bits);
+  if (request.bits) {
+    wish.bits = {*request.bits};
+  } else if (request.format) {
+    constexpr FileBits kOfFormat[] = {FileBits::k8, FileBits::k16, FileBits::k32, FileBits::kFloat, FileBits::kDouble};
+    constexpr SampleFormat kFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
+                                         SampleFormat::kFloat32, SampleFormat::kFloat64};
+    wish.bits = {kOfFormat[std::find(std::begin(kFormats), std::end(kFormats), *request.format) - kFormats]};
+  } else {
+    wish.bits = {reader.bits()};
+    if (reader.bits() == FileBits::kDouble) wish.bits.push_back(FileBits::kFloat);
   }
-  const bool isFloat = plan.format == SampleFormat::kFloat32 || plan.format == SampleFormat::kFloat64;
-  const bool holdsFloat = plan.sampleText.find("float") != std::string::npos;
-  if (isFloat && !holdsFloat && result.levels.peak() > 1) {
-    err << "korva: the loudest samples were clipped; lower the gains to avoid it\n";
+  return wish;
+}
+
+/// The chain with a gauge behind each effect that is looked at or held.
+struct GaugedChain {
+  std::vector<ChainLink> links;
+  std::vector<Gauge*> gauges;  // one for each effect, null where there is none; the first before all effects
+};
+
+Outcome<GaugedChain> GaugeChain(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
+                                const FormatRecord& format) {
+  GaugedChain chain;
+  const auto add = [&](bool wanted, double frames) {
+    auto* const gauge = wanted ? new (std::nothrow) Gauge(format) : nullptr;
+    chain.gauges.push_back(gauge);
+    if (gauge == nullptr) return !wanted;
+    chain.links.push_back({"the gauge", ComPtr<IBaseFilter>(gauge)});
+    if (frames >= 0) gauge->HoldTo(static_cast<std::int64_t>(frames));
+    return true;
+  };
+  // A float stream has no rails.
+  const bool counts = format.formatTag != kTagFloat;
+  bool granted = add(counts, -1);
+  for (const PreparedEffect& effect : effects) {
+    chain.links.push_back({effect.request->effect->description.name, effect.instance.filter});
+    const bool isLast = &effect == &effects.back();
+    const bool isHeld = effect.isHeld || (isLast && request.tail && effect.framesIn > 0);
+    granted = granted && add(counts || isHeld, isHeld ? std::floor(effect.framesOut + 0.5) : -1);
   }
-  if (result.levels.unreal() != 0) {
-    err << "korva: " << CountText(static_cast<std::int64_t>(result.levels.unreal()), "sample")
-        << " of the output are infinite or no number\n";
+  if (!granted) return Failed("out of memory");
+  return chain;
+}
+
+/// Looks at what the gauges saw.
+void ReadGauges(const GaugedChain& chain, const RenderRequest& request, const std::vector<PreparedEffect>& effects,
+                bool counts, RunReport& report, std::vector<std::string>& remarks) {
+  for (std::size_t i = 0; i < effects.size(); ++i) {
+    const std::string name = effects[i].request->effect->description.name;
+    const Gauge* const before = chain.gauges[i];
+    const Gauge* const after = chain.gauges[i + 1];
+    if (counts && after->atRails() > before->atRails()) {
+      report.clipping.push_back({name, after->atRails() - before->atRails()});
+    }
+    if (!effects[i].isHeld) continue;
+    const double over = static_cast<double>(after->frames()) - std::floor(effects[i].framesOut + 0.5);
+    if (std::fabs(over) <= request.blockFrames || request.noTail || request.tail) continue;
+    remarks.push_back(name + " gave " + DurationText(static_cast<double>(after->frames()) / report.streamRate) + "; " +
+                      (over > 0 ? "its end is cut" : "silence fills its end") + " to what was asked for");
   }
-  err << Described(request) << "\n"
-      << "wrote " << outputName << ": " << out << (in != out ? " (from " + in + ")" : "") << ", " << plan.traits.rate
-      << " Hz, " << CountText(plan.traits.channels, "channel") << ", " << plan.sampleText << ", peak "
-      << LevelText(result.levels.peak()) << ", rms " << LevelText(result.levels.rms()) << "\n";
+}
+
+void TellRemarks(const RenderRequest& request, std::vector<std::string>& remarks, std::size_t from, std::ostream& err) {
+  if (request.quiet) return;
+  for (std::size_t i = from; i < remarks.size(); ++i) err << "korva: " << remarks[i] << "\n";
 }
 
 }  // namespace
 
-Check Render(const RenderRequest& request, Streams& streams) {
+Check RenderOne(const RenderRequest& request, Streams& streams) {
+  if (Check check = CheckNames(request)) return check;
   Outcome<SoundReader> reader = OpenInput(request, streams);
   if (!reader) return reader.ending();
-  const SoundTraits& traits = reader->traits();
-  const SampleFormat sampleFormat = request.format.value_or(reader->ownFormat());
-  const bool keep24Bits = traits.has24Bits && !request.format;
-  const Outcome<SoundPlan> plan = PlanOutput(request.output, traits, sampleFormat, keep24Bits);
+  std::vector<std::string> remarks;
+  if (!reader->remark().empty()) remarks.push_back(reader->remark());
+  SoundTraits traits = reader->traits();
+  InputShape shape = request.shape;
+  shape.silence = request.tail.value_or(0);
+  if (shape.channels > 1 && traits.channels > 1 && shape.channels != traits.channels) {
+    return Wrong("--channels makes one channel of several, or several of one; the input has " +
+                 std::to_string(traits.channels));
+  }
+  ShapedInput input(*reader, shape);
+  if (input.channels() != traits.channels) traits.channelMap.clear();
+  traits.channels = input.channels();
+  const SampleFormat sampleFormat = StreamFormat(request, *reader);
+  const Outcome<SoundPlan> plan = PlanOutput(WishFor(request, *reader, sampleFormat), traits);
   if (!plan) return plan.ending();
-  const std::string outputName = request.output == "-" ? "standard output" : request.output;
-  if (reader->frames() > plan->mostFrames) return TooLong(*plan, outputName);
+  RunReport report;
+  report.input = reader->name();
+  report.output = request.output == "-" ? "standard output" : request.output;
+  report.streamRate = traits.rate;
+  if (input.frames() > plan->mostFrames) return TooLong(*plan, report.output);
   const FormatRecord format = MakeFormat(sampleFormat, static_cast<std::uint16_t>(traits.channels), traits.rate);
-  const auto frames = static_cast<double>(std::max<std::int64_t>(reader->frames(), 0));
-  Outcome<std::vector<PreparedEffect>> effects = PrepareEffects(request, {frames, traits.rate});
+  const double sound = static_cast<double>(std::max<std::int64_t>(input.frames(), 0));
+  const double silence = sound > 0 ? std::floor(shape.silence * traits.rate + 0.5) : 0;
+  Outcome<std::vector<PreparedEffect>> effects =
+      PrepareEffects(request, {sound + silence, traits.rate}, streams.in, remarks);
   if (!effects) return effects.ending();
   const Outcome<std::optional<SongMap>> song = ReadSong(request);
   if (!song) return song.ending();
-  if (*song) ConnectSongs(**song, request, *effects, streams);
-  const bool hasPace = std::any_of(effects->begin(), effects->end(),
-                                   [](const PreparedEffect& effect) { return effect.instance.stretch != nullptr; });
-  if (request.keepPace && !hasPace && !request.quiet) {
-    streams.err << "korva: --keep-pace is for pitch-shift and time-stretch; this chain has neither\n";
-  }
-  const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format, streams.err);
+  if (*song) ConnectSongs(**song, *effects, remarks);
+  const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format, remarks);
   if (!cut) return cut.ending();
-  Outcome<std::vector<OutputFile>> records = OpenRecords(request);
-  if (!records) return records.ending();
-  Outcome<OutputFile> output = OpenOutput(request, streams);
-  if (!output) return output.ending();
-  Outcome<SoundWriter> writer = SoundWriter::Open(*output, *plan, outputName);
-  if (!writer) return writer.ending();
-
-  std::vector<ChainLink> links;
-  for (const PreparedEffect& effect : *effects) {
-    links.push_back({effect.request->effect->description.name, effect.instance.filter});
+  TellRemarks(request, remarks, 0, streams.err);
+  const std::size_t toldRemarks = remarks.size();
+  if (request.dryRun) {
+    TellPlan(request, *plan, *effects, report, streams.out);
+    return std::nullopt;
   }
+  const Outcome<GaugedChain> chain = GaugeChain(request, *effects, format);
+  if (!chain) return chain.ending();
+  Outcome<std::vector<OutputFile>> records = OpenRecords(request, streams);
+  if (!records) return records.ending();
+  Outcome<OutputFile> file = OpenOutput(request.output, request.overwrite, streams);
+  if (!file) return file.ending();
+  Outcome<SoundWriter> writer = SoundWriter::Open(*file, *plan, report.output);
+  if (!writer) return writer.ending();
+  const bool timesHold = shape.from == 0 && std::isinf(shape.to) && plan->traits.rate == traits.rate &&
+                         std::all_of(effects->begin(), effects->end(),
+                                     [](const PreparedEffect& effect) { return effect.instance.stretch == nullptr; });
+  report.lost = writer->KeepNotes(reader->notes(), timesHold);
+  if (plan->losesMap) report.lost.emplace_back("the places of the channels");
+  Outcome<ShapedOutput> output = ShapedOutput::Make(*writer, *plan, {traits.rate, request.normalize});
+  if (!output) return output.ending();
+
   Progress progress(streams.errIsTerminal && !request.quiet ? &streams.err : nullptr);
-  const Outcome<ChainResult> result = RunChain(*reader, *writer, format, *cut, links, !request.noTail,
-                                               [&](std::int64_t done) { progress.Show(done, reader->frames()); });
+  const Outcome<ChainResult> result = RunChain(input, *output, format, *cut, chain->links, !request.noTail,
+                                               [&](std::int64_t done) { progress.Show(done, input.frames()); });
   progress.Clear();
   if (!result) return result.ending();
+  if (Check check = output->Finish()) return check;
   if (Interrupted()) return Failed("interrupted");
 
-  auto file = records->begin();
+  auto record = records->begin();
   for (const PreparedEffect& effect : *effects) {
     if (effect.request->saveStateFile.empty()) continue;
-    if (const Check check = file->Write(effect.record.data(), effect.record.size())) return check;
-    ++file;
+    if (Check check = record->Write(effect.record.data(), effect.record.size())) return check;
+    ++record;
   }
   // A record tells of a sound that is there.
-  if (const Check check = output->Commit()) return check;
-  for (OutputFile& record : *records) {
-    if (const Check check = record.Commit()) return check;
+  if (Check check = file->Commit()) return check;
+  for (OutputFile& one : *records) {
+    if (Check check = one.Commit()) return check;
   }
   try {
-    if (!request.quiet) TellResult(request, *plan, *result, outputName, streams.err);
+    report.result = *result;
+    report.fileFrames = writer->frames();
+    report.clipped = writer->clipped();
+    report.gainDb = output->gainDb();
+    ReadGauges(*chain, request, *effects, format.formatTag != kTagFloat, report, remarks);
+    TellRemarks(request, remarks, toldRemarks, streams.err);
+    if (!request.quiet) TellResult(request, *plan, report, streams.err);
+    if (request.json) TellJson(request, *plan, report, remarks, streams.out);
   } catch (const std::bad_alloc&) {
     // All is done; there is only no memory to say so.
   }

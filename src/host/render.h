@@ -15,6 +15,8 @@ struct Streams {
   bool errIsTerminal = false;
 };
 
+/// Renders the one input of a call into its output.
+Check RenderOne(const RenderRequest& request, Streams& streams);
 /// Does what `korva render` was asked for. Says what was done on `err` unless the call is quiet.
 Check Render(const RenderRequest& request, Streams& streams);
 

@@ -47,9 +47,13 @@ struct StateRecord {
 };
 
 /// Reads a record of any effect. `kFailed`, with what is wrong, for anything else.
-Outcome<StateRecord> ReadStateFile(const std::string& path);
-/// Reads a file that must be a record of `effect` and sets its parameters from it.
-Check LoadStateFile(const std::string& path, const EffectRow& effect, EffectInstance& instance);
+Outcome<StateRecord> ReadStateFile(const std::string& path, std::istream& in);
+/// Reads a file that must be a record of `effect`, or such a text as `StateText` makes, and sets the parameters from
+/// it.
+/// `-` is `in`.
+Check LoadStateFile(const std::string& path, std::istream& in, const EffectRow& effect, EffectInstance& instance);
+/// The effect as lines of "name = value" that a person can edit.
+std::string StateText(const EffectRow& effect, const EffectInstance& instance);
 /// Sets an effect's parameters from a record of it.
 Check LoadState(const StateRecord& record, EffectInstance& instance);
 /// The record of an effect as it is now.

@@ -75,6 +75,15 @@ TEST_F(RenderTest, TailsRingThroughTheRestOfTheChain) {
   }
 }
 
+TEST_F(RenderTest, ATailBeyondWhatABufferHoldsIsTold) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 100, 192000);
+  const std::string slow =
+      "render @in.wav @out.flac simple-delay --set multiple-delays=on --set tempo-sync-decay=on --set "
+      "decay-multiplier=32 --set decay-note=18 --set delay=1 --tempo 1 --meter 64/4 --overwrite --dry-run --format ";
+  EXPECT_NE(KorvaLine(slow + "s32").err.find("with --format f32 it does not"), std::string::npos);
+  EXPECT_EQ(KorvaLine(slow + "f32").err.find("may ring"), std::string::npos);
+}
+
 // The second echo of a tail is as loud in a whole-number stream, which gives its tail in one buffer, as in a float one.
 TEST_F(RenderTest, ALongTailIsWholeInEveryFormat) {
   PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 4800);
@@ -233,7 +242,8 @@ TEST_F(RenderTest, ListingsNameEverything) {
       EXPECT_NE(doc.find(std::string("`") + row.name + "`"), std::string::npos) << row.name;
     }
   }
-  for (const char* line : {"--help", "render --help", "render -h", "params --help", "--version"}) {
+  for (const char* line :
+       {"--help", "render --help", "render -h", "help render", "params --help", "docs --help", "--version"}) {
     const Run run = KorvaLine(line);
     EXPECT_EQ(run.exitCode, 0) << line;
     EXPECT_EQ(run.err, "") << line;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+
+#include "host/levels.h"
+#include "host/sound_file.h"
+
+struct soxr;
+
+namespace korva {
+
+/// What is done to the sound after the chain.
+struct OutputShape {
+  std::uint32_t rate = 0;           ///< of the stream; the file's may be another
+  std::optional<double> normalize;  ///< the peak that the file gets, in dB of full scale
+};
+
+/// Between a chain and its file. With nothing asked for, the very samples of the stream.
+class ShapedOutput final : public SampleOutput {
+ public:
+  /// `writer` outlives this. `kFailed` when there is no memory or no room to keep the sound in.
+  static Outcome<ShapedOutput> Make(SoundWriter& writer, const SoundPlan& plan, const OutputShape& shape);
+  ShapedOutput(ShapedOutput&& other) noexcept;
+  ShapedOutput& operator=(ShapedOutput&&) = delete;
+  ~ShapedOutput() override;
+
+  Check Write(const void* data, std::size_t frames) override;
+  /// After the last frame: writes what is held back, and completes the file.
+  Check Finish();
+  /// What the file got, as gain in dB on the stream; 0 without a peak to reach.
+  double gainDb() const noexcept { return gainDb_; }
+
+ private:
+  struct ResamplerEnd {
+    void operator()(soxr* resampler) const noexcept;
+  };
+
+  ShapedOutput() = default;
+  Check Pass(const void* data, std::size_t frames);
+  /// `data` null at the end.
+  Check Resample(const double* data, std::size_t frames);
+  std::size_t frameBytes() const noexcept;
+
+  SoundWriter* writer_ = nullptr;
+  SampleFormat format_ = SampleFormat::kFloat32;
+  std::uint32_t channels_ = 0;
+  std::optional<double> normalize_;
+  double ratio_ = 1, gain_ = 1, gainDb_ = 0;
+  int spool_ = -1;  // the whole sound, while its peak is not known
+  Levels levels_;
+  std::unique_ptr<soxr, ResamplerEnd> resampler_;
+  std::vector<double> doubles_, resampled_;
+};
+
+}  // namespace korva
