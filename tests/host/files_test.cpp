@@ -100,7 +100,7 @@ TEST_F(FilesTest, FilesWhoseLengthWasNeverToldAreReadToTheirEnd) {
     const Run run = Bypassed(std::string("@") + std::string(name) + " @out.wav");
     EXPECT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.err.find("does not tell its length"), std::string::npos) << name << run.err;
-    EXPECT_EQ(Read("out.wav").info.frames, 2000) << name;
+    EXPECT_NEAR(static_cast<double>(Read("out.wav").info.frames), 2000, 2) << name;
   }
 }
 
