@@ -58,8 +58,10 @@ const std::vector<Command>& Commands() {
        nullptr},
       {"state",
        {"FILE"},
-       {"--text", "--json"},
-       "says what a saved effect record holds, with --text as lines that --state reads back",
+       {"--text", "--json", "--lv2 DIR"},
+       "says what a saved effect record holds, with --text as lines that --state reads back, or makes it an LV2 "
+       "preset, "
+       "a bundle of its own such as ~/.lv2/mine.lv2",
        &State},
       {"docs",
        {},

@@ -170,7 +170,10 @@ TEST(AutomationText, FieldsBecomeASegmentInTheRowsOwnUnits) {
   EXPECT_EQ(span->segment.valEnd, 35.0F);
   EXPECT_EQ(span->segment.iCurve, MP_CURVE_SQUARE);
   EXPECT_EQ(ParseAutomation(Effect("chorus"), "delay:0:1:5:6")->segment.iCurve, MP_CURVE_LINEAR);
-  EXPECT_EQ(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off")->segment.iCurve, MP_CURVE_JUMP);
+  const auto jump = ParseAutomation(Effect("chorus"), "bypass:0:1:on:off:jump");
+  ASSERT_TRUE(jump);
+  EXPECT_EQ(jump->segment.iCurve, MP_CURVE_JUMP);
+  EXPECT_FALSE(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off")) << "a switch cannot ramp";
 }
 
 }  // namespace
