@@ -44,6 +44,19 @@ class ProcessTest : public HostTest {
     ::execv(pointers[0], pointers.data());
     ::_exit(99);
   }
+  /// Waits until the process has its handlers, and a little more for it to be at work.
+  static void LetItStart(pid_t child) {
+    constexpr unsigned kTerminate = 1U << (SIGTERM - 1);
+    for (int i = 0; i < 1000; ++i) {
+      std::ifstream status("/proc/" + std::to_string(child) + "/status");
+      for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigCgt:") || (std::stoul(line.substr(7), nullptr, 16) & kTerminate) == 0) continue;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  }
   static int Wait(pid_t child) {
     int status = 0;
     ::waitpid(child, &status, 0);
@@ -73,7 +86,7 @@ TEST_F(ProcessTest, AnInterruptLeavesNothingBehindAndIsTold) {
   Put("out.wav", "kept");
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
     const pid_t child = Start({"render", "@in.wav", "@out.wav", "reverb", "reverb", "reverb", "--overwrite"}, {});
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    LetItStart(child);
     // Some programs send two at once.
     ::kill(child, number);
     ::kill(child, number);
@@ -103,7 +116,7 @@ TEST_F(ProcessTest, AnInterruptEndsEveryWaitForAPipe) {
                         {{"render", "@in.wav", "@out.wav", "chorus", "--state", fifo}, {}},
                         {{"render", "@in.wav", "@out.wav", "chorus", "--tempo-map", fifo}, {}}}) {
     const pid_t child = Start(c.words, c.wiring);
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    LetItStart(child);
     ::kill(child, SIGTERM);
     EXPECT_EQ(Wait(child), -SIGTERM) << c.words[1] << c.words[2];
     EXPECT_EQ(Bytes("stderr.txt"), "korva: interrupted\n");
