@@ -7,7 +7,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME korva)
 set(CPACK_PACKAGE_VENDOR "The KORVA developers")
 set(CPACK_PACKAGE_CONTACT "The KORVA developers <developers@korva.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "streaming audio effects")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "KORVA audio effects")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL command library development)
@@ -25,23 +25,25 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/package_times.cmake)
 
 set(effects "Six effects for sound: Chorus, Reverb, Simple Delay, Multi-Tap Delay,
- Pitch Shift and Time Stretch, with presets, automation and tempo.")
+Pitch Shift and Time Stretch, with presets, automation and tempo.")
 
 # One package of a component: its name, its section, and what it is.
 macro(korva_package component name section)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section})
-  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${ARGN}\n ${effects}")
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${effects}\n.\nThis package holds ${ARGN}.")
   install(FILES ${CMAKE_SOURCE_DIR}/packaging/debian/copyright ${CMAKE_BINARY_DIR}/debian/changelog.gz
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
-korva_package(command korva sound "audio effects for sound files, from the command line")
-korva_package(library libkorva0 libs "audio effects as a library")
-korva_package(development libkorva-dev libdevel "audio effects as a library, for building programs")
-korva_package(plugins korva-lv2 sound "audio effects as LV2 plug-ins")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/triggers)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+korva_package(command korva sound "the command for sound files")
+korva_package(library libkorva0 libs "the library for other programs")
+korva_package(development libkorva-dev libdevel "what programs need to be built with the library")
+korva_package(plugins korva-lv2 sound "the effects as LV2 plug-ins")
+file(WRITE ${CMAKE_BINARY_DIR}/debian/shlibs "libkorva 0 libkorva0 (>= ${PROJECT_VERSION})\n")
+file(CHMOD ${CMAKE_BINARY_DIR}/debian/shlibs PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/triggers
+                                               ${CMAKE_BINARY_DIR}/debian/shlibs)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkorva0 (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 
