@@ -60,8 +60,8 @@ class ChorusEngine {
  private:
   // What the next update has to do. Bits of the rows, and:
   static constexpr std::uint32_t kCheap = 1;  // always left standing: any later change at least runs this
-  static constexpr std::uint32_t kFull = 2;   //
-  static constexpr std::uint32_t kWipe = 4;   // with kFull: also clear the lines and reset the write positions
+  static constexpr std::uint32_t kFull = 2;
+  static constexpr std::uint32_t kWipe = 4;  // with kFull: also clear the lines and reset the write positions
   // Frames that are worked together. The positions of a block are found first, then its samples; they do not depend
   // on its size.
   static constexpr int kBlockFrames = 64;

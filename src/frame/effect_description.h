@@ -57,8 +57,8 @@ consteval std::span<const ParamDescriptor> AutomatedRows(const ParamDescriptor (
 
 /// One form of a persistent record: 20 bytes of header (total size, identifier), then `bodySize` bytes of block.
 struct RecordForm {
-  std::uint32_t size;                                     ///< total, header included, as the header says it
-  GUID id;                                                ///
+  std::uint32_t size;  ///< total, header included, as the header says it
+  GUID id;
   std::uint32_t bodySize;                                 ///< bytes read into the block
   void (*bringUpToDate)(void* block) noexcept = nullptr;  ///< turns what an older form held into today's meaning
 };
@@ -69,9 +69,9 @@ struct EffectDescription {
   const char* summary;       ///< what it does, in a line
   const WCHAR* className;    ///< in the class table
   const WCHAR* displayName;  ///< in the graph
-  GUID filterClass;          ///
-  GUID pageClass;            ///
-  std::uint32_t blockSize;   ///< bytes of the parameter block
+  GUID filterClass;
+  GUID pageClass;
+  std::uint32_t blockSize;  ///< bytes of the parameter block
   std::span<const ParamDescriptor> rows;
   PresetTable presets;
   std::span<const RecordForm> forms;  ///< the first is the one that is written

@@ -17,27 +17,27 @@ inline constexpr std::uint32_t kCurvesJump = 1;  ///< only jumps
 /// read it. The two ranges stand in a plain ratio: block value = table value x (externalMax - externalMin) /
 /// (maximum - minimum), with no offset.
 struct ParamDescriptor {
-  MP_PARAMINFO info;             ///< type, curves, range and neutral value in display units; texts stay empty here
-  std::uint32_t present = 1;     ///
+  MP_PARAMINFO info;  ///< type, curves, range and neutral value in display units; texts stay empty here
+  std::uint32_t present = 1;
   std::uint32_t changeBit = 1;   ///< what a change means to the engine: 1 a cheap recompute, 2 a full one
   std::int32_t externalMax = 0;  ///< range of the value in the parameter block's units
-  std::int32_t externalMin = 0;  ///
-  std::uint32_t reserved0 = 0;   ///
+  std::int32_t externalMin = 0;
+  std::uint32_t reserved0 = 0;
   Storage storage = Storage::kInteger;
   std::uint32_t blockOffset = 0;  ///< byte position of the field in the parameter block
   std::uint32_t useStrings = 1;   ///< the texts come from the string table
   std::int32_t labelId = -1;      ///< string ids; -1 means none
-  std::int32_t unitId = -1;       ///
+  std::int32_t unitId = -1;
   std::int32_t enumId = -1;       ///< one string, entries separated by commas
   std::int32_t firstNameId = -1;  ///< or one string an entry, with ids in a row from here
   std::uint32_t hidden = 0;       ///< 1: `GetParamInfo` reports the parameter as not there
-  std::uint32_t reserved1 = 0;    ///
-  const char* name = "";          ///< name on the command line
-  const char* unit = "";          ///< unit on the command line; empty where there is none
-  const char* summary = "";       ///< what it does, in a line
-  float commandFactor = 1.0F;     ///< display units to the unit of the command line
-  bool buildsLine = false;        ///< a change may build a delay line anew, whatever the change bit says
-  bool followsTempo = false;      ///< acts while the effect follows a host's tempo; a switch turns that on
+  std::uint32_t reserved1 = 0;
+  const char* name = "";       ///< name on the command line
+  const char* unit = "";       ///< unit on the command line; empty where there is none
+  const char* summary = "";    ///< what it does, in a line
+  float commandFactor = 1.0F;  ///< display units to the unit of the command line
+  bool buildsLine = false;     ///< a change may build a delay line anew, whatever the change bit says
+  bool followsTempo = false;   ///< acts while the effect follows a host's tempo; a switch turns that on
 };
 
 /// Table value and block value of one parameter at a time: the ranges of a row.

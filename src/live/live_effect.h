@@ -129,8 +129,8 @@ class LiveEffect {
   std::atomic<std::uint64_t> held_{0};  // those of them that have not come
   LiveBlock now_;                       // the values that the effect has
   std::array<Glide, kMostRows> glides_{};
-  std::uint64_t gliding_ = 0;                // row bits
-  std::uint32_t framesToStep_ = 0;           //
+  std::uint64_t gliding_ = 0;  // row bits
+  std::uint32_t framesToStep_ = 0;
   std::uint32_t fade_ = 0, fadeLength_ = 1;  // frames of the effect faded in, of those that a fade takes
   ZeroedBuffer<float> piece_, dry_;          // kPiece frames each
 };

@@ -62,7 +62,7 @@ class CQvStretchFilter : public EffectFilter<CTransformFilter> {
 
   std::array<FormatRecord, 2> formatRecords_{};  // by direction
   bool pendingDiscontinuity_ = false;            // the next output sample carries the flag
-  bool pendingSyncPoint_ = false;                //
+  bool pendingSyncPoint_ = false;
   StreamTimes streamTimes_;
   ZeroedBuffer<std::uint8_t> inputCopy_;  // for upstream buffers that must not be written
 };

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "platform/cpu.h"
 #include "platform/services.h"
-#include "qvkit/cpu.h"
 #include "reverb/reverb_team.h"
 
 namespace korva {

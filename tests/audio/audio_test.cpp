@@ -32,8 +32,8 @@ TEST(SampleFormats, ClampRoundToEvenAndSilenceNotANumber) {
       {kInfinity, 255, 32767, 2147483647},
       {-kInfinity, 0, -32768, std::numeric_limits<int>::min()},
       {kNan, 128, 0, 0},
-      {0.5 / 128, 128, 128, 8388608},   // ties go to the even neighbour
-      {1.5 / 128, 130, 384, 25165824},  //
+      {0.5 / 128, 128, 128, 8388608},  // ties go to the even neighbour
+      {1.5 / 128, 130, 384, 25165824},
       {-2.5 / 128, 126, -640, -41943040},
       {2.5 / 32768, 128, 2, 163840},
   };

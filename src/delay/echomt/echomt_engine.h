@@ -136,10 +136,10 @@ class EchomtEngine {
   std::array<std::array<double, kEchomtTaps>, 2> tapGains_{};  // left (or every channel), right
   std::array<double, kEchomtTaps> tapModDepth_{};              // frames, peak
   std::array<std::int32_t, kEchomtTaps> tapPosition_{};        // index into a line; runs down
-  std::int32_t writePosition_ = 0;                             //
-  double modPhase_ = 0, modStep_ = 0;                          // radians
-  std::int32_t lineLength_ = 0;                                // frames
-  std::uint32_t tailLeft_ = 0;                                 // frames
+  std::int32_t writePosition_ = 0;
+  double modPhase_ = 0, modStep_ = 0;  // radians
+  std::int32_t lineLength_ = 0;        // frames
+  std::uint32_t tailLeft_ = 0;         // frames
   TailOnlyBudget tailOnly_;
   std::array<double, kMaxChannels> inputState_{};
   std::array<double, kMaxChannels> outputState_{};

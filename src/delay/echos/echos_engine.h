@@ -96,8 +96,8 @@ class EchosEngine {
   bool reserve_ = false;
   // One line of `delayLength_` values for each channel, end to end one ring that holds the interleaved stream.
   std::array<DelayLine, kMaxChannels> lines_;
-  std::size_t line_ = 0;      // the line and the place in it of the next sample
-  std::size_t position_ = 0;  //
+  std::size_t line_ = 0;  // the line and the place in it of the next sample
+  std::size_t position_ = 0;
 };
 
 }  // namespace korva

@@ -1,4 +1,4 @@
-#include "qvkit/cpu.h"
+#include "platform/cpu.h"
 
 namespace korva {
 namespace {
