@@ -67,7 +67,7 @@ class Recorder final : public IMediaParamsUICallback {
 
 /// The one window on the screen that all hosts are in: a system without a window manager takes seconds to let one go.
 inline HWND Desk() {
-  static const HWND desk = ::CreateWindowExW(0, L"STATIC", L"desk", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 700, 600,
+  static const HWND desk = ::CreateWindowExW(0, L"STATIC", L"desk", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 1000, 800,
                                              nullptr, nullptr, nullptr, nullptr);
   return desk;
 }
@@ -78,7 +78,7 @@ class PageBench {
       : kind(which),
         filter(with ? std::move(with) : which.Filter()),
         params(Query<IMediaParams>(filter.Get())),
-        host(::CreateWindowExW(0, L"STATIC", L"host", WS_CHILD | WS_VISIBLE, 0, 0, 700, 600, Desk(), nullptr, nullptr,
+        host(::CreateWindowExW(0, L"STATIC", L"host", WS_CHILD | WS_VISIBLE, 0, 0, 1000, 800, Desk(), nullptr, nullptr,
                                nullptr)),
         page(which.Page()) {
     page->SetPageSite(&site);
@@ -100,7 +100,7 @@ class PageBench {
     ASSERT_EQ(page->SetObjects(1, &object), S_OK);
   }
   void Activate() {
-    const RECT place = {0, 0, 600, 500};
+    const RECT place = {0, 0, 1000, 800};
     ASSERT_EQ(page->Activate(host, &place, FALSE), S_OK);
   }
   PageBench& Open() {
