@@ -36,18 +36,12 @@ ClassRow PageRow(const WCHAR* name, const EffectDescription& effect) {
 }
 
 const ClassRow kClasses[] = {
-    FilterRow<CQvTime>(kTimeEffect),
-    PageRow<CQvTimePropPage>(L"QvTime Property Page", kTimeEffect),
-    FilterRow<CQvPitchs>(kPitchsEffect),
-    PageRow<CQvPitchsPropPage>(L"QvPitchs Property Page", kPitchsEffect),
-    FilterRow<CQvEchos>(kEchosEffect),
-    PageRow<CQvEchosPropPage>(L"QvEchos Property Page", kEchosEffect),
-    FilterRow<CQvEchomt>(kEchomtEffect),
-    PageRow<CQvEchomtPropPage>(L"QvEchomt Property Page", kEchomtEffect),
-    FilterRow<CQvReverb>(kReverbEffect),
-    PageRow<CQvReverbPropPage>(L"QvReverb Property Page", kReverbEffect),
-    FilterRow<CQvChorus>(kChorusEffect),
-    PageRow<CQvChorusPropPage>(L"QvChorus Property Page", kChorusEffect),
+    FilterRow<CQvTime>(kTimeEffect),     PageRow<CQvTimePropPage>(L"QvTime Property Page", kTimeEffect),
+    FilterRow<CQvPitchs>(kPitchsEffect), PageRow<CQvPitchsPropPage>(L"QvPitchs Property Page", kPitchsEffect),
+    FilterRow<CQvEchos>(kEchosEffect),   PageRow<CQvEchosPropPage>(L"QvEchos Property Page", kEchosEffect),
+    FilterRow<CQvEchomt>(kEchomtEffect), PageRow<CQvEchomtPropPage>(L"QvEchomt Property Page", kEchomtEffect),
+    FilterRow<CQvReverb>(kReverbEffect), PageRow<CQvReverbPropPage>(L"QvReverb Property Page", kReverbEffect),
+    FilterRow<CQvChorus>(kChorusEffect), PageRow<CQvChorusPropPage>(L"QvChorus Property Page", kChorusEffect),
 };
 
 }  // namespace
