@@ -4,9 +4,15 @@
 
 #include "chorus/chorus_filter.h"
 #include "chorus/chorus_page.h"
+#include "delay/echomt/echomt_filter.h"
+#include "delay/echomt/echomt_page.h"
 #include "delay/echos/echos_filter.h"
 #include "delay/echos/echos_page.h"
 #include "page_host.h"
+#include "pitchtime/pitchs_filter.h"
+#include "pitchtime/pitchs_page.h"
+#include "pitchtime/time_filter.h"
+#include "pitchtime/time_page.h"
 #include "reverb/reverb_filter.h"
 #include "reverb/reverb_page.h"
 
@@ -24,9 +30,9 @@ PageCase Case(const PageDescription& page) {
 }
 
 const PageCase kPages[] = {
-    Case<CQvEchos, CQvEchosPropPage>(kEchosPage),
-    Case<CQvReverb, CQvReverbPropPage>(kReverbPage),
-    Case<CQvChorus, CQvChorusPropPage>(kChorusPage),
+    Case<CQvTime, CQvTimePropPage>(kTimePage),       Case<CQvPitchs, CQvPitchsPropPage>(kPitchsPage),
+    Case<CQvEchos, CQvEchosPropPage>(kEchosPage),    Case<CQvEchomt, CQvEchomtPropPage>(kEchomtPage),
+    Case<CQvReverb, CQvReverbPropPage>(kReverbPage), Case<CQvChorus, CQvChorusPropPage>(kChorusPage),
 };
 
 }  // namespace
