@@ -64,6 +64,12 @@ TEST(SampleLanes, ReadAndWriteAsTheRulesDoForAnyBits) {
   ExpectTheRules<Float64>();
 }
 
+#ifdef _WIN32
+constexpr double kExactTo = 100;  // the C library asks the processor, which knows 66 bits of pi
+#else
+constexpr double kExactTo = 1e5;
+#endif
+
 TEST(Sine, IsTheSameInAllLanesAndWithinALastPlace) {
   std::mt19937_64 random(2);
   double worst = 0;
@@ -84,7 +90,7 @@ TEST(Sine, IsTheSameInAllLanesAndWithinALastPlace) {
         ASSERT_FALSE(std::isfinite(x[i]) || sine[i] == sine[i] || cosine[i] == cosine[i]) << x[i];
       }
     }
-    if (std::fabs(x[0]) > 1e5) continue;
+    if (std::fabs(x[0]) > kExactTo) continue;
     const long double exact = std::sin(static_cast<long double>(x[0]));
     worst = std::max(worst, std::fabs(static_cast<double>((sine[0] - exact))));
   }
