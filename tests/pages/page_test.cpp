@@ -354,6 +354,8 @@ TEST(Page, ChecksListsAndSpinnersSetTheirParameters) {
         EXPECT_EQ(bench.Whole(control.row), 2);
         EXPECT_EQ(bench.recorder.Take(), heard);
       } else if (control.kind == ControlKind::kRadios) {
+        // The system's radio buttons never come back from a click that meets a disabled one.
+        for (const int id : {control.id, control.id + 1}) ::EnableWindow(bench[id], TRUE);
         bench.Click(control.id + 1);
         bench.Click(control.id);
         EXPECT_EQ(bench.Whole(control.row), row.externalMin);
@@ -655,7 +657,7 @@ struct Modal {
 };
 
 TEST(Page, TheNameOpensThePresetsAndThePageOutlivesItsMenu) {
-  const auto& kind = Pages().front();
+  const auto& kind = Pages().back();  // whose faders hold whole numbers
   const auto before = CBaseObject::ObjectsActive();
   {
     PageBench bench(kind);
