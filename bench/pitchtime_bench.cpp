@@ -46,11 +46,10 @@ std::vector<std::uint8_t> MusicBuffer(const FormatRecord& record, std::uint32_t 
 }
 
 void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecord& record) {
-  engine.SetFormat(record);
   const auto source = MusicBuffer(record, kStreamFrames);
   std::vector<std::uint8_t> buffer(std::size_t{kFrames} * record.blockAlign);
   std::vector<std::uint8_t> out(std::size_t{4} * kFrames * record.blockAlign);
-  engine.Reset();
+  engine.Start(record);
   std::size_t at = 0;
   const FrameTimer timer;
   for (auto _ : state) {
@@ -108,7 +107,7 @@ void RunFilter(benchmark::State& state, SampleFormat format, std::uint16_t chann
 
 const bool kRegistered = [] {
   const auto add = [](const std::string& name, auto run) { benchmark::RegisterBenchmark(name.c_str(), run); };
-  for (const SampleFormat format : kFormats) {
+  for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
       for (const std::int32_t mode : {0, 1, 6, 15}) {
         add(KernelName("time-stretch/150%/mode " + std::to_string(mode), format, channels),

@@ -32,23 +32,10 @@ PitchsEngine::Lane<Real>& PitchsEngine::GetLane() noexcept {
 
 template <class Visitor>
 decltype(auto) PitchsEngine::WithLane(Visitor&& visitor) noexcept {
-  return format_ && NeedsDoubles(*format_) ? visitor(GetLane<double>()) : visitor(GetLane<float>());
+  return usesDoubles() ? visitor(GetLane<double>()) : visitor(GetLane<float>());
 }
 
-void PitchsEngine::SetFormat(const FormatRecord& format) noexcept {
-  const auto sampleFormat =
-      format.channels >= 1 && format.channels <= kMaxChannels ? SampleFormatOf(format) : std::nullopt;
-  // At a rate of 0 the position would never move on.
-  const std::uint32_t rate = std::max<std::uint32_t>(format.samplesPerSecond, 1);
-  if (sampleFormat == format_ && rate == rate_ && format.channels == channels_) return;
-  Release();
-  format_ = sampleFormat;
-  rate_ = rate;
-  channels_ = format.channels;
-  frameBytes_ = format_ ? static_cast<std::uint32_t>(SampleBytes(*format_)) * channels_ : 0;
-}
-
-void PitchsEngine::Release() noexcept {
+void PitchsEngine::Stop() noexcept {
   resampler_.Free();
   single_.core.Free();
   wide_.core.Free();
@@ -64,8 +51,8 @@ void PitchsEngine::Release() noexcept {
 double PitchsEngine::RatioFor(double transposition) const noexcept {
   const bool usable = transposition > 0 && std::isfinite(transposition);
   const double factor = usable ? std::max(transposition, kLeastTransposition) : 1.0;
-  const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(rate_ / factor), 1);
-  const double ratio = rate_ / static_cast<double>(virtualRate);
+  const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(usedRate() / factor), 1);
+  const double ratio = usedRate() / static_cast<double>(virtualRate);
   return preserveDuration_ && ratio < kLeastKeptRatio ? kLeastKeptRatio : ratio;
 }
 
@@ -93,7 +80,7 @@ std::int32_t PitchsEngine::Rebuild(const PitchsParams& params) noexcept {
     if (lane.stage.empty() && !lane.stage.Allocate(std::size_t{kStageFrames} * channels_)) return kEngineOutOfMemory;
     lane.core.SetKernels(kPlainFormat<Real>, *format_);
     lane.core.MarkFirstBlock();
-    return lane.core.ConfigureStretch(FindStretchMode(params.mode), rate_, channels_, resampleRatio());
+    return lane.core.ConfigureStretch(FindStretchMode(params.mode), usedRate(), channels_, resampleRatio());
   });
   if (result < 0) return result;
   DesignFilterIfUsed();
@@ -123,8 +110,7 @@ bool PitchsEngine::IsBuiltFor(const PitchsParams& params) const noexcept {
 std::int32_t PitchsEngine::ConfigurePitch(const PitchsParams& params) noexcept {
   // The comparison catches a setter that raised the flag between the snapshot and here: its value comes with the next
   // snapshot, when the flag is gone.
-  const bool raised = rebuildNeeded_.exchange(false, std::memory_order_relaxed);
-  const bool rebuild = raised || !engineReady_ || !IsBuiltFor(params);
+  const bool rebuild = TakeRebuild() || !IsBuiltFor(params);
   preserveDuration_ = params.preserveDuration != 0;
   antiAlias_ = params.antiAlias != 0;
   if (!rebuild) {
@@ -228,7 +214,7 @@ std::int32_t PitchsEngine::ProcessKept(Lane<Real>& lane, ProcessMode mode, const
     } else if (result == kFinished && totalIn_ > totalOut_ && written == 0) {
       // Zero bytes also in 8 bits, where they are not silence.
       written = static_cast<std::uint32_t>(std::min<std::uint64_t>(totalIn_ - totalOut_, room));
-      if (written != 0) std::memset(destination, 0, std::size_t{written} * frameBytes_);
+      if (written != 0) std::memset(destination, 0, std::size_t{written} * SampleBytes(*format_) * channels_);
       totalOut_ += written;
       result = totalOut_ >= totalIn_ ? kFinished : kGoOn;
     }
@@ -237,32 +223,10 @@ std::int32_t PitchsEngine::ProcessKept(Lane<Real>& lane, ProcessMode mode, const
   return result;
 }
 
-std::int32_t PitchsEngine::Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
-                                   std::uint32_t* destinationFrames) noexcept {
-  Counts counts{sourceFrames != nullptr && source != nullptr ? *sourceFrames : 0,
-                destinationFrames != nullptr && destination != nullptr ? *destinationFrames : 0};
-  if (sourceFrames != nullptr) *sourceFrames = 0;
-  if (destinationFrames != nullptr) *destinationFrames = 0;
-
-  PitchsParams params;
-  const bool changed = params_.FetchParams(params);
-  if (mode == ModeRestart && hasRun_) {
-    const std::int32_t result = ResetPitch();
-    if (result < 0) return result;
-  } else if ((changed || !engineReady_) && mode != ModeFlush) {
-    const std::int32_t result = ConfigurePitch(params);
-    if (result < 0) return result;
-  }
-  hasRun_ = true;
-  if (!engineReady_) return mode == ModeFlush ? kFinished : format_ ? kEngineOutOfMemory : kEngineFailed;
-
+std::int32_t PitchsEngine::Run(ProcessMode mode, const void* source, void* destination, Counts& counts) noexcept {
   resampler_.SetPrimeRing(mode == ModeRestart);
-  const std::int32_t result =
-      preserveDuration_ ? WithLane([&](auto& lane) { return ProcessKept(lane, mode, source, destination, counts); })
-                        : ProcessDirect(mode, source, destination, counts);
-  if (sourceFrames != nullptr) *sourceFrames = counts.source;
-  if (destinationFrames != nullptr) *destinationFrames = counts.destination;
-  return result;
+  return preserveDuration_ ? WithLane([&](auto& lane) { return ProcessKept(lane, mode, source, destination, counts); })
+                           : ProcessDirect(mode, source, destination, counts);
 }
 
 }  // namespace korva

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <optional>
 
-#include "audio/param_source.h"
 #include "pitchtime/anti_alias.h"
 #include "pitchtime/pitchs_block.h"
 #include "pitchtime/resampler.h"
@@ -18,30 +15,24 @@ namespace korva {
 /// With the duration kept, the output of a stream is as long as its input, save that with `resampleRatio` of 1.0 or
 /// more an excess of the core is not cut. Without, it ends with the last frame whose taps the input could feed.
 ///
-/// Threads: `RaiseRebuild` from any thread, all else as `StretchEngine` says. Nothing here locks; the parameters come
-/// through the source, under its owner's lock.
-class PitchsEngine final : public StretchEngine {
+/// A full configuration follows a change of `accuracy`, `preserveDuration`, `mode` or `antiAlias`.
+class PitchsEngine final : public ParamStretchEngine<PitchsParams> {
  public:
   /// `params` must outlive the engine.
-  explicit PitchsEngine(ParamSource<PitchsParams>& params) noexcept : params_(params) {}
+  explicit PitchsEngine(ParamSource<PitchsParams>& params) noexcept : ParamStretchEngine(params) {}
 
-  /// The next configuration is a full one: raised by setters of `accuracy`, `preserveDuration`, `mode` and `antiAlias`
-  /// and of the whole block.
-  void RaiseRebuild() noexcept { rebuildNeeded_.store(true, std::memory_order_relaxed); }
-
-  void SetFormat(const FormatRecord& format) noexcept override;
   void SetKeepPace(bool on) noexcept override {
     single_.core.SetKeepPace(on);
     wide_.core.SetKeepPace(on);
   }
-  void ReserveForRows(bool on) noexcept override { reserve_ = on; }
   /// 0, or out of memory for the stage. A configuration that fails shows at the next buffer.
   std::int32_t Reset() noexcept override { return ResetPitch(); }
-  void Release() noexcept override;
+  std::int32_t ResetPitch() noexcept;
+  void Stop() noexcept override;
   /// Brings the engine in line and runs the anti-alias filter where it applies.
   std::int32_t PrepareInput(ProcessMode mode, void* buffer, std::uint32_t frames) noexcept override;
-  std::int32_t Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
-                       std::uint32_t* destinationFrames) noexcept override;
+  /// In line with `params`, by a full configuration or with all audio kept.
+  std::int32_t ConfigurePitch(const PitchsParams& params) noexcept;
 
   /// Input frames per output frame of the interpolator in force.
   double resampleRatio() const noexcept { return resampler_.ratio(); }
@@ -61,12 +52,8 @@ class PitchsEngine final : public StretchEngine {
   template <class Visitor>
   decltype(auto) WithLane(Visitor&& visitor) noexcept;
 
-  struct Counts {
-    std::uint32_t source, destination;
-  };
-
-  std::int32_t ResetPitch() noexcept;
-  std::int32_t ConfigurePitch(const PitchsParams& params) noexcept;
+  std::int32_t Update(const PitchsParams& params) noexcept override { return ConfigurePitch(params); }
+  std::int32_t Run(ProcessMode mode, const void* source, void* destination, Counts& counts) noexcept override;
   std::int32_t Rebuild(const PitchsParams& params) noexcept;
   void RenewRatio(const PitchsParams& params) noexcept;
   double RatioFor(double transposition) const noexcept;
@@ -80,19 +67,12 @@ class PitchsEngine final : public StretchEngine {
   std::int32_t ProcessKept(Lane<Real>& lane, ProcessMode mode, const void* source, void* destination,
                            Counts& counts) noexcept;
 
-  ParamSource<PitchsParams>& params_;
-  std::atomic<bool> rebuildNeeded_{true};
+  // At a rate of 0 the position would never move on.
+  std::uint32_t usedRate() const noexcept { return rate_ != 0 ? rate_ : 1; }
+
   PitchsParams builtFor_{};  // of the last full configuration
-  bool engineReady_ = false;
-  bool hasRun_ = true;
-  bool reserve_ = false, reserved_ = false;
   bool preserveDuration_ = false;
   bool antiAlias_ = false;
-
-  std::uint32_t rate_ = 1;
-  std::uint32_t channels_ = 0;
-  std::uint32_t frameBytes_ = 0;
-  std::optional<SampleFormat> format_;
 
   Resampler resampler_;
   AntiAliasFilter filter_;

@@ -139,12 +139,11 @@ HRESULT CQvStretchFilter::StartStreaming() {
   pendingSyncPoint_ = false;
   streamTimes_ = StreamTimes();
   if (!SampleFormatOf(formatRecords_[PINDIR_INPUT])) return E_FAIL;
-  engine().SetFormat(formatRecords_[PINDIR_INPUT]);
-  return engine().Reset();
+  return engine().Start(formatRecords_[PINDIR_INPUT]);
 }
 
 HRESULT CQvStretchFilter::StopStreaming() {
-  engine().Release();
+  engine().Stop();
   inputCopy_.Release();
   return S_OK;
 }

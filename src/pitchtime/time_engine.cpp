@@ -4,20 +4,10 @@ namespace korva {
 
 template <class Visitor>
 decltype(auto) TimeEngine::WithCore(Visitor&& visitor) noexcept {
-  return format_ && NeedsDoubles(*format_) ? visitor(wide_) : visitor(single_);
+  return usesDoubles() ? visitor(wide_) : visitor(single_);
 }
 
-void TimeEngine::SetFormat(const FormatRecord& format) noexcept {
-  const auto sampleFormat =
-      format.channels >= 1 && format.channels <= kMaxChannels ? SampleFormatOf(format) : std::nullopt;
-  if (sampleFormat == format_ && format.samplesPerSecond == rate_ && format.channels == channels_) return;
-  Release();
-  format_ = sampleFormat;
-  rate_ = format.samplesPerSecond;
-  channels_ = format.channels;
-}
-
-void TimeEngine::Release() noexcept {
+void TimeEngine::Stop() noexcept {
   single_.Free();
   wide_.Free();
   reserved_ = false;
@@ -28,8 +18,7 @@ void TimeEngine::Release() noexcept {
 std::int32_t TimeEngine::ConfigureTime(const TimeParams& params) noexcept {
   const double stretchRatio = params.percentTimes100 / 10000.0;
   // The comparison catches a setter that raised the flag between the snapshot and here.
-  const bool raised = rebuildNeeded_.exchange(false, std::memory_order_relaxed);
-  if (!raised && engineReady_ && params.mode == builtForMode_) {
+  if (!TakeRebuild() && params.mode == builtForMode_) {
     WithCore([&](auto& core) { core.UpdateStretchRatio(stretchRatio); });
     return kGoOn;
   }
@@ -68,32 +57,11 @@ std::int32_t TimeEngine::ResetTime() noexcept {
   return result;
 }
 
-std::int32_t TimeEngine::Process(ProcessMode mode, const void* source, std::uint32_t* sourceFrames, void* destination,
-                                 std::uint32_t* destinationFrames) noexcept {
-  std::uint32_t taken = sourceFrames != nullptr && source != nullptr ? *sourceFrames : 0;
-  std::uint32_t written = destinationFrames != nullptr && destination != nullptr ? *destinationFrames : 0;
-  if (sourceFrames != nullptr) *sourceFrames = 0;
-  if (destinationFrames != nullptr) *destinationFrames = 0;
-
-  TimeParams params;
-  const bool changed = params_.FetchParams(params);
-  if (mode == ModeRestart && hasRun_) {
-    const std::int32_t result = ResetTime();
-    if (result < 0) return result;
-  } else if ((changed || !engineReady_) && mode != ModeFlush) {
-    const std::int32_t result = ConfigureTime(params);
-    if (result < 0) return result;
-  }
-  hasRun_ = true;
-  if (!engineReady_) return kFinished;
-
-  const std::int32_t result = WithCore([&](auto& core) {
+std::int32_t TimeEngine::Run(ProcessMode mode, const void* source, void* destination, Counts& counts) noexcept {
+  return WithCore([&](auto& core) {
     core.SetEndOfInput(mode == ModeFlush);
-    return core.RunStretch(source, taken, destination, written);
+    return core.RunStretch(source, counts.source, destination, counts.destination);
   });
-  if (sourceFrames != nullptr) *sourceFrames = taken;
-  if (destinationFrames != nullptr) *destinationFrames = written;
-  return result;
 }
 
 }  // namespace korva

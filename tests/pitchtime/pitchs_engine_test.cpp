@@ -184,7 +184,7 @@ TEST(PitchTime, AnythingMayCome) {
       }
       rig.Drain(2000);
       ASSERT_FALSE(rig.hung);
-      rig.engine.Release();
+      rig.engine.Stop();
       if (random() % 2 == 0) rig.Drain(10);
       rig.output.clear();
     }

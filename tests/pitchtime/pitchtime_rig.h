@@ -34,11 +34,7 @@ struct StretchRig {
   StretchRig(const EffectDescription& effect, SampleFormat sampleFormat, std::uint16_t channelCount, std::uint32_t rate)
       : store(effect), format(sampleFormat), channels(channelCount), streamRate(rate) {}
 
-  std::int32_t Start() {
-    engine.SetFormat(MakeFormat(format, channels, streamRate));
-    result = engine.Reset();
-    return result;
-  }
+  std::int32_t Start() { return result = engine.Start(MakeFormat(format, channels, streamRate)); }
 
   void Change() {
     store.changed = true;
