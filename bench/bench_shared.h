@@ -15,14 +15,7 @@ namespace korva::bench {
 inline constexpr std::uint32_t kRate = 44100;
 inline constexpr std::uint32_t kFrames = 4096;
 
-inline constexpr SampleFormat kFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
-                                            SampleFormat::kFloat32, SampleFormat::kFloat64};
 inline constexpr std::uint16_t kChannelCounts[] = {1, 2, 6};
-
-inline const char* FormatName(SampleFormat format) {
-  constexpr const char* kNames[] = {"u8", "s16", "s32", "f32", "f64"};
-  return kNames[static_cast<int>(format)];
-}
 
 /// "NAME/f32/2".
 inline std::string KernelName(const std::string& name, SampleFormat format, std::uint16_t channels) {

@@ -73,7 +73,7 @@ void ChorusReceive(benchmark::State& state, SampleFormat format, std::uint16_t c
 
 const bool registered = [] {
   for (const std::int32_t voices : {1, 3}) {
-    for (const SampleFormat format : kFormats) {
+    for (const SampleFormat format : kAllFormats) {
       for (const std::uint16_t channels : kChannelCounts) {
         const std::string name = "chorus" + std::to_string(voices);
         benchmark::RegisterBenchmark(KernelName(name, format, channels).c_str(), Chorus, format, channels, voices);

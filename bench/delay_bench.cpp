@@ -81,7 +81,7 @@ void MultiTap(benchmark::State& state, SampleFormat format, std::uint16_t channe
 
 const bool kRegistered = [] {
   const auto add = [](const std::string& name, auto run) { benchmark::RegisterBenchmark(name.c_str(), run); };
-  for (const SampleFormat format : kFormats) {
+  for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
       add(KernelName("simple-delay", format, channels),
           [=](benchmark::State& state) { SimpleDelay(state, format, channels); });

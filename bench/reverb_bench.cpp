@@ -111,7 +111,7 @@ void Share(benchmark::State& state) {
 }
 
 const bool registered = [] {
-  for (const SampleFormat format : kFormats) {
+  for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
       if (channels != 2) {
         benchmark::RegisterBenchmark(KernelName("reverb", format, channels).c_str(), Reverb, format, channels, false);

@@ -1,9 +1,4 @@
 # Dialogs in every language from one layout each: in a layout, @ID@ stands for the text of that string id.
-set(KORVA_LANGUAGES
-    "en|LANG_ENGLISH, SUBLANG_ENGLISH_US" "de|LANG_GERMAN, SUBLANG_GERMAN" "fr|LANG_FRENCH, SUBLANG_FRENCH"
-    "ja|LANG_JAPANESE, SUBLANG_DEFAULT" "ko|LANG_KOREAN, SUBLANG_KOREAN" "pl|LANG_POLISH, SUBLANG_DEFAULT"
-    "pt_br|LANG_PORTUGUESE, SUBLANG_PORTUGUESE_BRAZILIAN" "ru|LANG_RUSSIAN, SUBLANG_DEFAULT"
-    "zh_cn|LANG_CHINESE, SUBLANG_CHINESE_SIMPLIFIED" "es|LANG_SPANISH, SUBLANG_SPANISH_MODERN")
 
 # Writes the layouts of a folder, filled with the texts of another, into one resource source.
 function(korva_dialogs layouts strings out)

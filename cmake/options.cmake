@@ -26,10 +26,6 @@ endif()
 if(WIN32)
   enable_language(RC)
   set(CMAKE_RC_FLAGS "${CMAKE_RC_FLAGS} --codepage=65001 -I${CMAKE_SOURCE_DIR}/src")
-  # The resource compiler does not tell what it includes.
-  set(KORVA_STRINGS_RC ${CMAKE_SOURCE_DIR}/src/resources/strings.rc)
-  file(GLOB KORVA_STRING_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/resources/strings/*.inc)
-  set_source_files_properties(${KORVA_STRINGS_RC} PROPERTIES OBJECT_DEPENDS "${KORVA_STRING_SOURCES}")
   target_compile_definitions(korva_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
                                                      WINVER=0x0601 _WIN32_WINNT=0x0601)
   add_link_options(-static)

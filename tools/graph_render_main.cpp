@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "frame/interfaces.h"
-#include "graph_kit.h"
+#include "windows/graph_kit.h"
 #include "platform/wide_text.h"
 #include "wav_file.h"
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "page_host.h"
+#include "pages/page_host.h"
 
 namespace {
 

@@ -44,8 +44,7 @@ void NormaliseFormat(FormatRecord& format) noexcept {
 
 FormatRecord MakeFormat(SampleFormat format, std::uint16_t channels, std::uint32_t rate) noexcept {
   FormatRecord record;
-  const bool isFloat = format == SampleFormat::kFloat32 || format == SampleFormat::kFloat64;
-  record.formatTag = isFloat ? kTagFloat : kTagPcm;
+  record.formatTag = IsFloat(format) ? kTagFloat : kTagPcm;
   record.channels = channels;
   record.samplesPerSecond = rate;
   record.bitsPerSample = VisitFormat(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -22,6 +23,14 @@ inline constexpr double kRoundingBias = 6755399441055744.0;
 /// The nearest whole number to `value`, ties to even. Wraps, without undefined behaviour, for what no 32 bits can hold.
 inline std::int32_t RoundToInt32(double value) noexcept {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(value + kRoundingBias)));
+}
+
+/// Taken off a value before it is rounded, it makes that rounding down, save that up to 1.5e-8 below a whole number is
+/// taken for it. The samples of modulated lines depend on that.
+inline constexpr double kDownwards = 0.499999985;
+
+inline std::int32_t RoundDown(double value) noexcept {
+  return RoundToInt32(value - kDownwards);
 }
 
 /// `value` held to [low, high] and rounded; not-a-number gives 0.
@@ -108,6 +117,19 @@ decltype(auto) VisitFormat(SampleFormat format, Visitor&& visitor) {
       break;
   }
   return std::forward<Visitor>(visitor)(Float64{});
+}
+
+inline constexpr SampleFormat kAllFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
+                                               SampleFormat::kFloat32, SampleFormat::kFloat64};
+
+/// The name in commands and reports.
+constexpr const char* FormatName(SampleFormat format) noexcept {
+  constexpr const char* kNames[] = {"u8", "s16", "s32", "f32", "f64"};
+  return kNames[static_cast<std::size_t>(format)];
+}
+
+constexpr bool IsFloat(SampleFormat format) noexcept {
+  return format == SampleFormat::kFloat32 || format == SampleFormat::kFloat64;
 }
 
 /// The byte that silence is made of in `format`.

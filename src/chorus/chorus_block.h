@@ -4,6 +4,9 @@
 
 namespace korva {
 
+/// The lowest value of the Chorus's gains, which means silence.
+inline constexpr std::int32_t kChorusSilentTenths = -600;
+
 /// The Chorus's parameter block: the unit of exchange among property interface, engine, presets and records.
 struct ChorusParams {
   std::int32_t inputGain;            ///< tenths of a dB, -600 (silence) to 0

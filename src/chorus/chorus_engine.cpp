@@ -5,12 +5,10 @@
 
 #include "audio/gain.h"
 #include "audio/narrow.h"
+#include "audio/pi.h"
 
 namespace korva {
 namespace {
-
-constexpr double kTwoPi = 6.28318530718;
-constexpr std::int32_t kSilence = -600;
 
 // Factors on each voice's delay and period. No simple fractions of one another, so that the voices never lock.
 constexpr std::array<double, ChorusEngine::kVoices> kRatio = {1.0, 0.811731, 1.132329};
@@ -44,21 +42,21 @@ void ChorusEngine::Stop() noexcept {
 std::int32_t ChorusEngine::UpdateEngine(const ChorusParams& block, bool continuous, const TempoInfo* tempo) noexcept {
   if (!continuous) AskForAll();
   const std::uint32_t mask = changeMask_.load(std::memory_order_relaxed);
-  if ((mask & kFull) == 0) {
+  if ((mask & kChangeRebuild) == 0) {
     CheapRecompute(block, tempo);
     return kGoOn;
   }
   const std::int32_t result = FullRecompute(block, (mask & kWipe) != 0, tempo);
-  changeMask_.store(kCheap, std::memory_order_relaxed);
+  changeMask_.store(kChangeRefresh, std::memory_order_relaxed);
   engineReady_ = result >= 0;
   return result;
 }
 
 void ChorusEngine::SetGains(const ChorusParams& block) noexcept {
   bypass_ = block.bypass != 0;
-  inGain_ = GainFromTenths(block.inputGain, kSilence);
-  dryGain_ = GainFromTenths(block.dryOut, kSilence);
-  double wet = GainFromTenths(block.chorusOut, kSilence);
+  inGain_ = GainFromTenths(block.inputGain, kChorusSilentTenths);
+  dryGain_ = GainFromTenths(block.dryOut, kChorusSilentTenths);
+  double wet = GainFromTenths(block.chorusOut, kChorusSilentTenths);
   if (block.invertChorus != 0) wet = -wet;
   for (std::size_t side = 0; side < pan_.size(); ++side) pan_[side] = kPan[side] * wet;
   for (std::size_t v = 0; v < voices_.size(); ++v) voices_[v].gain = kVoiceFade[v] * wet;

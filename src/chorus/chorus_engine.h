@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "audio/change_bits.h"
 #include "audio/format_record.h"
 #include "audio/process_mode.h"
 #include "audio/sine.h"
@@ -39,7 +40,7 @@ class ChorusEngine {
 
   /// What the next update has to do beside the cheap recompute. Any thread.
   void AskFor(std::uint32_t changeBits) noexcept { changeMask_.fetch_or(changeBits, std::memory_order_relaxed); }
-  void AskForAll() noexcept { changeMask_.store(kFull | kWipe, std::memory_order_relaxed); }
+  void AskForAll() noexcept { changeMask_.store(kChangeRebuild | kWipe, std::memory_order_relaxed); }
 
   /// All of the engine's state from `block`; zeroes the filter memories. With `wipe` also resets the write positions
   /// and clears the lines. Phases stay. `tempo` may be null. Returns 0.
@@ -58,10 +59,8 @@ class ChorusEngine {
   bool engineReady() const noexcept { return engineReady_; }  ///< the last full recompute succeeded
 
  private:
-  // What the next update has to do. Bits of the rows, and:
-  static constexpr std::uint32_t kCheap = 1;  // always left standing: any later change at least runs this
-  static constexpr std::uint32_t kFull = 2;
-  static constexpr std::uint32_t kWipe = 4;  // with kFull: also clear the lines and reset the write positions
+  // A bit beside those of the rows: with a rebuild, also clear the lines and reset the write positions.
+  static constexpr std::uint32_t kWipe = 4;
   // Frames that are worked together. The positions of a block are found first, then its samples; they do not depend
   // on its size.
   static constexpr int kBlockFrames = 64;
@@ -101,7 +100,7 @@ class ChorusEngine {
   template <class Lanes, int kChannels, int kVoices, bool kLowPass>
   void RunLanes(double* block, int frames, const Places* places, std::size_t channel) noexcept;
 
-  std::atomic<std::uint32_t> changeMask_{kFull | kWipe};
+  std::atomic<std::uint32_t> changeMask_{kChangeRebuild | kWipe};
   bool engineReady_ = false;
   std::uint32_t rate_ = 0;
   std::int32_t channels_ = 0;

@@ -42,7 +42,7 @@ template <bool kWraps>
 void ChorusEngine::PlaceRun(const Voice& voice, Pair centre, std::int32_t phase, int frames, Places& places,
                             int first) const noexcept {
   const Pair depth = Pair::Both(depthFrames_), length = Pair::Both(lineFrames_), zero = Pair::Both(0.0);
-  const Pair bias = Pair::Both(kRoundingBias), downwards = Pair::Both(0.499999985), two = Pair::Both(2.0);
+  const Pair bias = Pair::Both(kRoundingBias), downwards = Pair::Both(kDownwards), two = Pair::Both(2.0);
   for (int i = 0; i < frames; i += 2, centre = centre - two) {
     Pair at = centre;
     if constexpr (kWraps) at = at + (Less(at, zero) & length);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "audio/change_bits.h"
 #include "platform/media_params.h"
 
 namespace korva {
@@ -19,8 +20,8 @@ inline constexpr std::uint32_t kCurvesJump = 1;  ///< only jumps
 struct ParamDescriptor {
   MP_PARAMINFO info;  ///< type, curves, range and neutral value in display units; texts stay empty here
   std::uint32_t present = 1;
-  std::uint32_t changeBit = 1;   ///< what a change means to the engine: 1 a cheap recompute, 2 a full one
-  std::int32_t externalMax = 0;  ///< range of the value in the parameter block's units
+  std::uint32_t changeBit = kChangeRefresh;  ///< what a change asks of the engine
+  std::int32_t externalMax = 0;              ///< range of the value in the parameter block's units
   std::int32_t externalMin = 0;
   std::uint32_t reserved0 = 0;
   Storage storage = Storage::kInteger;
@@ -92,6 +93,12 @@ constexpr ParamDescriptor Make(MP_TYPE type, std::uint32_t curves, Storage stora
 constexpr ParamDescriptor Ramp(RowCommand command, RowRange range, RowTexts texts, std::uint32_t changeBit,
                                std::size_t offset) {
   return Make(MPT_FLOAT, kCurvesAll, Storage::kInteger, command, range, texts, changeBit, offset);
+}
+
+/// A gain in decibels up to 0, in the block in tenths. Its lowest value, `silence`, means silence.
+constexpr ParamDescriptor Gain(RowCommand command, std::int32_t silence, float neutral, RowTexts texts,
+                               std::uint32_t changeBit, std::size_t offset) {
+  return Ramp(command, {static_cast<float>(silence) / 10, 0, neutral, silence, 0}, texts, changeBit, offset);
 }
 
 /// A choice among numbered entries; only jumps.

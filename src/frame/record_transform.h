@@ -105,10 +105,8 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
   virtual void RaiseRebuild() noexcept = 0;
 
  private:
-  static constexpr std::uint32_t kRebuild = 2;  // the change bit of rows that ask for it
-
   void Changed(std::size_t row) {
-    if (effect_.rows[row].changeBit == kRebuild) RaiseRebuild();
+    if (effect_.rows[row].changeBit == kChangeRebuild) RaiseRebuild();
     MarkChanged();
   }
 

@@ -34,7 +34,8 @@ inline void StoreField(const ParamDescriptor& row, void* block, std::int32_t val
   std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &value, sizeof value);
 }
 
-/// A field of any storage as a double in display units, and back: what the command reads and writes.
+/// A field of any storage as a double in display units, and back: what hosts outside the component model read and
+/// write.
 inline double LoadDisplayValue(const ParamDescriptor& row, const void* block) noexcept {
   const auto* field = static_cast<const std::uint8_t*>(block) + row.blockOffset;
   double value = 0;

@@ -15,15 +15,6 @@ namespace {
 
 constexpr std::uint32_t kMostBlockFrames = 1U << 24U;
 
-struct FormatName {
-  const char* name;
-  SampleFormat format;
-};
-constexpr FormatName kFormats[] = {
-    {"u8", SampleFormat::kPcm8},     {"s16", SampleFormat::kPcm16},   {"s32", SampleFormat::kPcm32},
-    {"f32", SampleFormat::kFloat32}, {"f64", SampleFormat::kFloat64},
-};
-
 constexpr const char* kRenderHelp =
     R"(For example:
   korva render voice.wav out.wav chorus --preset "Fast flange 1"
@@ -230,9 +221,9 @@ Outcome<RenderParts> CutRender(std::span<const std::string> arguments) {
 Check TakeFormat(const std::string& text, RenderRequest& request) {
   if (text.empty()) return std::nullopt;
   std::vector<std::string> names;
-  for (const FormatName& format : kFormats) {
-    names.emplace_back(format.name);
-    if (text == format.name) request.format = format.format;
+  for (const SampleFormat format : kAllFormats) {
+    names.emplace_back(FormatName(format));
+    if (text == names.back()) request.format = format;
   }
   if (request.format) return std::nullopt;
   return Wrong("--format takes " + Joined(names, ", ") + ", not \"" + text + "\"");

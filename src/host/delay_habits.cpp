@@ -27,20 +27,24 @@ TempoInfo SlowestOf(const SongMap& song) {
   return slowest;
 }
 
+double Most(std::size_t row, double unit) {
+  return kEchosEffect.rows[row].externalMax * unit;
+}
+
 double EchosTailSeconds(const void* bytes, const SongMap* song, bool moves) {
   EchosParams params;
   std::memcpy(&params, bytes, sizeof params);
-  constexpr double kLongestDelay = 5, kLongestDecay = 20;
-  double delay = moves ? kLongestDelay : params.delayMs / 1e3;
-  double decay = moves ? kLongestDecay : params.decayTenths / 10.0;
+  double delay = moves ? Most(kEchosDelayTime, 1e-3) : params.delayMs / 1e3;
+  double decay = moves ? Most(kEchosDecayTime, 0.1) : params.decayTenths / 10.0;
   if (song != nullptr) {
-    constexpr double kMostDelayMultiplier = 4, kMostDecayMultiplier = 32, kLongestDelayQuarters = 3;
+    // The delay takes no measures, the decay does.
+    const double longestDelayQuarters = *std::max_element(kNoteQuarters.begin(), kNoteQuarters.end());
     const TempoInfo slowest = SlowestOf(*song);
     const double beat = BeatSeconds(slowest);
-    const double longestNote = std::max(kLongestDelayQuarters, NoteBeats(slowest, kNoteMeasure));
+    const double longestNote = std::max(longestDelayQuarters, NoteBeats(slowest, kNoteMeasure));
     if (moves) {
-      delay = std::max(delay, beat * kLongestDelayQuarters * kMostDelayMultiplier);
-      decay = std::max(decay, beat * longestNote * kMostDecayMultiplier);
+      delay = std::max(delay, beat * longestDelayQuarters * Most(kEchosDelayMultiplier, 1e-3));
+      decay = std::max(decay, beat * longestNote * Most(kEchosDecayMultiplier, 1e-3));
     } else {
       const std::int32_t note = std::min(params.delayNote, kNoteMeasure - 1);
       delay = std::max(delay, beat * NoteBeats(slowest, note) * params.delayMultiplier / 1e3);

@@ -11,7 +11,12 @@
 namespace korva {
 namespace {
 
-constexpr double kLeastPercent = 50, kMostPercent = 500;
+double LeastPercent() {
+  return static_cast<double>(kTimeEffect.rows[kTimePercent].info.mpdMinValue);
+}
+double MostPercent() {
+  return static_cast<double>(kTimeEffect.rows[kTimePercent].info.mpdMaxValue);
+}
 
 /// A block works on a copy: it comes as bytes.
 template <class Block>
@@ -38,7 +43,7 @@ double TimeLengthFactor(const void* block) {
 }
 
 bool IsPossible(double percentTimes100) {
-  return percentTimes100 >= kLeastPercent * 100 && percentTimes100 <= kMostPercent * 100;
+  return percentTimes100 >= LeastPercent() * 100 && percentTimes100 <= MostPercent() * 100;
 }
 
 /// "INITIAL:FINAL" in beats per minute.
@@ -46,9 +51,10 @@ Check SetTempoPair(std::string_view text, TimeParams& block) {
   const std::size_t colon = text.find(':');
   const std::optional<double> initial = ParseNumber(text.substr(0, colon));
   const std::optional<double> final = ParseNumber(text.substr(colon + 1));
-  constexpr double kMostTempo = 500;
-  if (!initial || !final || !(*initial > 0) || !(*final > 0) || *initial > kMostTempo) {
-    return Wrong("tempo takes INITIAL:FINAL in bpm, the initial one up to 500, not \"" + std::string(text) + "\"");
+  const double most = static_cast<double>(kTimeEffect.rows[kTimeTempo].info.mpdMaxValue);
+  if (!initial || !final || !(*initial > 0) || !(*final > 0) || *initial > most) {
+    return Wrong("tempo takes INITIAL:FINAL in bpm, the initial one up to " + NumberText(most) + ", not \"" +
+                 std::string(text) + "\"");
   }
   block.tempoTimes100 = static_cast<std::uint32_t>(*initial * 100 + 0.5);
   const double percentTimes100 = PercentTimes100ForTempo(block.tempoTimes100, *final);
@@ -72,7 +78,7 @@ Check SetDuration(std::string_view text, const MaterialLength& material, TimePar
   if (!IsPossible(percentTimes100)) {
     const double length = material.frames / material.rate;
     return Wrong("duration: the input lasts " + DurationText(length) + ", so " +
-                 DurationText(length * kLeastPercent / 100) + " to " + DurationText(length * kMostPercent / 100) +
+                 DurationText(length * LeastPercent() / 100) + " to " + DurationText(length * MostPercent() / 100) +
                  " can be reached, not " + std::string(text));
   }
   block.percentTimes100 = percentTimes100;

@@ -116,9 +116,7 @@ OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, Samp
     wish.bits = {*request.bits};
   } else if (request.format) {
     constexpr FileBits kOfFormat[] = {FileBits::k8, FileBits::k16, FileBits::k32, FileBits::kFloat, FileBits::kDouble};
-    constexpr SampleFormat kFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
-                                         SampleFormat::kFloat32, SampleFormat::kFloat64};
-    wish.bits = {kOfFormat[std::find(std::begin(kFormats), std::end(kFormats), *request.format) - kFormats]};
+    wish.bits = {kOfFormat[static_cast<std::size_t>(*request.format)]};
   } else {
     wish.bits = {reader.bits()};
     if (reader.bits() == FileBits::kDouble) wish.bits.push_back(FileBits::kFloat);

@@ -117,10 +117,9 @@ HRESULT StretchRoad::Start(std::uint32_t channels, std::uint32_t rate) {
     return E_OUTOFMEMORY;
   }
   StretchEngine& engine = filter_.engine();
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, static_cast<std::uint16_t>(channels), rate));
   engine.SetKeepPace(true);
   engine.ReserveForRows(true);
-  const HRESULT result = engine.Reset();
+  const HRESULT result = engine.Start(MakeFormat(SampleFormat::kFloat32, static_cast<std::uint16_t>(channels), rate));
   if (FAILED(result)) {
     Stop();
     return result;
@@ -135,7 +134,7 @@ HRESULT StretchRoad::Start(std::uint32_t channels, std::uint32_t rate) {
 }
 
 void StretchRoad::Stop() {
-  filter_.engine().Release();
+  filter_.engine().Stop();
   wet_.Release();
   dry_.Release();
   out_.Release();

@@ -5,13 +5,12 @@
 #include <cmath>
 #include <complex>
 
+#include "audio/pi.h"
 #include "audio/sample_lanes.h"
 #include "audio/single.h"
 
 namespace korva {
 namespace {
-
-constexpr double kPi = 3.14159265356;
 
 // Upper half of the pole pairs, for a corner at 1 radian.
 struct Pole {

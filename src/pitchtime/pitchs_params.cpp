@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "pitchtime/stretch_modes.h"
+#include "qvkit/string_ids.h"
 
 namespace korva {
 namespace {
@@ -16,31 +17,33 @@ constexpr std::int32_t kMostInitialSamples = 225306900;
 // The greatest whole number of frames below that limit that a row's float ranges hold exactly.
 constexpr std::int32_t kMostRowSamples = 225306896;
 
-constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = 7094};
+constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = kStringPitchsFirstMode};
 
 constexpr ParamDescriptor kRows[] = {
     rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
                {"semitones", "", "whole semitones to shift the pitch by; sets the transposition too"},
-               {-kMostSemitones, kMostSemitones, 0, -kMostSemitones, kMostSemitones}, kNoTexts, 1,
+               {-kMostSemitones, kMostSemitones, 0, -kMostSemitones, kMostSemitones}, kNoTexts, kChangeRefresh,
                offsetof(PitchsParams, semitones)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kInteger,
                {"cents", "", "cents on top of the semitones, to a tenth; sets the transposition too"},
-               {-100, 100, 0, -kMostCentTenths, kMostCentTenths}, kNoTexts, 1, offsetof(PitchsParams, centTenths)),
+               {-100, 100, 0, -kMostCentTenths, kMostCentTenths}, kNoTexts, kChangeRefresh,
+               offsetof(PitchsParams, centTenths)),
     rows::Make(MPT_INT, kCurvesJump, Storage::kInteger,
-               {"accuracy", "", "quality of the interpolation, from 1 (low) to 3 (high)"}, {1, 3, 2, 1, 3}, kNoTexts, 2,
-               offsetof(PitchsParams, accuracy)),
-    rows::Switch({"preserve-duration", "", "keeps the length; otherwise it changes with the pitch"}, kNoTexts, 2,
-                 offsetof(PitchsParams, preserveDuration)),
-    rows::Choice({"mode", "", "kind of material, for preserve-duration"}, 0, kStretchModes - 1, 0, kModeNames, 2,
-                 offsetof(PitchsParams, mode)),
+               {"accuracy", "", "quality of the interpolation, from 1 (low) to 3 (high)"}, {1, 3, 2, 1, 3}, kNoTexts,
+               kChangeRebuild, offsetof(PitchsParams, accuracy)),
+    rows::Switch({"preserve-duration", "", "keeps the length; otherwise it changes with the pitch"}, kNoTexts,
+                 kChangeRebuild, offsetof(PitchsParams, preserveDuration)),
+    rows::Choice({"mode", "", "kind of material, for preserve-duration"}, 0, kStretchModes - 1, 0, kModeNames,
+                 kChangeRebuild, offsetof(PitchsParams, mode)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
                {"transposition", "", "frequency ratio of the shift; semitones and cents set it; 0 acts as 1"},
-               {0, 20, 1, 0, 20}, kNoTexts, 1, offsetof(PitchsParams, transposition)),
-    rows::Switch({"anti-alias", "", "filters the input before its pitch is raised"}, kNoTexts, 2,
+               {0, 20, 1, 0, 20}, kNoTexts, kChangeRefresh, offsetof(PitchsParams, transposition)),
+    rows::Switch({"anti-alias", "", "filters the input before its pitch is raised"}, kNoTexts, kChangeRebuild,
                  offsetof(PitchsParams, antiAlias)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
                {"initial-samples", "frames", "length of the material, for the display of the final time"},
-               {0, kMostRowSamples, 2646000, 0, kMostRowSamples}, kNoTexts, 1, offsetof(PitchsParams, initialSamples)),
+               {0, kMostRowSamples, 2646000, 0, kMostRowSamples}, kNoTexts, kChangeRefresh,
+               offsetof(PitchsParams, initialSamples)),
 };
 
 void FollowSemitones(std::size_t row, void* bytes) noexcept {
@@ -56,13 +59,15 @@ constexpr PitchsParams Shift(std::int32_t semitones, double transposition) noexc
 }
 
 // The ratios are rounded by hand and stay so: a preset sounds as it always did.
+constexpr StringId kFirst = kStringPitchsFirstPreset;  // of the names that are this effect's own
+
 constexpr PresetRow<PitchsParams> kPresets[] = {
-    {7020, Shift(0, 1.0)},       // (Default)
-    {7021, Shift(0, 1.0)},       // Default all parameters
-    {7073, Shift(-7, 0.66742)},  // Fifth down
-    {7074, Shift(7, 1.4983)},    // Fifth up
-    {7075, Shift(-4, 0.7937)},   // Third down
-    {7076, Shift(4, 1.25992)},   // Third up
+    {kStringPresetDefault, Shift(0, 1.0)},     // (Default)
+    {kStringPresetDefaultAll, Shift(0, 1.0)},  // Default all parameters
+    {kFirst, Shift(-7, 0.66742)},              // Fifth down
+    {kFirst + 1, Shift(7, 1.4983)},            // Fifth up
+    {kFirst + 2, Shift(-4, 0.7937)},           // Third down
+    {kFirst + 3, Shift(4, 1.25992)},           // Third up
 };
 
 constexpr RecordForm kForms[] = {

@@ -6,14 +6,12 @@
 #include <cstring>
 
 #include "audio/pair.h"
+#include "audio/pi.h"
 #include "audio/process_mode.h"
 #include "audio/single.h"
 
 namespace korva {
 namespace {
-
-// Not quite pi; the table's values rest on it.
-constexpr double kPi = 3.14159265356;
 
 /// What the taps of one frame give, the newest frame's first.
 template <int kTaps, class Lanes>

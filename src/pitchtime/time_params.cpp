@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "pitchtime/stretch_modes.h"
+#include "qvkit/string_ids.h"
 
 namespace korva {
 namespace {
@@ -12,33 +13,37 @@ constexpr std::int32_t kLeastPercentTimes100 = 5000, kMostPercentTimes100 = 5000
 constexpr std::int32_t kMostTempoTimes100 = 50000;
 constexpr std::int32_t kMostInitialSamples = 793800000;  // five hours at 44.1 kHz
 
-constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = 7162}, kFormatNames{.firstChoice = 7181};
+constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = kStringTimeFirstMode},
+    kFormatNames{.firstChoice = kStringTimeFirstInputFormat};
 
 constexpr ParamDescriptor kRows[] = {
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble, {"percent", "%", "final length in percent of the original"},
-               {50, 500, 100, kLeastPercentTimes100, kMostPercentTimes100}, kNoTexts, 1,
+               {50, 500, 100, kLeastPercentTimes100, kMostPercentTimes100}, kNoTexts, kChangeRefresh,
                offsetof(TimeParams, percentTimes100)),
-    rows::Choice({"mode", "", "kind of material"}, 0, kStretchModes - 1, 0, kModeNames, 2, offsetof(TimeParams, mode)),
+    rows::Choice({"mode", "", "kind of material"}, 0, kStretchModes - 1, 0, kModeNames, kChangeRebuild,
+                 offsetof(TimeParams, mode)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kInteger,
                {"tempo", "bpm", "initial tempo, from which a final tempo is reckoned"},
-               {0, 500, 120, 0, kMostTempoTimes100}, kNoTexts, 1, offsetof(TimeParams, tempoTimes100)),
+               {0, 500, 120, 0, kMostTempoTimes100}, kNoTexts, kChangeRefresh, offsetof(TimeParams, tempoTimes100)),
     rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
                {"initial-samples", "frames", "initial length, from which a final time is reckoned"},
-               {0, kMostInitialSamples, 2646000, 0, kMostInitialSamples}, kNoTexts, 1,
+               {0, kMostInitialSamples, 2646000, 0, kMostInitialSamples}, kNoTexts, kChangeRefresh,
                offsetof(TimeParams, initialSamples)),
-    rows::Choice({"input-format-kind", "", "how the page takes the length; not heard"}, 0, 2, 0, kFormatNames, 1,
-                 offsetof(TimeParams, inputFormatKind)),
+    rows::Choice({"input-format-kind", "", "how the page takes the length; not heard"}, 0, 2, 0, kFormatNames,
+                 kChangeRefresh, offsetof(TimeParams, inputFormatKind)),
 };
 
 constexpr TimeParams Length(double percentTimes100) noexcept {
   return {percentTimes100, 0, 12000, 2646000.0, 0, 0};
 }
 
+constexpr StringId kFirst = kStringTimeFirstPreset;  // of the names that are this effect's own
+
 constexpr PresetRow<TimeParams> kPresets[] = {
-    {7020, Length(10000.0)},  // (Default)
-    {7021, Length(10000.0)},  // Default all parameters
-    {7154, Length(11000.0)},  // Time expand 110 % of original
-    {7155, Length(8500.0)},   // Time compress 85 % of original
+    {kStringPresetDefault, Length(10000.0)},     // (Default)
+    {kStringPresetDefaultAll, Length(10000.0)},  // Default all parameters
+    {kFirst, Length(11000.0)},                   // Time expand 110 % of original
+    {kFirst + 1, Length(8500.0)},                // Time compress 85 % of original
 };
 
 /// The older form held tenths of a percent and of a beat per minute.

@@ -1,20 +1,20 @@
 #include "platform/services.h"
 
+#include <algorithm>
+
 namespace korva::platform {
 namespace {
 
 struct LocaleName {
-  std::string_view prefix;
+  std::string_view names;  // parted by blanks
   std::uint32_t locale;
 };
 
-// Traditional Chinese has no texts of its own, so only the simplified names stand here.
+#define KORVA_LANGUAGE(file, locale, tag, names, ...) {names, locale},
 constexpr LocaleName kLocaleNames[] = {
-    {"de", 1031}, {"en", 1033}, {"fr", 1036}, {"ja", 1041},    {"ko", 1042},    {"pl", 1045},
-    {"pt", 1046}, {"ru", 1049}, {"es", 3082}, {"zh_CN", 2052}, {"zh_SG", 2052},
+#include "resources/languages.inc"
 };
-
-constexpr std::uint32_t kEnglish = 1033;
+#undef KORVA_LANGUAGE
 
 constexpr bool EndsName(std::string_view rest) {
   return rest.empty() || rest[0] == '_' || rest[0] == '.' || rest[0] == '@';
@@ -24,9 +24,13 @@ constexpr bool EndsName(std::string_view rest) {
 
 std::uint32_t LocaleFromName(std::string_view name) noexcept {
   for (const LocaleName& row : kLocaleNames) {
-    if (name.starts_with(row.prefix) && EndsName(name.substr(row.prefix.size()))) return row.locale;
+    for (std::string_view names = row.names; !names.empty();) {
+      const std::string_view one = names.substr(0, names.find(' '));
+      if (name.starts_with(one) && EndsName(name.substr(one.size()))) return row.locale;
+      names.remove_prefix(std::min(one.size() + 1, names.size()));
+    }
   }
-  return kEnglish;
+  return kLocaleNames[0].locale;
 }
 
 }  // namespace korva::platform

@@ -7,13 +7,19 @@
 
 namespace korva {
 
-inline constexpr std::size_t kLanguageCount = 10;
+#define KORVA_LANGUAGE(file, locale, ...) std::uint32_t{locale},
+inline constexpr std::array kLanguageLocales = {
+#include "resources/languages.inc"
+};
+#undef KORVA_LANGUAGE
+inline constexpr std::size_t kLanguageCount = kLanguageLocales.size();
 inline constexpr std::size_t kEnglish = 0;
-inline constexpr std::array<std::uint32_t, kLanguageCount> kLanguageLocales = {1033, 1031, 1036, 1041, 1042,
-                                                                               1045, 1046, 1049, 2052, 3082};
 // The same languages as tags on the net.
-inline constexpr std::array<const char*, kLanguageCount> kLanguageTags = {"en", "de",    "fr", "ja",    "ko",
-                                                                          "pl", "pt-br", "ru", "zh-cn", "es"};
+#define KORVA_LANGUAGE(file, locale, tag, ...) tag,
+inline constexpr std::array<const char*, kLanguageCount> kLanguageTags = {
+#include "resources/languages.inc"
+};
+#undef KORVA_LANGUAGE
 
 // Index of the language of a locale id, or of the first with the same primary language; `kLanguageCount` for none.
 constexpr std::size_t FindLanguage(std::uint32_t locale) noexcept {

@@ -41,7 +41,6 @@ inline constexpr StringId kStringReverbFirstPreset = 7340;  // to 7350, in the o
 
 // Note lengths: eighteen single names and the measures, and the same as lists for enum texts.
 inline constexpr StringId kStringFirstNote = 7190;  // to 7207
-inline constexpr StringId kStringMeasures = 7208;
 inline constexpr StringId kStringNotes = 7240;
 inline constexpr StringId kStringNotesAndMeasures = 7241;
 
@@ -81,7 +80,6 @@ inline constexpr StringId kStringDecayTimeMultiplierTempo = 7309;
 inline constexpr StringId kStringTempoSyncDecay = 7310;
 inline constexpr StringId kStringPreDelay = 7320;
 inline constexpr StringId kStringReverberationMode = 7321;
-inline constexpr StringId kStringReflectionStyle = 7322;  // no parameter uses it
 inline constexpr StringId kStringAttenuateBassFrequencies = 7323;
 inline constexpr StringId kStringBassAttenuationFrequency = 7324;
 inline constexpr StringId kStringHighAttenuationFrequency = 7325;

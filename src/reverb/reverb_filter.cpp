@@ -1,11 +1,6 @@
 #include "reverb/reverb_filter.h"
 
 namespace korva {
-namespace {
-
-constexpr std::uint32_t kRebuildBit = 2;
-
-}  // namespace
 
 bool CQvReverbTransform::FetchParams(ReverbParams& block) noexcept {
   bool changed = false;
@@ -30,7 +25,7 @@ HRESULT CQvReverb::PickUp(ChunkEvents& events) {
   const bool update = events.direct || changed || !engine_.engineReady() || events.changeBits != 0 || events.afterSkip;
   if (!update) return S_OK;
   // This overwrites what a setter asked for: in a running graph its new lines wait for the next restart.
-  engine_.MarkLinesStale((events.changeBits & kRebuildBit) != 0);
+  engine_.MarkLinesStale((events.changeBits & kChangeRebuild) != 0);
   if (events.afterSkip) engine_.MarkNotReady();
   const HRESULT result = engine_.UpdateEngine(block, events.mode);
   if (events.mode == ModeRestart) events.mode = ModeContinue;

@@ -2,72 +2,59 @@
 
 #include <cstddef>
 
+#include "audio/gain.h"
+#include "qvkit/string_ids.h"
+
 namespace korva {
 namespace {
 
-constexpr std::int32_t kLabelPreDelay = 7320;
-constexpr std::int32_t kLabelDecayTime = 7302;
-constexpr std::int32_t kLabelMode = 7321;
-constexpr std::int32_t kLabelBassOn = 7323;
-constexpr std::int32_t kLabelBassFreq = 7324;
-constexpr std::int32_t kLabelHighOn = 7216;
-constexpr std::int32_t kLabelHighFreq = 7325;
-constexpr std::int32_t kLabelDryOut = 7219;
-constexpr std::int32_t kLabelReverbOut = 7326;
-constexpr std::int32_t kLabelEarlyOut = 7327;
-constexpr std::int32_t kLabelBypass = 7221;
-constexpr std::int32_t kUnitHz = 7225;
-constexpr std::int32_t kUnitMs = 7227;
-constexpr std::int32_t kUnitDb = 7228;
-constexpr std::int32_t kUnitSeconds = 7300;
-constexpr std::int32_t kModeNames = 7330;
-constexpr std::int32_t kStyleNames = 7331;
-
-constexpr RowRange kGain{-80, 0, -6, -800, 0};
-
 constexpr ParamDescriptor kRows[] = {
     rows::Ramp({"pre-delay", "ms", "time before the reverberation starts"}, {0, 200, 100, 0, 200},
-               {kLabelPreDelay, kUnitMs}, 2, offsetof(ReverbParams, preDelayMs)),
+               {kStringPreDelay, kStringMilliseconds}, kChangeRebuild, offsetof(ReverbParams, preDelayMs)),
     rows::Ramp({"decay", "s", "time in which the reverberation falls by 60 dB"}, {0.5F, 5, 2.5F, 5, 50},
-               {kLabelDecayTime, kUnitSeconds}, 1, offsetof(ReverbParams, decayTenths)),
-    rows::Choice({"reverb-mode", "", "character of the space"}, 0, 18, 0, {kLabelMode, -1, kModeNames}, 1,
+               {kStringDecayTime, kStringSeconds}, kChangeRefresh, offsetof(ReverbParams, decayTenths)),
+    rows::Choice({"reverb-mode", "", "character of the space"}, 0, 18, 0,
+                 {kStringReverberationMode, -1, kStringReverbModes}, kChangeRefresh,
                  offsetof(ReverbParams, reverbMode)),
     // The style goes by the mode's label on purpose: that is the name under which hosts know it.
     rows::Choice({"early-style", "", "times, gains and places of the three early reflections"}, 0, 9, 3,
-                 {kLabelMode, -1, kStyleNames}, 2, offsetof(ReverbParams, earlyStyle)),
-    rows::Switch({"bass-on", "", "keeps low frequencies out of the reverberation"}, {kLabelBassOn}, 1,
-                 offsetof(ReverbParams, bassOn)),
+                 {kStringReverberationMode, -1, kStringEarlyStyles}, kChangeRebuild,
+                 offsetof(ReverbParams, earlyStyle)),
+    rows::Switch({"bass-on", "", "keeps low frequencies out of the reverberation"}, {kStringAttenuateBassFrequencies},
+                 kChangeRefresh, offsetof(ReverbParams, bassOn)),
     rows::Ramp({"bass-hz", "Hz", "frequency below which bass-on attenuates"}, {10, 5000, 500, 10, 5000},
-               {kLabelBassFreq, kUnitHz}, 1, offsetof(ReverbParams, bassHz)),
-    rows::Switch({"high-on", "", "damps high frequencies in the reverberation"}, {kLabelHighOn}, 1,
-                 offsetof(ReverbParams, highOn)),
+               {kStringBassAttenuationFrequency, kStringHertz}, kChangeRefresh, offsetof(ReverbParams, bassHz)),
+    rows::Switch({"high-on", "", "damps high frequencies in the reverberation"}, {kStringAttenuateHighFrequencies},
+                 kChangeRefresh, offsetof(ReverbParams, highOn)),
     rows::Ramp({"high-hz", "Hz", "frequency above which high-on attenuates"}, {100, 15000, 2000, 100, 15000},
-               {kLabelHighFreq, kUnitHz}, 1, offsetof(ReverbParams, highHz)),
-    rows::Ramp({"dry-out", "dB", "level of the unchanged signal; the lowest value is silence"}, kGain,
-               {kLabelDryOut, kUnitDb}, 1, offsetof(ReverbParams, dryOut)),
-    rows::Ramp({"reverb-out", "dB", "level of the reverberation; the lowest value is silence"}, kGain,
-               {kLabelReverbOut, kUnitDb}, 1, offsetof(ReverbParams, reverbOut)),
-    rows::Ramp({"early-out", "dB", "level of the early reflections; the lowest value is silence"},
-               {-80, 0, -80, -800, 0}, {kLabelEarlyOut, kUnitDb}, 1, offsetof(ReverbParams, earlyOut)),
-    rows::Switch({"bypass", "", "passes the signal through unchanged"}, {kLabelBypass}, 1,
+               {kStringHighAttenuationFrequency, kStringHertz}, kChangeRefresh, offsetof(ReverbParams, highHz)),
+    rows::Gain({"dry-out", "dB", "level of the unchanged signal; the lowest value is silence"}, kSilentTenths, -6,
+               {kStringDryOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, dryOut)),
+    rows::Gain({"reverb-out", "dB", "level of the reverberation; the lowest value is silence"}, kSilentTenths, -6,
+               {kStringReverbOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, reverbOut)),
+    rows::Gain({"early-out", "dB", "level of the early reflections; the lowest value is silence"}, kSilentTenths, -80,
+               {kStringEarlyOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, earlyOut)),
+    rows::Switch({"bypass", "", "passes the signal through unchanged"}, {kStringBypass}, kChangeRefresh,
                  offsetof(ReverbParams, bypass)),
 };
 
 // dryOut, reverbOut, earlyOut, reverbMode, earlyStyle, decayTenths, preDelayMs, bassOn, bassHz, highOn, highHz, bypass
+constexpr StringId kFirst = kStringReverbFirstPreset;  // of the names that are this effect's own
+
 constexpr PresetRow<ReverbParams> kPresets[] = {
-    {7020, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},   // (Default)
-    {7021, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},   // Default all parameters
-    {7340, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},   // Bright hall
-    {7341, {0, -240, -200, 8, 5, 30, 70, 1, 20, 1, 7000, 0}},    // Cathedral
-    {7342, {0, -250, -200, 10, 1, 6, 1, 1, 20, 1, 5000, 0}},     // Dense room
-    {7343, {0, -350, -300, 4, 2, 25, 60, 1, 20, 1, 5000, 0}},    // Long hall
-    {7344, {0, -300, -300, 2, 1, 12, 5, 1, 20, 1, 5000, 0}},     // Medium hall
-    {7345, {0, -200, -800, 13, 0, 5, 1, 1, 20, 1, 5000, 0}},     // Medium room
-    {7346, {0, -160, -200, 18, 5, 25, 10, 1, 400, 1, 3000, 0}},  // Metal tank
-    {7347, {0, -350, -200, 16, 3, 20, 15, 1, 20, 0, 5000, 0}},   // Plate
-    {7348, {0, -160, -200, 18, 3, 20, 15, 1, 20, 1, 10000, 0}},  // Sewer
-    {7349, {0, -240, -200, 2, 1, 10, 10, 1, 20, 1, 8000, 0}},    // Small hall
-    {7350, {0, -418, -300, 4, 5, 50, 45, 1, 100, 1, 10000, 0}},  // Very long hall
+    {kStringPresetDefault, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},     // (Default)
+    {kStringPresetDefaultAll, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},  // Default all parameters
+    {kFirst, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},                   // Bright hall
+    {kFirst + 1, {0, -240, -200, 8, 5, 30, 70, 1, 20, 1, 7000, 0}},                // Cathedral
+    {kFirst + 2, {0, -250, -200, 10, 1, 6, 1, 1, 20, 1, 5000, 0}},                 // Dense room
+    {kFirst + 3, {0, -350, -300, 4, 2, 25, 60, 1, 20, 1, 5000, 0}},                // Long hall
+    {kFirst + 4, {0, -300, -300, 2, 1, 12, 5, 1, 20, 1, 5000, 0}},                 // Medium hall
+    {kFirst + 5, {0, -200, -800, 13, 0, 5, 1, 1, 20, 1, 5000, 0}},                 // Medium room
+    {kFirst + 6, {0, -160, -200, 18, 5, 25, 10, 1, 400, 1, 3000, 0}},              // Metal tank
+    {kFirst + 7, {0, -350, -200, 16, 3, 20, 15, 1, 20, 0, 5000, 0}},               // Plate
+    {kFirst + 8, {0, -160, -200, 18, 3, 20, 15, 1, 20, 1, 10000, 0}},              // Sewer
+    {kFirst + 9, {0, -240, -200, 2, 1, 10, 10, 1, 20, 1, 8000, 0}},                // Small hall
+    {kFirst + 10, {0, -418, -300, 4, 5, 50, 45, 1, 100, 1, 10000, 0}},             // Very long hall
 };
 
 constexpr GUID kReverbRecord{0xB450F727, 0xE8FB, 0x4F34, {0xB5, 0x3B, 0xCC, 0x30, 0xA1, 0x8C, 0x17, 0xA0}};

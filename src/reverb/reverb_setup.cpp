@@ -9,7 +9,6 @@
 namespace korva {
 namespace {
 
-constexpr std::int32_t kSilence = -800;
 constexpr double kLongestPreDelayMs = 200;
 
 // Twice the usual constant: the corner of the low-pass lies where this puts it.
@@ -62,10 +61,10 @@ std::int32_t ReverbEngine::UpdateEngine(const ReverbParams& params, std::int32_t
   bassOn_ = params.bassOn != 0;
   highOn_ = params.highOn != 0;
   bypass_ = params.bypass != 0;
-  mix_.dryGain = GainFromTenths(params.dryOut, kSilence);
-  mix_.reverbGain = GainFromTenths(params.reverbOut, kSilence);
+  mix_.dryGain = GainFromTenths(params.dryOut);
+  mix_.reverbGain = GainFromTenths(params.reverbOut);
   // The tap factors are in percent.
-  mix_.earlyGain = GainFromTenths(params.earlyOut, kSilence) / 100.0;
+  mix_.earlyGain = GainFromTenths(params.earlyOut) / 100.0;
   if (!streaming_ || !format_) return 0;
 
   // Taken before the work, so that a setter that raises it meanwhile is not lost.

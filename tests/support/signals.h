@@ -15,9 +15,6 @@ namespace korva {
 
 using Bytes = std::vector<std::uint8_t>;
 
-inline constexpr SampleFormat kAllFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
-                                               SampleFormat::kFloat32, SampleFormat::kFloat64};
-
 /// "2 x 16 bits at 44100", for messages.
 inline std::string Describe(const FormatRecord& format) {
   return std::to_string(format.channels) + " x " + std::to_string(format.bitsPerSample) +

@@ -5,12 +5,11 @@
 
 #include "audio/gain.h"
 #include "audio/narrow.h"
+#include "audio/pi.h"
 
 namespace korva {
 namespace {
 
-constexpr double kTwoPi = 6.28318530718;
-constexpr std::int32_t kSilence = -800;
 constexpr std::int32_t kShortestLine = 2;
 constexpr double kEndlessTailSeconds = 20.0;
 constexpr std::int32_t kLongestTapMs = 2500, kMostModDepth = 100;
@@ -65,9 +64,9 @@ EchomtEngine::Fetched EchomtEngine::Fetch() noexcept {
 void EchomtEngine::SetLight(const EchomtParams& params) noexcept {
   modStep_ = kTwoPi / ((10.0 / params.modRate) * rate_);
   if (!std::isfinite(modStep_)) modStep_ = 0.0;
-  wetGain_ = GainFromTenths(params.wetOut, kSilence);
-  dryGain_ = GainFromTenths(params.dryOut, kSilence);
-  inputGain_ = GainFromTenths(params.inputGain, kSilence);
+  wetGain_ = GainFromTenths(params.wetOut);
+  dryGain_ = GainFromTenths(params.dryOut);
+  inputGain_ = GainFromTenths(params.inputGain);
   const bool on = params.lowPassEnabled != 0 && params.lowPassHz <= static_cast<std::int64_t>(rate_ / 2);
   lowPassBack_ = on && rate_ != 0 ? std::exp(-kTwoPi * params.lowPassHz / rate_) : 0.0;
   lowPassIn_ = 1.0 - lowPassBack_;

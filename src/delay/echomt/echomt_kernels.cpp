@@ -43,7 +43,7 @@ template <bool kWraps, class Lanes>
 Lanes ReadBetween(const double* line, std::int32_t lineLast, Lanes position) noexcept {
   const Lanes bias = Lanes::Both(kRoundingBias);
   if constexpr (kWraps) position = position + (Less(position, Lanes::Both(0.0)) & Lanes::Both(lineLast));
-  const Lanes biased = position - Lanes::Both(0.499999985) + bias;
+  const Lanes biased = position - Lanes::Both(kDownwards) + bias;
   const Lanes fraction = position - (biased - bias);
   double words[Lanes::kLanes];
   biased.Store(words);
@@ -311,7 +311,7 @@ void EchomtEngine::Run(typename Format::Sample* buffer, std::uint32_t frames) no
 template <class Format>
 std::int32_t EchomtEngine::Kernel(ProcessMode mode, typename Format::Sample* buffer, std::uint32_t& frameCount,
                                   bool tailOnly) noexcept {
-  constexpr bool kFloat = Format::kFormat == SampleFormat::kFloat32 || Format::kFormat == SampleFormat::kFloat64;
+  constexpr bool kFloat = IsFloat(Format::kFormat);
   std::uint32_t frames = frameCount;
   frameCount = 0;
   if (tailOnly_.done()) {

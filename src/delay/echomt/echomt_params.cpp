@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "audio/gain.h"
+#include "qvkit/string_ids.h"
+
 namespace korva {
 namespace {
 
@@ -15,18 +18,19 @@ constexpr std::size_t TapOffset(std::size_t field, int tap) {
 }
 
 constexpr ParamDescriptor TapDelay(const char* name, int tap) {
-  return rows::Ramp({name, "ms", "delay of this tap"}, {1, 2500, 1250, 1, 2500}, kNoTexts, kEchomtLines,
+  return rows::Ramp({name, "ms", "delay of this tap"}, {1, 2500, 1250, 1, 2500}, kNoTexts, kChangeRebuild,
                     TapOffset(offsetof(EchomtParams, tapDelayMs), tap));
 }
 
 constexpr ParamDescriptor TapGain(const char* name, int tap) {
   return rows::Ramp({name, "%", "gain of this tap; below 0 it is inverted"}, {-100, 100, 0, -100, 100}, kNoTexts,
-                    kEchomtLines, TapOffset(offsetof(EchomtParams, tapGain), tap));
+                    kChangeRebuild, TapOffset(offsetof(EchomtParams, tapGain), tap));
 }
 
 constexpr ParamDescriptor TapPan(const char* name, int tap) {
   return rows::Ramp({name, "%", "place of this tap, -100 left to 100 right; heard in stereo only"},
-                    {-100, 100, 0, -100, 100}, kNoTexts, kEchomtLines, TapOffset(offsetof(EchomtParams, tapPan), tap));
+                    {-100, 100, 0, -100, 100}, kNoTexts, kChangeRebuild,
+                    TapOffset(offsetof(EchomtParams, tapPan), tap));
 }
 
 constexpr ParamDescriptor kRows[] = {
@@ -54,108 +58,110 @@ constexpr ParamDescriptor kRows[] = {
     TapPan("tap-pan-6", 6),
     TapPan("tap-pan-7", 7),
     TapPan("tap-pan-8", 8),
-    rows::Choice({"tap-count", "", "taps in use"}, 1, 8, 1, kNoTexts, kEchomtLines, offsetof(EchomtParams, tapCount)),
-    rows::Ramp({"wet-out", "dB", "level of the taps; the lowest value is silence"}, {-80, 0, -6, -800, 0}, kNoTexts,
-               kEchomtLight, offsetof(EchomtParams, wetOut)),
-    rows::Ramp({"dry-out", "dB", "level of the untreated signal; the lowest value is silence"}, {-80, 0, -6, -800, 0},
-               kNoTexts, kEchomtLight, offsetof(EchomtParams, dryOut)),
+    rows::Choice({"tap-count", "", "taps in use"}, 1, 8, 1, kNoTexts, kChangeRebuild, offsetof(EchomtParams, tapCount)),
+    rows::Gain({"wet-out", "dB", "level of the taps; the lowest value is silence"}, kSilentTenths, -6, kNoTexts,
+               kChangeRefresh, offsetof(EchomtParams, wetOut)),
+    rows::Gain({"dry-out", "dB", "level of the untreated signal; the lowest value is silence"}, kSilentTenths, -6,
+               kNoTexts, kChangeRefresh, offsetof(EchomtParams, dryOut)),
     rows::Ramp({"feedback", "%", "how much of all taps goes back into the line; 100 and more never dies down"},
-               {0, 150, 75, 0, 150}, kNoTexts, kEchomtLines, offsetof(EchomtParams, feedback)),
-    rows::Ramp({"input-gain", "dB", "level of the input; the lowest value is silence"}, {-80, 0, 0, -800, 0}, kNoTexts,
-               kEchomtLight, offsetof(EchomtParams, inputGain)),
+               {0, 150, 75, 0, 150}, kNoTexts, kChangeRebuild, offsetof(EchomtParams, feedback)),
+    rows::Gain({"input-gain", "dB", "level of the input; the lowest value is silence"}, kSilentTenths, 0, kNoTexts,
+               kChangeRefresh, offsetof(EchomtParams, inputGain)),
     rows::Switch({"low-pass-enabled", "", "softens what goes into the line and what comes out of it"}, kNoTexts,
-                 kEchomtLight, offsetof(EchomtParams, lowPassEnabled)),
+                 kChangeRefresh, offsetof(EchomtParams, lowPassEnabled)),
     rows::Ramp({"low-pass-hz", "Hz", "frequency from which the low-pass softens"}, {100, 10000, 1000, 100, 10000},
-               kNoTexts, kEchomtLight, offsetof(EchomtParams, lowPassHz)),
-    rows::Ramp({"mod-depth", "%", "how far the taps swing"}, {0, 100, 50, 0, 100}, kNoTexts, kEchomtLines,
+               kNoTexts, kChangeRefresh, offsetof(EchomtParams, lowPassHz)),
+    rows::Ramp({"mod-depth", "%", "how far the taps swing"}, {0, 100, 50, 0, 100}, kNoTexts, kChangeRebuild,
                offsetof(EchomtParams, modDepth)),
-    rows::Ramp({"mod-rate", "Hz", "how fast the taps swing"}, {0.1F, 10, 5, 1, 100}, kNoTexts, kEchomtLight,
+    rows::Ramp({"mod-rate", "Hz", "how fast the taps swing"}, {0.1F, 10, 5, 1, 100}, kNoTexts, kChangeRefresh,
                offsetof(EchomtParams, modRate)),
     rows::Choice({"current-tap", "", "tap that the page shows, counted from 0; not heard"}, 0, 7, 0, kNoTexts,
-                 kEchomtLight, offsetof(EchomtParams, currentTap)),
+                 kChangeRefresh, offsetof(EchomtParams, currentTap)),
     rows::Choice({"graph-resolution", "", "span of the page's graph: 500, 1000, 3000 or 5000 ms; not heard"}, 0, 3, 0,
-                 kNoTexts, kEchomtLight, offsetof(EchomtParams, graphResolution)),
+                 kNoTexts, kChangeRefresh, offsetof(EchomtParams, graphResolution)),
 };
 
 // A row: delays and gains of the taps, their pans, then the rest in the order of the block.
 // clang-format off
+constexpr StringId kFirst = kStringEchomtFirstPreset;  // of the names that are this effect's own
+
 constexpr PresetRow<EchomtParams> kPresets[] = {
-    {7020, {{100, 1, 1, 1, 1, 1, 1, 1}, {100, 100, 100, 100, 100, 100, 100, 100},
+    {kStringPresetDefault, {{100, 1, 1, 1, 1, 1, 1, 1}, {100, 100, 100, 100, 100, 100, 100, 100},
             {0, 0, 0, 0, 0, 0, 0, 0},
             1, -60, -60, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7021, {{100, 1, 1, 1, 1, 1, 1, 1}, {100, 100, 100, 100, 100, 100, 100, 100},
+    {kStringPresetDefaultAll, {{100, 1, 1, 1, 1, 1, 1, 1}, {100, 100, 100, 100, 100, 100, 100, 100},
             {0, 0, 0, 0, 0, 0, 0, 0},
             1, -60, -60, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7044, {{17, 40, 85, 197, 275, 309, 1, 1}, {-48, 16, -11, 5, -2, 1, -100, -100},
+    {kFirst, {{17, 40, 85, 197, 275, 309, 1, 1}, {-48, 16, -11, 5, -2, 1, -100, -100},
             {-24, 18, -14, -38, -6, -38, 0, 0},
             6, -25, -92, 30, 0, 0, 5000, 5, 15, 0, 0}},
-    {7045, {{34, 57, 113, 135, 174, 214, 281, 348}, {39, 21, -8, -17, -11, 12, 5, 3},
+    {kFirst + 1, {{34, 57, 113, 135, 174, 214, 281, 348}, {39, 21, -8, -17, -11, 12, 5, 3},
             {0, 15, 26, 69, 31, 64, 39, 50},
             8, -37, -14, 40, 0, 0, 5000, 10, 15, 0, 0}},
-    {7046, {{6, 13, 19, 33, 101, 163, 191, 207}, {-26, 25, -60, 57, -24, 10, -24, 28},
+    {kFirst + 2, {{6, 13, 19, 33, 101, 163, 191, 207}, {-26, 25, -60, 57, -24, 10, -24, 28},
             {-24, 18, -14, -38, -6, -38, 0, -18},
             8, 0, -140, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7047, {{1, 12, 20, 32, 40, 57, 85, 113}, {12, -17, 37, -42, 52, -49, 66, -85},
+    {kFirst + 3, {{1, 12, 20, 32, 40, 57, 85, 113}, {12, -17, 37, -42, 52, -49, 66, -85},
             {-24, 18, -14, 20, -22, 0, 56, -44},
             5, 0, -800, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7048, {{14, 32, 59, 86, 113, 126, 144, 162}, {9, -11, 14, -24, 28, -35, 64, -85},
+    {kFirst + 4, {{14, 32, 59, 86, 113, 126, 144, 162}, {9, -11, 14, -24, 28, -35, 64, -85},
             {38, 59, 43, 60, 39, 50, 56, 33},
             5, -31, -260, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7049, {{1, 12, 23, 29, 37, 44, 56, 65}, {5, -11, 14, -24, 28, -35, 64, -85},
+    {kFirst + 5, {{1, 12, 23, 29, 37, 44, 56, 65}, {5, -11, 14, -24, 28, -35, 64, -85},
             {-24, 18, -14, 20, -22, 0, 56, -44},
             5, -31, -800, 0, 0, 0, 5000, 0, 1, 0, 0}},
-    {7050, {{17, 187, 323, 361, 399, 427, 473, 500}, {35, -24, 10, -8, -5, -2, 1, -1},
+    {kFirst + 6, {{17, 187, 323, 361, 399, 427, 473, 500}, {35, -24, 10, -8, -5, -2, 1, -1},
             {-24, 18, -14, 20, -22, 0, 56, 0},
             8, 0, -44, 70, 0, 1, 500, 0, 1, 0, 0}},
-    {7051, {{3, 7, 13, 19, 27, 33, 41, 53}, {35, -31, 37, -40, 30, -35, 34, -51},
+    {kFirst + 7, {{3, 7, 13, 19, 27, 33, 41, 53}, {35, -31, 37, -40, 30, -35, 34, -51},
             {-24, 18, -14, 20, -22, 0, 56, -44},
             8, -60, -105, 3, 0, 0, 5000, 0, 1, 0, 0}},
-    {7052, {{366, 500, 500, 1, 1, 1, 1, 1}, {54, -10, 5, -100, -100, -100, -100, -100},
+    {kFirst + 8, {{366, 500, 500, 1, 1, 1, 1, 1}, {54, -10, 5, -100, -100, -100, -100, -100},
             {-24, 18, -14, 0, 0, 0, 0, 0},
             2, 0, -60, 40, 0, 1, 2000, 5, 15, 0, 0}},
-    {7053, {{71, 177, 315, 374, 424, 432, 453, 500}, {-58, -28, -12, 5, -5, 4, 11, -9},
+    {kFirst + 9, {{71, 177, 315, 374, 424, 432, 453, 500}, {-58, -28, -12, 5, -5, 4, 11, -9},
             {-30, 31, -18, -12, 20, 28, -22, 0},
             5, -60, -92, 40, 0, 1, 4500, 10, 10, 0, 0}},
-    {7054, {{100, 130, 185, 269, 424, 437, 453, 500}, {-51, -41, -22, -32, -9, 4, 11, -9},
+    {kFirst + 10, {{100, 130, 185, 269, 424, 437, 453, 500}, {-51, -41, -22, -32, -9, 4, 11, -9},
             {-30, 31, -18, -12, 20, 28, -22, 0},
             6, -91, -14, 40, 0, 1, 4500, 15, 20, 0, 0}},
-    {7055, {{90, 108, 212, 306, 361, 468, 482, 500}, {54, -14, 13, 5, -6, 5, -2, 5},
+    {kFirst + 11, {{90, 108, 212, 306, 361, 468, 482, 500}, {54, -14, 13, 5, -6, 5, -2, 5},
             {38, 59, 43, 65, 55, 0, 0, 0},
             8, -60, -92, 60, 0, 1, 4500, 10, 10, 0, 0}},
-    {7056, {{100, 177, 315, 403, 474, 432, 453, 500}, {-58, -28, -12, 11, -5, 4, 11, -9},
+    {kFirst + 12, {{100, 177, 315, 403, 474, 432, 453, 500}, {-58, -28, -12, 11, -5, 4, 11, -9},
             {-30, 31, -18, -12, 20, 28, -22, 0},
             5, -60, -92, 50, 0, 1, 4500, 10, 10, 0, 0}},
-    {7057, {{63, 177, 315, 403, 474, 432, 453, 500}, {-58, -22, -5, 4, -5, 4, 11, -9},
+    {kFirst + 13, {{63, 177, 315, 403, 474, 432, 453, 500}, {-58, -22, -5, 4, -5, 4, 11, -9},
             {-30, 31, -18, -12, 20, 28, -22, 0},
             5, -60, -92, 40, 0, 1, 3500, 10, 10, 0, 0}},
-    {7058, {{191, 227, 249, 267, 291, 1, 1, 1}, {30, -24, -15, -6, -2, -100, -100, -100},
+    {kFirst + 14, {{191, 227, 249, 267, 291, 1, 1, 1}, {30, -24, -15, -6, -2, -100, -100, -100},
             {-20, 18, -28, 0, 6, 0, 0, 0},
             5, -44, -44, 100, 0, 1, 4000, 5, 10, 0, 0}},
-    {7059, {{191, 269, 428, 500, 291, 1, 1, 1}, {-32, -24, -5, -6, -2, -100, -100, -100},
+    {kFirst + 15, {{191, 269, 428, 500, 291, 1, 1, 1}, {-32, -24, -5, -6, -2, -100, -100, -100},
             {-24, 18, -28, 0, 6, 0, 0, 0},
             4, -20, -44, 100, 0, 1, 850, 10, 10, 0, 0}},
-    {7060, {{311, 369, 483, 500, 119, 1, 1, 1}, {-32, -24, -5, -6, 24, -100, -100, -100},
+    {kFirst + 16, {{311, 369, 483, 500, 119, 1, 1, 1}, {-32, -24, -5, -6, 24, -100, -100, -100},
             {-24, 18, -28, 0, 6, 0, 0, 0},
             5, -37, -20, 70, 0, 1, 4000, 10, 10, 0, 0}},
-    {7061, {{119, 311, 369, 461, 500, 1, 1, 1}, {-32, -19, -9, -9, -6, -100, -100, -100},
+    {kFirst + 17, {{119, 311, 369, 461, 500, 1, 1, 1}, {-32, -19, -9, -9, -6, -100, -100, -100},
             {-24, 18, -28, 0, 6, 0, 0, 0},
             5, -37, -20, 80, 0, 1, 4000, 10, 10, 0, 0}},
-    {7062, {{31, 110, 151, 206, 231, 336, 500, 500}, {-50, -12, -9, -9, -9, -5, -1, -9},
+    {kFirst + 18, {{31, 110, 151, 206, 231, 336, 500, 500}, {-50, -12, -9, -9, -9, -5, -1, -9},
             {-30, 31, -18, -12, 20, 28, -22, 0},
             7, -44, 0, 50, 0, 1, 1000, 15, 10, 0, 0}},
-    {7063, {{27, 101, 193, 240, 302, 1, 1, 1}, {100, -21, 8, -5, 3, -100, -100, -100},
+    {kFirst + 19, {{27, 101, 193, 240, 302, 1, 1, 1}, {100, -21, 8, -5, 3, -100, -100, -100},
             {38, 59, 43, 65, 55, 0, 0, 0},
             5, -105, -92, 15, 0, 1, 2500, 0, 1, 0, 0}},
-    {7064, {{17, 47, 89, 164, 240, 332, 416, 500}, {-91, 16, 77, -58, 73, -68, 70, -64},
+    {kFirst + 20, {{17, 47, 89, 164, 240, 332, 416, 500}, {-91, 16, 77, -58, 73, -68, 70, -64},
             {-24, 18, -14, -38, -6, -38, 0, 0},
             8, -80, 0, 0, 0, 1, 4500, 0, 20, 0, 0}},
-    {7065, {{17, 47, 89, 164, 240, 332, 416, 500}, {-91, 16, 77, -58, 73, -68, 70, -64},
+    {kFirst + 21, {{17, 47, 89, 164, 240, 332, 416, 500}, {-91, 16, 77, -58, 73, -68, 70, -64},
             {-24, 18, -14, -38, -6, -38, 0, 0},
             8, -80, 0, 15, 0, 1, 4000, 0, 20, 0, 0}},
-    {7066, {{17, 72, 118, 181, 240, 332, 416, 500}, {-91, 60, 40, -35, 31, -19, 14, -9},
+    {kFirst + 22, {{17, 72, 118, 181, 240, 332, 416, 500}, {-91, 60, 40, -35, 31, -19, 14, -9},
             {-100, 100, -100, 100, -100, 100, -100, 100},
             8, -80, 0, 15, 0, 1, 4000, 0, 20, 0, 0}},
-    {7067, {{1, 15, 212, 306, 361, 468, 482, 500}, {100, 100, 13, 5, -6, 5, -2, 5},
+    {kFirst + 23, {{1, 15, 212, 306, 361, 468, 482, 500}, {100, 100, 13, 5, -6, 5, -2, 5},
             {-100, 100, 43, 65, 55, 0, 0, 0},
             2, 0, -800, 0, 0, 0, 4500, 0, 10, 0, 0}},
 };

@@ -5,10 +5,7 @@
 
 namespace korva {
 
-/// `changeBit` of the rows: what a change means to the engine. The second kind needs `EchomtEngine::MarkLinesStale`.
-inline constexpr std::uint32_t kEchomtLight = 1;
-inline constexpr std::uint32_t kEchomtLines = 2;
-
+/// A row that asks for a rebuild needs `EchomtEngine::MarkLinesStale`.
 extern const EffectDescription kEchomtEffect;
 
 /// Holds every field of `params` to its range, `lowPassEnabled` aside, which is taken as it stands. Whether all were

@@ -12,7 +12,6 @@
 namespace korva {
 namespace {
 
-constexpr std::int32_t kSilence = -800;
 constexpr std::uint32_t kShortestLine = 2;
 constexpr std::int32_t kLastDelayNote = 17;
 constexpr std::uint32_t kLongestReserve = 12;  // seconds: the longest note times its most, at 60 beats a minute
@@ -140,8 +139,8 @@ std::int32_t EchosEngine::BuildDelayLines(const EchosParams& params, ProcessMode
 }
 
 std::int32_t EchosEngine::UpdateEngine(const EchosParams& params, ProcessMode mode, const TempoInfo* tempo) noexcept {
-  delayOutGain_ = GainFromTenths(params.delayOut, kSilence);
-  dryOutGain_ = GainFromTenths(params.dryOut, kSilence);
+  delayOutGain_ = GainFromTenths(params.delayOut);
+  dryOutGain_ = GainFromTenths(params.dryOut);
   const std::int32_t result = BuildDelayLines(params, mode, tempo);
   engineReady_ = result >= 0;
   return result;

@@ -2,49 +2,57 @@
 
 #include <cstddef>
 
+#include "audio/gain.h"
+#include "qvkit/string_ids.h"
+
 namespace korva {
 namespace {
 
-constexpr std::int32_t kMs = 7227, kDecibel = 7228;
-constexpr std::int32_t kNotes = 7240, kNotesAndMeasures = 7241;
-
 constexpr ParamDescriptor kRows[] = {
     rows::BuildsLine(rows::Ramp({"delay", "ms", "time until the echo, when it does not follow the tempo"},
-                                {1, 5000, 2500, 1, 5000}, {7301, kMs}, 1, offsetof(EchosParams, delayMs))),
+                                {1, 5000, 2500, 1, 5000}, {kStringDelayTime, kStringMilliseconds}, kChangeRefresh,
+                                offsetof(EchosParams, delayMs))),
     // The unit text says ms though the value counts tenths of a second: hosts have always shown it so. The command
     // line tells seconds.
     rows::Ramp({"decay", "s", "time in which repeated echoes fall by 30 dB, when it does not follow the tempo", 0.1F},
-               {1, 200, 100, 1, 200}, {7302, kMs}, 1, offsetof(EchosParams, decayTenths)),
-    rows::Switch({"multiple-delays", "", "feeds the echo back, so that it repeats"}, {7303}, 1,
-                 offsetof(EchosParams, multipleDelays)),
-    rows::Ramp({"dry-out", "dB", "level of the untreated signal; the lowest value is silence"}, {-80, 0, -6, -800, 0},
-               {7219, kDecibel}, 1, offsetof(EchosParams, dryOut)),
-    rows::Ramp({"delay-out", "dB", "level of the echoes; the lowest value is silence"}, {-80, 0, -6, -800, 0},
-               {7304, kDecibel}, 1, offsetof(EchosParams, delayOut)),
-    rows::Switch({"bypass", "", "passes the signal through untouched"}, {7221}, 1, offsetof(EchosParams, bypass)),
+               {1, 200, 100, 1, 200}, {kStringDecayTime, kStringMilliseconds}, kChangeRefresh,
+               offsetof(EchosParams, decayTenths)),
+    rows::Switch({"multiple-delays", "", "feeds the echo back, so that it repeats"}, {kStringMultipleDelays},
+                 kChangeRefresh, offsetof(EchosParams, multipleDelays)),
+    rows::Gain({"dry-out", "dB", "level of the untreated signal; the lowest value is silence"}, kSilentTenths, -6,
+               {kStringDryOut, kStringDecibels}, kChangeRefresh, offsetof(EchosParams, dryOut)),
+    rows::Gain({"delay-out", "dB", "level of the echoes; the lowest value is silence"}, kSilentTenths, -6,
+               {kStringDelayOut, kStringDecibels}, kChangeRefresh, offsetof(EchosParams, delayOut)),
+    rows::Switch({"bypass", "", "passes the signal through untouched"}, {kStringBypass}, kChangeRefresh,
+                 offsetof(EchosParams, bypass)),
     rows::FollowsTempo(rows::Choice({"delay-note", "", "note length until the echo, when it follows the tempo"}, 0, 17,
-                                    13, {7305, -1, kNotes}, 1, offsetof(EchosParams, delayNote))),
-    rows::BuildsLine(
-        rows::FollowsTempo(rows::Ramp({"delay-multiplier", "", "factor on the note length until the echo"},
-                                      {0.001F, 4, 1, 1, 4000}, {7306}, 1, offsetof(EchosParams, delayMultiplier)))),
-    rows::FollowsTempo(rows::Switch({"tempo-sync-delay", "", "the delay follows the host's tempo"}, {7307}, 1,
-                                    offsetof(EchosParams, tempoSyncDelay))),
+                                    13, {kStringDelayTimeTempo, -1, kStringNotes}, kChangeRefresh,
+                                    offsetof(EchosParams, delayNote))),
+    rows::BuildsLine(rows::FollowsTempo(rows::Ramp({"delay-multiplier", "", "factor on the note length until the echo"},
+                                                   {0.001F, 4, 1, 1, 4000}, {kStringDelayTimeMultiplierTempo},
+                                                   kChangeRefresh, offsetof(EchosParams, delayMultiplier)))),
+    rows::FollowsTempo(rows::Switch({"tempo-sync-delay", "", "the delay follows the host's tempo"},
+                                    {kStringTempoSyncDelay}, kChangeRefresh, offsetof(EchosParams, tempoSyncDelay))),
     rows::FollowsTempo(rows::Choice({"decay-note", "", "note length of the decay, when it follows the tempo"}, 0, 18,
-                                    18, {7308, -1, kNotesAndMeasures}, 1, offsetof(EchosParams, decayNote))),
+                                    18, {kStringDecayTimeTempo, -1, kStringNotesAndMeasures}, kChangeRefresh,
+                                    offsetof(EchosParams, decayNote))),
     rows::FollowsTempo(rows::Ramp({"decay-multiplier", "", "factor on the note length of the decay"},
-                                  {0.001F, 32, 1, 1, 32000}, {7309}, 1, offsetof(EchosParams, decayMultiplier))),
-    rows::FollowsTempo(rows::Switch({"tempo-sync-decay", "", "the decay follows the host's tempo"}, {7310}, 1,
-                                    offsetof(EchosParams, tempoSyncDecay))),
+                                  {0.001F, 32, 1, 1, 32000}, {kStringDecayTimeMultiplierTempo}, kChangeRefresh,
+                                  offsetof(EchosParams, decayMultiplier))),
+    rows::FollowsTempo(rows::Switch({"tempo-sync-decay", "", "the decay follows the host's tempo"},
+                                    {kStringTempoSyncDecay}, kChangeRefresh, offsetof(EchosParams, tempoSyncDecay))),
 };
 
+constexpr StringId kFirst = kStringEchosFirstPreset;  // of the names that are this effect's own
+
 constexpr PresetRow<EchosParams> kPresets[] = {
-    {7020, {0, 100, 1, -60, -60, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7021, {0, 100, 1, -60, -60, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7068, {1, 400, 20, -30, -90, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7069, {0, 400, 20, -120, -90, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7070, {1, 1000, 30, -140, -40, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7071, {0, 1000, 20, 0, -800, 0, 13, 1000, 0, 18, 1000, 0}},
-    {7072, {0, 10, 1, 0, -800, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kStringPresetDefault, {0, 100, 1, -60, -60, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kStringPresetDefaultAll, {0, 100, 1, -60, -60, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kFirst, {1, 400, 20, -30, -90, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kFirst + 1, {0, 400, 20, -120, -90, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kFirst + 2, {1, 1000, 30, -140, -40, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kFirst + 3, {0, 1000, 20, 0, -800, 0, 13, 1000, 0, 18, 1000, 0}},
+    {kFirst + 4, {0, 10, 1, 0, -800, 0, 13, 1000, 0, 18, 1000, 0}},
 };
 
 // Forms older than the tempo fields, the oldest without `bypass` too.
