@@ -19,6 +19,19 @@ namespace korva {
 ///
 /// A voice reads a circular line at a position that swings on a sine. Voices run in series and not side by side: the
 /// second voice thickens the first one's output, so three voices sound denser than three parallel taps would.
+///
+///     in x input gain ─▶ voice 0 ─▶ voice 1 ─▶ voice 2 ─▶ out      as many as are in use
+///
+///     a voice:   x ─┬──────────────────────────────(x dry)──▶ + ──▶
+///                   ▼                                         ▲
+///                   + ──▶ line ──tap that swings──▶ low-pass ─┴ x wet, x pan
+///                   ▲                                  │
+///                   └──────────── x feedback ◀─────────┘
+///
+/// Only the first voice takes the dry gain. The tap lies between two frames and is read on a straight line between
+/// them. The topology is the "industry standard chorus" of J. Dattorro, "Effect Design, Part 2: Delay-Line Modulation
+/// and Chorus", J. Audio Eng. Soc. 45 (1997), with a low-pass in its loop and one voice after the other.
+///
 /// All arithmetic is in doubles; samples are widened and narrowed a frame at a time, in place.
 ///
 /// Latency: none on the dry path. No tail: the lines are dropped when the stream stops.

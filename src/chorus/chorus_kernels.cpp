@@ -169,7 +169,7 @@ void ChorusEngine::RunVoices(double* block, int frames) noexcept {
 
 template <class Format, int kChannels>
 void ChorusEngine::Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept {
-  constexpr bool kFloat = Format::kFormat == SampleFormat::kFloat32 || Format::kFormat == SampleFormat::kFloat64;
+  constexpr bool kFloat = IsFloat(Format::kFormat);
   const int channels = kChannels != 0 ? kChannels : channels_;
   alignas(16) double block[kBlockFrames * (kChannels != 0 ? kChannels : int{kMaxChannels})];
   while (frames != 0) {

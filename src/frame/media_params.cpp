@@ -82,7 +82,7 @@ HRESULT CQvPlugInParams::GetNumTimeFormats(DWORD* count) {
 
 HRESULT CQvPlugInParams::GetSupportedTimeFormat(DWORD index, GUID* format) {
   if (format == nullptr) return E_POINTER;
-  // Index 1 is answered too, one past the count: hosts rely on it.
+  // Index 1 is answered too, one past the count: kept on purpose.
   if (index > 1) return E_INVALIDARG;
   *format = GUID_TIME_REFERENCE;
   return S_OK;

@@ -12,6 +12,12 @@ namespace korva {
 
 /// Shifts pitch by resampling; with the duration kept, the overlap-add core stretches the result back.
 ///
+///     in ─▶ anti-alias low-pass (where pitch rises) ─▶ interpolator ─┬─────────────────▶ out     length changes
+///                                                                    └─▶ overlap-add ──▶ out     length kept
+///
+/// The interpolator is the table of one sinc at any ratio, as in J. O. Smith and P. Gossett, "A Flexible Sampling-Rate
+/// Conversion Method", Proc. ICASSP (1984).
+///
 /// With the duration kept, the output of a stream is as long as its input, save that with `resampleRatio` of 1.0 or
 /// more an excess of the core is not cut. Without, it ends with the last frame whose taps the input could feed.
 ///

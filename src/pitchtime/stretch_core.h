@@ -17,6 +17,15 @@ namespace korva {
 /// line up best; one offset for all channels, so that their phases stay locked. It works on waveforms and not on
 /// spectra: attacks stay whole, and at moderate ratios nothing smears.
 ///
+///     input ─▶ block ─▶ search for the offset ─▶ x fade in  ─▶ + ─▶ outputHop frames out
+///       ▲        │       (against the tail)                    ▲
+///       │        │                    tail of the last block ──┘ x fade out
+///       └────────┘ moves on by inputHop
+///
+/// Waveform-similarity overlap-add, of W. Verhelst and M. Roelands, "An Overlap-Add Technique Based on Waveform
+/// Similarity (WSOLA) for High Quality Time-Scale Modification of Speech", Proc. ICASSP (1993); the search's measure
+/// and the table of modes are this system's own.
+///
 /// Latency: no output before `blockLength` frames have come in; about as many are held while it runs.
 /// `Real` is the precision of the blocks: float or double. Threads: one at a time.
 template <class Real>

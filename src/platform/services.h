@@ -21,8 +21,8 @@ void FreeTaskMemory(void* memory) noexcept;
 // Milliseconds from an arbitrary start; wraps around after 49 days.
 std::uint32_t TimeMilliseconds() noexcept;
 
-// In the Windows build seeds the C run-time's random numbers by the clock, as hosts have always met it when a stream
-// starts; nothing here draws any. Elsewhere a program's generator is its own and stays as it is.
+// In the Windows build seeds the C run-time's random numbers by the clock; called where a stream starts. Nothing here
+// draws any: kept on purpose, for hosts that may. Elsewhere a program's generator is its own and stays as it is.
 void SeedRandom() noexcept;
 
 // Whether the window exists at this moment. It may be gone by the next.

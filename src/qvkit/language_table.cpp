@@ -19,11 +19,15 @@ constexpr LanguageString kTables[kLanguageCount][std::size(kEnglishTexts)] = {
 #include "language_texts.inc"
 };
 
-constexpr bool IsStrictlyOrdered(std::span<const LanguageString> table) {
-  return std::ranges::adjacent_find(table, std::ranges::greater_equal{}, &LanguageString::id) == table.end();
+constexpr bool AreStrictlyOrdered() {
+  for (const auto& table : kTables) {
+    if (std::ranges::adjacent_find(table, std::ranges::greater_equal{}, &LanguageString::id) != std::end(table)) {
+      return false;
+    }
+  }
+  return true;
 }
-static_assert(std::ranges::all_of(kTables, IsStrictlyOrdered),
-              "the search needs ascending ids, the same in every language");
+static_assert(AreStrictlyOrdered(), "the search needs ascending ids, the same in every language");
 
 }  // namespace
 

@@ -17,6 +17,18 @@ namespace korva {
 /// Parallel damped combs, fed from a low-passed and high-passed copy of the input, behind a pre-delay; and three early
 /// taps on the dry input.
 ///
+///     in ─┬───────────────────────────────────────────── x dry ──▶ + ──▶ out
+///         ├─▶ early line ═▶ three taps x gain, pan ──── x early ──▶ +
+///         ▼                                                         ▲
+///     low-pass ─▶ bass taken away ─▶ 8 to 10 combs ─▶ pre-delay ─ x reverb
+///
+///     a comb:    + ─▶ x gain ─▶ ring ─┬─▶ sum of the combs
+///                ▲                    │
+///                └──── low-pass ◀─────┘
+///
+/// Combs with a low-pass in their loops and early taps on the dry sound come from J. A. Moorer, "About This
+/// Reverberation Business", Computer Music Journal 3 (1979).
+///
 /// Stereo takes one bank of combs for the sum of both sides: only combs 0 and 1 stand twice, the right ones detuned,
 /// which makes width at a fifth more work where two banks would double it. Mono and three to 32 channels take one whole
 /// network a channel. All arithmetic is in doubles, in place.

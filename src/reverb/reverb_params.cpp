@@ -16,7 +16,7 @@ constexpr ParamDescriptor kRows[] = {
     rows::Choice({"reverb-mode", "", "character of the space"}, 0, 18, 0,
                  {kStringReverberationMode, -1, kStringReverbModes}, kChangeRefresh,
                  offsetof(ReverbParams, reverbMode)),
-    // The style goes by the mode's label on purpose: that is the name under which hosts know it.
+    // The style goes by the mode's label: kept on purpose.
     rows::Choice({"early-style", "", "times, gains and places of the three early reflections"}, 0, 9, 3,
                  {kStringReverberationMode, -1, kStringEarlyStyles}, kChangeRebuild,
                  offsetof(ReverbParams, earlyStyle)),

@@ -116,7 +116,7 @@ std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode m
   const std::int32_t newLength = std::max(Truncate<std::int32_t>(LineReach(longest, modBase)), kShortestLine);
 
   // A position is a delay only while the write head stands at 0. An edit that keeps the line moves every tap that is
-  // in use by as far as the head has gone since: what such an edit has always sounded like.
+  // in use by as far as the head has gone since: kept on purpose, it is what such an edit sounds like.
   for (std::size_t i = 0; i < static_cast<std::size_t>(tapCount_); ++i) {
     tapPosition_[i] = static_cast<std::int32_t>(std::max<std::int64_t>(positions[i], 0) % newLength);
   }

@@ -17,6 +17,14 @@ namespace korva {
 /// Up to eight taps on one delay line, all moved by one sine and each by an amount of its own, with a one-pole
 /// low-pass before and after the line and a feedback scaled by the sum of the tap gains.
 ///
+///     in x input gain ─┬───────────────────────────────────────── x dry ──▶ + ──▶ out
+///                      ▼                                                    ▲
+///                  low-pass ─▶ + ─▶ line ═▶ taps x gain, pan ─▶ low-pass ─┬─┴ x wet
+///                              ▲                                          │
+///                              └──────────────── x feedback ◀─────────────┘
+///
+/// What goes into the line is held to a limit, so a feedback of 100 % and more stays bounded.
+///
 /// A stereo stream shares one mono line and is panned where taps are read, so an echo can stand elsewhere than its
 /// sound. Any other number of channels has a line each, and no pan.
 ///

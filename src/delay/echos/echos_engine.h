@@ -16,6 +16,15 @@ namespace korva {
 
 /// One delay with one feedback coefficient: each frame is read, rewritten and passed on at a single point of its line.
 ///
+///     in ─┬──────────────────────── x dry ──▶ + ──▶ out
+///         ▼                                   ▲
+///         + ──▶ line of one delay ──┬─ x wet ─┘
+///         ▲                         │
+///         └────── x feedback ◀──────┘
+///
+/// The feedback comb of M. R. Schroeder, "Natural Sounding Artificial Reverberation", J. Audio Eng. Soc. 10 (1962),
+/// with the feedback worked out from the time in which echoes fall by 30 dB.
+///
 /// Nothing that a pass over the line reads was written in the same pass, so between two ends of the line all samples
 /// are independent of one another, whatever their channel. The memory therefore follows the interleaved stream and a
 /// kernel is one straight loop for any number of channels.
@@ -55,8 +64,8 @@ class EchosEngine {
   /// a flush and a buffer that asks for `tailOnly` may yield fewer. 0 to go on, 1 when there is no more to give. A
   /// negative code, and no frames, without lines.
   ///
-  /// A flush answers 1 at once on every format but 32-bit float, so that its tail ends with one buffer; hosts rely on
-  /// both behaviours.
+  /// A flush answers 1 at once on every format but 32-bit float, so that its tail ends with one buffer: kept on
+  /// purpose.
   std::int32_t Process(ProcessMode mode, void* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
 
   /// The 32-bit float kernel, whatever the stream's format.

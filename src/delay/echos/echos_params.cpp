@@ -12,8 +12,8 @@ constexpr ParamDescriptor kRows[] = {
     rows::BuildsLine(rows::Ramp({"delay", "ms", "time until the echo, when it does not follow the tempo"},
                                 {1, 5000, 2500, 1, 5000}, {kStringDelayTime, kStringMilliseconds}, kChangeRefresh,
                                 offsetof(EchosParams, delayMs))),
-    // The unit text says ms though the value counts tenths of a second: hosts have always shown it so. The command
-    // line tells seconds.
+    // The unit text says ms though the value counts tenths of a second: kept on purpose, settings carry the name. The
+    // command line speaks of seconds.
     rows::Ramp({"decay", "s", "time in which repeated echoes fall by 30 dB, when it does not follow the tempo", 0.1F},
                {1, 200, 100, 1, 200}, {kStringDecayTime, kStringMilliseconds}, kChangeRefresh,
                offsetof(EchosParams, decayTenths)),
