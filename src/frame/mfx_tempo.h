@@ -69,6 +69,7 @@ class CMFXTempo : public IMfxSoftSynth {
   bool connected_ = false, running_ = false, firstChunk_ = true;
   double rate_ = 0;  // frames per second, as of the call under way
   std::int64_t position_ = 0;
+  // Where the song last jumped. Only the sum of the jumps is read; the ends belong to what is known of the song.
   std::int64_t loopFrom_ = 0, loopTo_ = 0, loopOffset_ = 0;
   LONG loopFromTick_ = 0, loopToTick_ = 0;
   double bpm_ = 120.0;

@@ -31,16 +31,6 @@ HRESULT TailOnlySample::QueryInterface(REFIID iid, void** out) {
   return S_OK;
 }
 
-ULONG TailOnlySample::AddRef() {
-  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-ULONG TailOnlySample::Release() {
-  const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT TailOnlySample::GetPointer(BYTE** buffer) {
   if (buffer == nullptr) return E_POINTER;
   *buffer = nullptr;

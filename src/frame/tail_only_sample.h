@@ -15,8 +15,8 @@ class TailOnlySample final : public CMediaSample, public ITailOnlySample {
   static ComPtr<IMediaSample> Wrap(IMediaSample& source);
 
   HRESULT QueryInterface(REFIID iid, void** out) override;
-  ULONG AddRef() override;
-  ULONG Release() override;
+  ULONG AddRef() override { return CMediaSample::AddRef(); }
+  ULONG Release() override { return CMediaSample::Release(); }
   HRESULT GetPointer(BYTE** buffer) override;
   LONG IsTailOnly() override { return 1; }
 
@@ -26,7 +26,6 @@ class TailOnlySample final : public CMediaSample, public ITailOnlySample {
 
   const ComPtr<IMediaSample> source_;
   ZeroedBuffer<std::uint8_t> copy_;
-  std::atomic<ULONG> references_{0};
 };
 
 }  // namespace korva

@@ -76,26 +76,6 @@ SongHost::SongHost(SongMap map) : map_(std::move(map)) {
   }
 }
 
-HRESULT SongHost::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (iid == InterfaceId<IUnknown>() || iid == InterfaceId<IMfxTempoMap>()) {
-    *out = static_cast<IMfxTempoMap*>(this);
-  } else if (iid == InterfaceId<IMfxMeterMap>()) {
-    *out = static_cast<IMfxMeterMap*>(this);
-  } else {
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
-}
-
-ULONG SongHost::Release() {
-  const ULONG left = references_.fetch_sub(1) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 LONG SongHost::TicksToMsecs(LONG ticks) {
   const std::size_t tempo = IndexAt(map_.tempos, ticks);
   return Held(tempoMsecs_[tempo] + (static_cast<double>(ticks) - map_.tempos[tempo].tick) / TicksPerMsec(tempo));

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include "host/outcome.h"
 #include "platform/tempo_host.h"
 #include "streaming/com_ptr.h"
+#include "streaming/counted.h"
 
 namespace korva {
 
@@ -33,14 +33,9 @@ Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter
 Outcome<SongMap> ReadMidiSong(const std::string& path);
 
 /// A host that plays the song: what effects ask for tempo and meter. The data never changes, so any thread may ask.
-class SongHost final : public IMfxTempoMap, public IMfxMeterMap {
+class SongHost final : public Counted<InterfaceList<IMfxTempoMap, IMfxMeterMap>> {
  public:
   explicit SongHost(SongMap map);
-  virtual ~SongHost() = default;
-
-  HRESULT QueryInterface(REFIID iid, void** out) override;
-  ULONG AddRef() override { return references_.fetch_add(1) + 1; }
-  ULONG Release() override;
 
   LONG TicksToMsecs(LONG ticks) override;
   LONG MsecsToTicks(LONG milliseconds) override;
@@ -65,7 +60,6 @@ class SongHost final : public IMfxTempoMap, public IMfxMeterMap {
   const SongMap map_;
   std::vector<double> tempoMsecs_;           // when each tempo starts
   std::vector<std::int64_t> meterMeasures_;  // the measure that each meter starts, counted from 1
-  std::atomic<ULONG> references_{0};
 };
 
 /// Lets an effect follow the song from its start. False where the effect follows no tempo.

@@ -1,5 +1,6 @@
 #include "module/class_factory.h"
 
+#include <atomic>
 #include <new>
 
 namespace korva {
@@ -12,25 +13,6 @@ bool IsClassObjectInterface(REFIID iid) noexcept {
 }
 
 }  // namespace
-
-HRESULT CClassFactory::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (!IsClassObjectInterface(iid)) return E_NOINTERFACE;
-  *out = static_cast<IClassFactory*>(this);
-  AddRef();
-  return S_OK;
-}
-
-ULONG CClassFactory::AddRef() {
-  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-ULONG CClassFactory::Release() {
-  const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
-}
 
 HRESULT CClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** out) {
   if (out == nullptr) return E_POINTER;

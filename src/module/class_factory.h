@@ -1,19 +1,14 @@
 #pragma once
 
-#include <atomic>
-
 #include "module/class_table.h"
+#include "streaming/counted.h"
 
 namespace korva {
 
 /// Creates the objects of one row of the class table.
-class CClassFactory final : public IClassFactory, public CBaseObject {
+class CClassFactory final : public Counted<InterfaceList<IClassFactory>> {
  public:
   explicit CClassFactory(const ClassRow& row) noexcept : row_(row) {}
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-  ULONG STDMETHODCALLTYPE AddRef() override;
-  ULONG STDMETHODCALLTYPE Release() override;
 
   /// Null `out` gives `E_POINTER`. With an outer object the first interface asked for must be `IUnknown`, else
   /// `E_NOINTERFACE`.
@@ -25,10 +20,9 @@ class CClassFactory final : public IClassFactory, public CBaseObject {
   static bool ModuleInUse() noexcept;
 
  private:
-  ~CClassFactory() = default;
+  ~CClassFactory() override = default;
 
   const ClassRow& row_;
-  std::atomic<ULONG> references_{0};
 };
 
 /// The class object of `classId`, as a host asks the module for it: `E_NOINTERFACE` for an interface that no class

@@ -14,7 +14,8 @@ struct ClassRow {
   CLSID classId;
   /// Makes an object with no references yet. Null for no memory, or with a failure in `result`, which starts as `S_OK`.
   CUnknown* (*create)(IUnknown* outer, HRESULT* result);
-  /// Called as the module comes (true) and goes (false); null where there is nothing to do.
+  /// Called as the module comes (true) and goes (false); null where there is nothing to do, which is all of today's
+  /// classes. The column belongs to the table's form.
   void (*initialise)(bool coming, const CLSID& classId);
   /// Filters only.
   std::optional<FilterSetup> setup;

@@ -56,17 +56,4 @@ class FilteredInput {
   double lowPass_;
 };
 
-/// The same input for the combs after the first.
-class ReadyInput {
- public:
-  explicit ReadyInput(const double* block) noexcept : block_(block) {}
-  Pair Two(std::size_t i) const noexcept { return Pair::Load(block_ + i); }
-  Pair One(std::size_t i) const noexcept { return Pair::Both(block_[i]); }
-  void Move(std::size_t frames) noexcept { block_ += frames; }
-  void Keep() const noexcept {}
-
- private:
-  const double* block_;
-};
-
 }  // namespace korva

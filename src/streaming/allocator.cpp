@@ -7,25 +7,6 @@
 
 namespace korva {
 
-HRESULT CBaseAllocator::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (iid != InterfaceId<IUnknown>() && iid != InterfaceId<IMemAllocator>()) return E_NOINTERFACE;
-  *out = static_cast<IMemAllocator*>(this);
-  AddRef();
-  return S_OK;
-}
-
-ULONG CBaseAllocator::AddRef() {
-  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-ULONG CBaseAllocator::Release() {
-  const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) {
   if (request == nullptr || actual == nullptr) return E_POINTER;
   const LONG align = request->cbAlign;

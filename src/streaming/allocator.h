@@ -4,8 +4,8 @@
 
 #include "platform/locks.h"
 #include "platform/media.h"
+#include "streaming/counted.h"
 #include "streaming/media_sample.h"
-#include "streaming/unknown.h"
 
 namespace korva {
 
@@ -13,12 +13,8 @@ namespace korva {
 /// Buffers that are out when the allocator is decommitted are freed when the last of them comes back.
 ///
 /// Any thread may call anything.
-class CBaseAllocator : public IMemAllocator, public CBaseObject {
+class CBaseAllocator : public Counted<InterfaceList<IMemAllocator>> {
  public:
-  HRESULT QueryInterface(REFIID iid, void** out) override;
-  ULONG AddRef() override;
-  ULONG Release() override;
-
   /// Refused while committed or while buffers are out.
   HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override;
   HRESULT GetProperties(ALLOCATOR_PROPERTIES* properties) override;
@@ -29,7 +25,6 @@ class CBaseAllocator : public IMemAllocator, public CBaseObject {
 
  protected:
   CBaseAllocator() = default;
-  virtual ~CBaseAllocator() = default;
 
   /// Makes `properties_.cBuffers` samples, each handed to `AddSample`. Called under the lock.
   virtual HRESULT AllocateBuffers() = 0;
@@ -47,7 +42,6 @@ class CBaseAllocator : public IMemAllocator, public CBaseObject {
   LONG lent_ = 0;
   bool committed_ = false;
   bool hasBuffers_ = false;
-  std::atomic<ULONG> references_{0};
 };
 
 /// Buffers on the heap, in one block, aligned and prefixed as negotiated.

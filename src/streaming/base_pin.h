@@ -12,16 +12,7 @@
 namespace korva {
 
 /// A pin answers `QueryInterface` itself, but its references are its filter's.
-#define KORVA_PIN_UNKNOWN()                                 \
-  HRESULT QueryInterface(REFIID iid, void** out) override { \
-    return this->NonDelegatingQueryInterface(iid, out);     \
-  }                                                         \
-  ULONG AddRef() override {                                 \
-    return this->GetOwner()->AddRef();                      \
-  }                                                         \
-  ULONG Release() override {                                \
-    return this->GetOwner()->Release();                     \
-  }
+#define KORVA_PIN_UNKNOWN() KORVA_DELEGATE_TO_OWNER(this->NonDelegatingQueryInterface)
 
 /// A pin of a filter: negotiates a media type with a pin of another filter. It lives as long as its filter, whose
 /// references its own are.

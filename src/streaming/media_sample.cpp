@@ -22,25 +22,12 @@ void CMediaSample::Clear() noexcept {
   actual_ = size_;
 }
 
-HRESULT CMediaSample::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  *out = nullptr;
-  if (iid != InterfaceId<IUnknown>() && iid != InterfaceId<IMediaSample>() && iid != InterfaceId<IMediaSample2>()) {
-    return E_NOINTERFACE;
+void CMediaSample::LetGo() {
+  if (allocator_ != nullptr) {
+    allocator_->ReleaseBuffer(this);
+  } else {
+    delete this;
   }
-  *out = static_cast<IMediaSample2*>(this);
-  AddRef();
-  return S_OK;
-}
-
-ULONG CMediaSample::AddRef() {
-  return references_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-ULONG CMediaSample::Release() {
-  const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) allocator_->ReleaseBuffer(this);
-  return left;
 }
 
 HRESULT CMediaSample::GetPointer(BYTE** buffer) {

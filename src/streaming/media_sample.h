@@ -1,10 +1,9 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "platform/media.h"
-#include "streaming/unknown.h"
+#include "streaming/counted.h"
 
 namespace korva {
 
@@ -14,14 +13,10 @@ class CBaseAllocator;
 /// and empties it.
 ///
 /// The buffer itself is the allocator's. Not locked: a sample is in one pair of hands at a time.
-class CMediaSample : public IMediaSample2, public CBaseObject {
+class CMediaSample : public Counted<InterfaceList<IMediaSample2>, IMediaSample> {
  public:
   CMediaSample(CBaseAllocator& allocator, BYTE* buffer, LONG size) noexcept
       : allocator_(&allocator), buffer_(buffer), size_(size) {}
-
-  HRESULT QueryInterface(REFIID iid, void** out) override;
-  ULONG AddRef() override;
-  ULONG Release() override;
 
   HRESULT GetPointer(BYTE** buffer) override;
   LONG GetSize() override { return size_; }
@@ -43,9 +38,10 @@ class CMediaSample : public IMediaSample2, public CBaseObject {
   HRESULT SetProperties(DWORD bytes, const BYTE* properties) override;
 
  protected:
-  /// Of no allocator: a derived class has the buffer and the count.
+  /// Of no allocator: a derived class has the buffer.
   explicit CMediaSample(LONG size) noexcept : size_(size) {}
-  virtual ~CMediaSample();
+  ~CMediaSample() override;
+  void LetGo() override;
 
  private:
   friend class CBaseAllocator;
@@ -68,7 +64,6 @@ class CMediaSample : public IMediaSample2, public CBaseObject {
   bool hasMediaTime_ = false;
   LONGLONG mediaStart_ = 0, mediaStop_ = 0;
   AM_MEDIA_TYPE* type_ = nullptr;
-  std::atomic<ULONG> references_{0};
   CMediaSample* next_ = nullptr;  // in the allocator's list of free samples
 };
 

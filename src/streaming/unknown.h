@@ -85,11 +85,11 @@ HRESULT AnswerListed(InterfaceList<Interfaces...>, Object* object, REFIID iid, v
     return Base::NonDelegatingQueryInterface(iid, out); \
   } while (false)
 
-/// The three operations of a class whose interfaces belong to its owner. Stands in the most derived classes that
-/// implement interfaces.
-#define KORVA_DELEGATE_UNKNOWN()                            \
+/// The three operations of a class whose references are its owner's. Stands in the most derived classes that implement
+/// interfaces. `answer` is what `QueryInterface` asks: the owner, or the class's own list.
+#define KORVA_DELEGATE_TO_OWNER(answer)                     \
   HRESULT QueryInterface(REFIID iid, void** out) override { \
-    return this->GetOwner()->QueryInterface(iid, out);      \
+    return answer(iid, out);                                \
   }                                                         \
   ULONG AddRef() override {                                 \
     return this->GetOwner()->AddRef();                      \
@@ -97,5 +97,6 @@ HRESULT AnswerListed(InterfaceList<Interfaces...>, Object* object, REFIID iid, v
   ULONG Release() override {                                \
     return this->GetOwner()->Release();                     \
   }
+#define KORVA_DELEGATE_UNKNOWN() KORVA_DELEGATE_TO_OWNER(this->GetOwner()->QueryInterface)
 
 }  // namespace korva

@@ -83,9 +83,6 @@ class EchomtEngine {
   /// 1 when the tail has ended, negative (and no frames) without memory for the lines. A flush brings no change in.
   std::int32_t Process(ProcessMode mode, void* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
 
-  /// The 32-bit float kernel, whatever the stream's format.
-  std::int32_t ProcessFloat32(ProcessMode mode, float* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
-
   bool tailOnlyDone() const noexcept { return tailOnly_.done(); }
   bool engineReady() const noexcept { return engineReady_; }
   std::int32_t lineLength() const noexcept { return lineLength_; }  ///< frames

@@ -360,9 +360,4 @@ std::int32_t EchomtEngine::Process(ProcessMode mode, void* buffer, std::uint32_t
   });
 }
 
-std::int32_t EchomtEngine::ProcessFloat32(ProcessMode mode, float* buffer, std::uint32_t& frameCount,
-                                          bool tailOnly) noexcept {
-  return Kernel<Float32>(mode, buffer, frameCount, tailOnly);
-}
-
 }  // namespace korva

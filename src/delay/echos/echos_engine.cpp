@@ -216,9 +216,4 @@ std::int32_t EchosEngine::Process(ProcessMode mode, void* buffer, std::uint32_t&
   });
 }
 
-std::int32_t EchosEngine::ProcessFloat32(ProcessMode mode, float* buffer, std::uint32_t& frameCount,
-                                         bool tailOnly) noexcept {
-  return Kernel<Float32>(mode, buffer, frameCount, tailOnly);
-}
-
 }  // namespace korva

@@ -68,9 +68,6 @@ class EchosEngine {
   /// purpose.
   std::int32_t Process(ProcessMode mode, void* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
 
-  /// The 32-bit float kernel, whatever the stream's format.
-  std::int32_t ProcessFloat32(ProcessMode mode, float* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept;
-
   bool engineReady() const noexcept { return engineReady_; }
   bool tailOnlyDone() const noexcept { return tailOnly_.done(); }
   std::uint32_t delayLength() const noexcept { return delayLength_; }  ///< frames
