@@ -10,7 +10,7 @@ namespace korva {
 
 inline constexpr std::uint16_t kMaxChannels = 32;
 
-/// The plain wave format record, 18 bytes as it stands in a stream's format block. Always the plain form: extensible
+/// The plain wave format record, 18 bytes as in a stream's format block. Always the plain form: extensible
 /// blocks are folded to tag 1 or 3 on the way in.
 #pragma pack(push, 1)
 struct FormatRecord {

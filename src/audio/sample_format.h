@@ -7,7 +7,7 @@
 #include <utility>
 
 // The five stream formats: how one sample is read into the range of -1 to 1, and how a result is written back. Every
-// kernel is a template over one of the policies below, so a conversion stands here and nowhere else.
+// kernel is a template over one of the policies below, so a conversion is written here and nowhere else.
 namespace korva {
 
 enum class SampleFormat : std::uint8_t { kPcm8, kPcm16, kPcm32, kFloat32, kFloat64 };
@@ -28,10 +28,6 @@ inline std::int32_t RoundToInt32(double value) noexcept {
 /// Taken off a value before it is rounded, it makes that rounding down, save that up to 1.5e-8 below a whole number is
 /// taken for it. The samples of modulated lines depend on that.
 inline constexpr double kDownwards = 0.499999985;
-
-inline std::int32_t RoundDown(double value) noexcept {
-  return RoundToInt32(value - kDownwards);
-}
 
 /// `value` held to [low, high] and rounded; not-a-number gives 0.
 inline std::int32_t ClampAndRound(double value, double low, double high) noexcept {

@@ -30,7 +30,7 @@ inline constexpr std::array<double, 18> kNoteQuarters = {1.0 / 24, 1.0 / 16, 3.0
 inline constexpr std::int32_t kNoteMeasure = 18;
 
 /// Seconds of a quarter note. Without a valid tempo it is 2.0, slower than the record's own default of 120 bpm: an
-/// effect that follows a song which has not told its tempo should not flutter.
+/// effect that follows a song of unknown tempo should not flutter.
 inline double BeatSeconds(const TempoInfo& info) noexcept {
   return (info.flags & kTempoValid) != 0 ? 60.0 / info.bpm : 2.0;
 }

@@ -14,7 +14,7 @@
 namespace korva {
 
 /// The Transform of an effect that a host can automate: values in the store, flags and locks, and the operations behind
-/// the groups of its property interface, all told by the description rows.
+/// the groups of its property interface, all driven by the description rows.
 ///
 /// A writer never touches the engine: it changes a value and raises flags, and the audio thread picks the change up at
 /// the next chunk.
@@ -40,8 +40,8 @@ class AutomatedTransform : public PropertyInterface, public CQvPlugInParams, pub
   HRESULT SetNotifyWindow(HWND window, LONG id) override { return TransformState::SetNotifyWindow(window, id); }
   KORVA_IMPLEMENT_PROPERTY_TAIL()
 
-  /// Outside the lock, a value that changed is picked up and told to the windows. What the row asks of the engine is
-  /// not raised on this road.
+  /// Outside the lock, a value that changed is picked up, and the windows are notified. What the row asks of the engine
+  /// is not raised on this road.
   HRESULT SetParam(DWORD index, MP_DATA value) override {
     const HRESULT result = CQvPlugInParams::SetParam(index, value);
     if (result != S_OK) return result;

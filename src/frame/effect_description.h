@@ -63,7 +63,7 @@ struct RecordForm {
   void (*bringUpToDate)(void* block) noexcept = nullptr;  ///< turns what an older form held into today's meaning
 };
 
-/// Everything about an effect that is data. One constant of this type stands in each effect's `_params` file.
+/// Everything about an effect that is data: one constant in each effect's `_params` file.
 struct EffectDescription {
   const char* name;          ///< on the command line
   const char* summary;       ///< what it does, in a line

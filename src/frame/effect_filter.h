@@ -12,7 +12,7 @@ namespace korva {
 /// The one page of an effect, in task memory.
 HRESULT PropertyPagesOf(const EffectDescription& effect, CAUUID* pages);
 
-/// What all six filters have in common, over the platform filter class that each stands on: the record, the presets,
+/// What all six filters have in common, over the platform filter class that each derives from: the record, the presets,
 /// the property page, the language.
 template <class Base>
 class EffectFilter : public Base,

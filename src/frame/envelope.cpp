@@ -182,7 +182,7 @@ bool Envelope::EvaluateSegment(EnvelopeSegment& segment, std::int64_t time, doub
     default:
       break;
   }
-  // What is no number leaves the value where it stands.
+  // What is no number leaves the value as it is.
   if (const auto narrowed = static_cast<float>(result); narrowed == narrowed) {
     value = narrowed > range.maximum ? range.maximum : narrowed < range.minimum ? range.minimum : narrowed;
   }

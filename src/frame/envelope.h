@@ -23,7 +23,8 @@ struct ValueRange {
   float maximum;
 };
 
-/// The automation of one parameter: its segments sorted by start, its current value, and where time stands in them.
+/// The automation of one parameter: its segments sorted by start, its current value, and the place that time has
+/// reached.
 ///
 /// Values are sampled, not tracked: they are worked out at chunk starts, and one rests where the last chunk start
 /// inside a segment left it. Times are in units of 100 ns.
@@ -54,7 +55,7 @@ class Envelope {
 
   float value = 0;              ///< display units
   bool captured = false;        ///< the user holds the parameter
-  bool releasePending = false;  ///< the user let go and the engine has not been told
+  bool releasePending = false;  ///< the user let go and the engine does not know yet
   bool inSegment = false;       ///< a segment covered the last evaluated time
 
  private:

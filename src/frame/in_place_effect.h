@@ -29,9 +29,9 @@ concept RingingEngine = requires(const Engine& engine) {
 
 /// One of the four effects that work in place, as a filter.
 ///
-/// An engine is brought in line in one of two ways. One that is told its parameters has a Transform with `Update(block,
-/// mode, tempo)` and `engineReady()`. One that fetches them by itself finds them at its start and in its kernels; its
-/// effect says what else it needs in `PickUp`.
+/// An engine is brought in line in one of two ways. One that is handed its parameters has a Transform with
+/// `Update(block, mode, tempo)` and `engineReady()`. One that fetches them by itself finds them at its start and in its
+/// kernels; its effect says what else it needs in `PickUp`.
 template <class Transform>
 class InPlaceEffect : public EffectOn<CQvInPlaceFilter, Transform> {
  public:
@@ -83,7 +83,7 @@ class InPlaceEffect : public EffectOn<CQvInPlaceFilter, Transform> {
     return this->engine_.Process(mode, data, frames, tailOnly);
   }
   HRESULT ChangesWaiting() override {
-    // An engine that is told has no answer to give.
+    // An engine that is handed its parameters has no answer to give.
     return kFetches && this->paramsChanged.load(std::memory_order_relaxed) != 0 ? S_OK : S_FALSE;
   }
   HRESULT ResetEngine(bool rewind, const TempoInfo* tempo) override {

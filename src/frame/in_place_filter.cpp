@@ -151,7 +151,7 @@ HRESULT CQvInPlaceFilter::Transform(IMediaSample& sample, bool tailOnly) {
     } else if (skip) {
       result = S_FALSE;
     }
-    // The host's own length stands: the sample goes on as it came. Only cut buffers come back in whole frames.
+    // The host's own length is kept: the sample goes on as it came. Only cut buffers come back in whole frames.
     if (TakesWholeBuffers()) return result;
     buffer.done = buffer.frames;
   }

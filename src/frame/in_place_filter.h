@@ -32,8 +32,8 @@ struct ChunkEvents {
 };
 
 /// The frame of the four effects that rewrite audio in place. It cuts buffers into chunks over which the parameters
-/// hold still and hands each to the effect's engine, by two roads: samples of a graph, and float buffers of a host with
-/// none.
+/// hold still and hands each to the effect's engine, by two roads: samples of a graph (the graph road), and float
+/// buffers of a host with none (the direct road).
 ///
 /// What differs between effects they answer in the hooks at the end. The streaming thread calls the hooks of the loop;
 /// no lock is held across a kernel.

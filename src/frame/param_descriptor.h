@@ -8,14 +8,14 @@
 
 namespace korva {
 
-/// How a field stands in a parameter block.
+/// How a field is stored in a parameter block.
 enum class Storage : std::int32_t { kInteger = 0, kBool = 1, kFloat = 2, kDouble = 3 };
 
 inline constexpr std::uint32_t kCurvesAll = 15;  ///< takes ramps and jumps
 inline constexpr std::uint32_t kCurvesJump = 1;  ///< only jumps
 
-/// One parameter, told once: the store, the property interface, automation, records, the command and the pages all
-/// read it. The two ranges stand in a plain ratio: block value = table value x (externalMax - externalMin) /
+/// One parameter, described once: the store, the property interface, automation, records, the command and the pages all
+/// read it. The two ranges are in a plain ratio: block value = table value x (externalMax - externalMin) /
 /// (maximum - minimum), with no offset.
 struct ParamDescriptor {
   MP_PARAMINFO info;  ///< type, curves, range and neutral value in display units; texts stay empty here

@@ -38,7 +38,7 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
 
   HRESULT GetParam(DWORD index, MP_DATA* value) override;
   /// 0 stored and changed; `S_FALSE` the same value, or a segment owns the value while streaming; `E_INVALIDARG` out of
-  /// the row's range. The callback is not told.
+  /// the row's range. The callback hears nothing.
   HRESULT SetParam(DWORD index, MP_DATA value) override;
   HRESULT AddEnvelope(DWORD index, DWORD count, MP_ENVELOPE_SEGMENT* segments) override;
   /// An index of all ones means every parameter.

@@ -79,7 +79,7 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
     Changed(row);
     return S_OK;
   }
-  /// The same for a whole-number field, told by its row.
+  /// The same for a whole-number field, given by its row.
   HRESULT GetValue(std::size_t row, LONG* value) {
     if (value == nullptr) return E_POINTER;
     const std::lock_guard guard(engineLock);

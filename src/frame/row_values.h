@@ -58,7 +58,7 @@ inline void StoreDisplayValue(const ParamDescriptor& row, void* block, double va
   std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &stored, sizeof stored);
 }
 
-/// The field of a row from one block to another, as it stands.
+/// Copies the field of a row from one block to another, unchanged.
 inline void CopyField(const ParamDescriptor& row, void* target, const void* source) noexcept {
   const std::size_t size = row.storage == Storage::kDouble ? sizeof(double) : sizeof(std::int32_t);
   std::memcpy(static_cast<std::uint8_t*>(target) + row.blockOffset,
@@ -74,7 +74,7 @@ inline bool SameField(const ParamDescriptor& row, const void* a, const void* b) 
 inline double CommandFactor(const ParamDescriptor& row) noexcept {
   return std::round(static_cast<double>(row.commandFactor) * 1e6) / 1e6;
 }
-/// A bound of the range in these units. The bounds are floats: 0.001 stands there as 0.001000000047.
+/// A bound of the range in these units. The bounds are floats: 0.001 is 0.001000000047 there.
 inline double CommandBound(const ParamDescriptor& row, float bound) noexcept {
   return std::round(static_cast<double>(bound) * CommandFactor(row) * 1e6) / 1e6;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr LONG kLeastBuffer = 512;
 constexpr LONG kGrowth = 4;
 
-/// The fields that two types must share, as they stand in their blocks.
+/// The fields that two types must share, as their blocks have them.
 FormatRecord BlockHead(const AM_MEDIA_TYPE& type) {
   FormatRecord head;
   std::memcpy(&head, type.pbFormat, std::min<std::size_t>(type.cbFormat, sizeof head));

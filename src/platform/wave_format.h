@@ -13,7 +13,7 @@ inline constexpr WORD WAVE_FORMAT_PCM = 1;
 inline constexpr WORD WAVE_FORMAT_IEEE_FLOAT = 3;
 inline constexpr WORD WAVE_FORMAT_EXTENSIBLE = 0xFFFE;
 
-// Packed, as they stand in files and in format blocks: 18 and 40 bytes.
+// Packed, as in files and in format blocks: 18 and 40 bytes.
 #pragma pack(push, 1)
 
 struct WAVEFORMATEX {

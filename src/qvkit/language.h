@@ -2,7 +2,7 @@
 //
 // A handle holds one language at a time. Several threads may ask for texts while another switches the language; each
 // gets the old language's text or the new one's. Opening and closing a handle belong to one thread.
-// Nothing here throws. The ids that code asks for stand in string_ids.h.
+// Nothing here throws. The ids that code asks for are in string_ids.h.
 #pragma once
 
 #include <cstdint>

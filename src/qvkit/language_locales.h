@@ -23,7 +23,7 @@ inline constexpr std::array<const char*, kLanguageCount> kLanguageTags = {
 
 // Index of the language of a locale id, or of the first with the same primary language; `kLanguageCount` for none.
 constexpr std::size_t FindLanguage(std::uint32_t locale) noexcept {
-  constexpr std::uint32_t kLanguageMask = 0xFFFF;  // above it stands the sort order
+  constexpr std::uint32_t kLanguageMask = 0xFFFF;  // above it is the sort order
   constexpr std::uint32_t kPrimaryMask = 0x3FF;
   for (const std::uint32_t mask : {kLanguageMask, kPrimaryMask}) {
     for (std::size_t index = 0; index < kLanguageCount; ++index) {

@@ -1,4 +1,5 @@
-// Ids of the texts that code asks for. A fixed text of a page has the id of its control and stands in the page's table.
+// Ids of the texts that code asks for. A fixed text of a page has the id of its control and is named in the page's
+// table.
 #pragma once
 
 #include <cstdint>

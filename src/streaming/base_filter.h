@@ -44,7 +44,7 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   HRESULT JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) override;
   HRESULT QueryVendorInfo(LPWSTR* vendorInfo) override;
 
-  /// What the system's list of filters is told about this one; null for a filter that only its own program knows.
+  /// What the system's list of filters knows of this one; null for a filter that only its own program knows.
   virtual const FilterSetup* GetSetupData();
   /// `E_NOTIMPL` where the system keeps no list of filters, `S_FALSE` with no setup record.
   HRESULT Register() override { return Enter(true); }

@@ -4,7 +4,7 @@
 
 #include "platform/media_types.h"
 
-// What the system's list of filters is told about a filter, and the one who tells it.
+// What the system's list of filters knows of a filter, and who enters it there.
 namespace korva {
 
 struct MediaTypeSetup {

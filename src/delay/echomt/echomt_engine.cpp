@@ -15,7 +15,7 @@ constexpr double kEndlessTailSeconds = 20.0;
 constexpr std::int32_t kLongestTapMs = 2500, kMostModDepth = 100;
 constexpr double kMostOffsetMs = 0.457;
 
-// The character of the effect: no two taps move alike, and each stands a fraction of a millisecond off the grid that
+// The character of the effect: no two taps move alike, and each lies a fraction of a millisecond off the grid that
 // the user sets.
 constexpr std::array<double, kEchomtTaps> kModFactor = {0.7, 0.9, 0.4, 0.6, 0.8, 0.9, 0.1, 0.9};
 constexpr std::array<double, kEchomtTaps> kOffsetMs = {0.123, 0.377, -0.411, 0.095, -0.301, -0.253, 0.457, 0.179};
@@ -115,7 +115,7 @@ std::int32_t EchomtEngine::BuildEngine(const EchomtParams& params, ProcessMode m
   }
   const std::int32_t newLength = std::max(Truncate<std::int32_t>(LineReach(longest, modBase)), kShortestLine);
 
-  // A position is a delay only while the write head stands at 0. An edit that keeps the line moves every tap that is
+  // A position is a delay only while the write head is at 0. An edit that keeps the line moves every tap that is
   // in use by as far as the head has gone since: kept on purpose, it is what such an edit sounds like.
   for (std::size_t i = 0; i < static_cast<std::size_t>(tapCount_); ++i) {
     tapPosition_[i] = static_cast<std::int32_t>(std::max<std::int64_t>(positions[i], 0) % newLength);

@@ -25,8 +25,8 @@ namespace korva {
 ///
 /// What goes into the line is held to a limit, so a feedback of 100 % and more stays bounded.
 ///
-/// A stereo stream shares one mono line and is panned where taps are read, so an echo can stand elsewhere than its
-/// sound. Any other number of channels has a line each, and no pan.
+/// A stereo stream shares one mono line and is panned where taps are read, so an echo can come from elsewhere than
+/// its sound. Any other number of channels has a line each, and no pan.
 ///
 /// The kernels work in blocks: where the taps read depends on the sine alone, and what they read was written long ago
 /// as a rule. A block is cut short where a tap could meet a frame that the same block writes, down to a single frame,
@@ -65,7 +65,7 @@ class EchomtEngine {
   /// The format alone; takes effect with the next build.
   void SetFormat(const FormatRecord& format) noexcept;
 
-  /// To be told of a change of anything but gains of input, dry and wet, modulation rate, low-pass and page choices:
+  /// For a change of anything but gains of input, dry and wet, modulation rate, low-pass and page choices:
   /// the next update then builds positions, tap gains and, if its length changed, the line anew.
   void MarkLinesStale() noexcept { linesStale_.store(true, std::memory_order_relaxed); }
 
