@@ -5,6 +5,7 @@
 
 #include "audio/tempo_info.h"
 #include "delay/echos/echos_params.h"
+#include "delay/echos/echos_property.h"
 #include "host/song.h"
 
 namespace korva {

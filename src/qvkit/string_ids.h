@@ -81,6 +81,7 @@ inline constexpr StringId kStringDecayTimeMultiplierTempo = 7309;
 inline constexpr StringId kStringTempoSyncDecay = 7310;
 inline constexpr StringId kStringPreDelay = 7320;
 inline constexpr StringId kStringReverberationMode = 7321;
+inline constexpr StringId kStringReflectionStyle = 7322;  // the row goes by the label of the mode
 inline constexpr StringId kStringAttenuateBassFrequencies = 7323;
 inline constexpr StringId kStringBassAttenuationFrequency = 7324;
 inline constexpr StringId kStringHighAttenuationFrequency = 7325;
