@@ -167,7 +167,7 @@ void ReverbEngine::RunChannel(std::size_t channel, typename Format::Sample* samp
 
 // Whole-number streams are not shared out. Nor is mono: it would be a team with one busy worker.
 bool ReverbEngine::SharesChannels() const noexcept {
-  return channels_ > 2 && (format_ == SampleFormat::kFloat32 || format_ == SampleFormat::kFloat64);
+  return channels_ > 2 && format_ && IsFloat(*format_);
 }
 
 template <class Format>
