@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "frame/interfaces.h"
-#include "windows/graph_kit.h"
 #include "platform/wide_text.h"
-#include "wav_file.h"
+#include "windows/graph_kit.h"
+#include "windows/wav_file.h"
 
 // Renders WAV files through the registered module in the system's filter graph, found as a host finds it: by its name
 // in the list of filters.
