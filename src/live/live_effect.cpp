@@ -17,8 +17,7 @@ constexpr std::uint32_t kFadesPerSecond = 100;
 constexpr std::uint32_t kMostRate = 384000;
 
 bool Glides(const ParamDescriptor& row) noexcept {
-  constexpr std::uint32_t kCheap = 1;
-  return row.info.mopCaps == static_cast<MP_CAPS>(kCurvesAll) && row.changeBit == kCheap && !row.buildsLine;
+  return row.info.mopCaps == static_cast<MP_CAPS>(kCurvesAll) && row.changeBit == kChangeRefresh && !row.buildsLine;
 }
 
 LiveResult Told(HRESULT result) noexcept {

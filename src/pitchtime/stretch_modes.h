@@ -20,8 +20,8 @@ struct StretchMode {
   std::int32_t reservedE;       ///< read by nothing
 };
 
-/// The modes of both effects; parameters keep the row number. Row n is named by string `kPitchModeNames` + n or
-/// `kTimeModeNames` + n.
+/// The modes of both effects; parameters keep the row number. Row n is named by string `kStringPitchsFirstMode`
+/// + n or `kStringTimeFirstMode` + n.
 // clang-format off
 inline constexpr std::array<StretchMode, 19> StretchModeTable = {{
     {300, 11500, 15, 2, 15, 112, 2500, 300, -100, 0},   // music
@@ -47,8 +47,6 @@ inline constexpr std::array<StretchMode, 19> StretchModeTable = {{
 // clang-format on
 
 inline constexpr std::int32_t kStretchModes = static_cast<std::int32_t>(StretchModeTable.size());
-inline constexpr std::int32_t kPitchModeNames = 7094;
-inline constexpr std::int32_t kTimeModeNames = 7162;
 
 /// The row of `mode`. No setter limits the number, so one outside the table reads as the nearest row.
 constexpr const StretchMode& FindStretchMode(std::int32_t mode) noexcept {
