@@ -45,7 +45,7 @@ struct RenderRequest {
 /// An option as `--help` tells it.
 struct OptionText {
   std::string name, value, text;  ///< `value` empty for a switch
-  bool ofEffect;
+  std::string group;              ///< "Options of an effect, after its name": whose they are, and where they stand
 };
 /// The options of `korva render`, from the parser itself.
 std::vector<OptionText> RenderOptions();

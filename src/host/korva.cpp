@@ -39,9 +39,13 @@ Check Docs(const PlainArguments& arguments, Streams& streams) {
   return WriteEffectsDoc(streams.out);
 }
 
+Check RunRender(std::span<const std::string> words, Streams& streams) {
+  const Outcome<RenderRequest> request = ParseRender(words);
+  return request ? Render(*request, streams) : Check(request.ending());
+}
+
 }  // namespace
 
-// `render` reads its own arguments and so has no function here.
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {"effects", {}, {"--json"}, "lists the effects, a line each", &Effects},
@@ -55,7 +59,9 @@ const std::vector<Command>& Commands() {
        {"IN", "OUT", "EFFECT"},
        {},
        "takes sound files through a chain of effects; see korva render --help",
-       nullptr},
+       nullptr,
+       &RenderOptions,
+       &RunRender},
       {"state",
        {"FILE"},
        {"--text", "--json", "--lv2 DIR"},
@@ -81,7 +87,7 @@ std::string Help() {
   for (const Command& command : Commands()) {
     std::string call = "  korva " + command.name;
     for (const std::string& argument : command.arguments) call += " " + argument;
-    if (command.run == nullptr) call += "...";
+    if (command.runChain != nullptr) call += "...";
     for (const std::string& option : command.options) call += " [" + option + "]";
     constexpr std::size_t kColumn = 40;
     call += call.size() < kColumn ? std::string(kColumn - call.size(), ' ') : "\n" + std::string(kColumn, ' ');
@@ -104,10 +110,7 @@ Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
   }
   for (const Command& command : Commands()) {
     if (word != command.name) continue;
-    if (command.run == nullptr) {
-      const Outcome<RenderRequest> request = ParseRender(rest);
-      return request ? Render(*request, streams) : Check(request.ending());
-    }
+    if (command.runChain != nullptr) return command.runChain(rest, streams);
     const auto parsed = ParseArguments(command.name, command.summary, command.arguments, command.options, rest);
     return parsed ? command.run(*parsed, streams) : Check(parsed.ending());
   }

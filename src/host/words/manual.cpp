@@ -1,5 +1,6 @@
 #include "host/words/manual.h"
 
+#include <algorithm>
 #include <ostream>
 
 #include "frame/module_text.h"
@@ -44,6 +45,25 @@ std::string Lines(const std::vector<std::string>& words) {
   return Quoted(Joined(words, "\n"));
 }
 
+/// The options of all commands that run a chain, group by group; what several take comes once.
+std::vector<OptionText> ChainOptions() {
+  std::vector<OptionText> all;
+  for (const Command& command : Commands()) {
+    if (command.chainOptions == nullptr) continue;
+    for (OptionText& option : command.chainOptions()) {
+      const bool isThere = std::any_of(all.begin(), all.end(), [&](const OptionText& other) {
+        return other.name == option.name && other.group == option.group;
+      });
+      if (!isThere) all.push_back(std::move(option));
+    }
+  }
+  return all;
+}
+
+char AsciiUpper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 std::string WithoutNumber(const std::string& choice) {
   return choice.substr(choice.find(' ') + 1);
 }
@@ -58,7 +78,7 @@ Check WriteManual(std::ostream& out) {
   for (const Command& command : Commands()) {
     out << ".B korva " << command.name << "\n";
     for (const std::string& argument : command.arguments) out << ".I " << argument << "\n";
-    if (command.run == nullptr) out << "[OPTIONS] ...\n";
+    if (command.runChain != nullptr) out << "[OPTIONS] ...\n";
     for (const std::string& option : command.options) out << "[" << Troff(option) << "]\n";
     out << ".br\n";
   }
@@ -68,15 +88,18 @@ Check WriteManual(std::ostream& out) {
   for (const Command& command : Commands()) {
     out << ".TP\n.B " << command.name << "\n" << Troff(command.summary) << ".\n";
   }
-  for (const bool ofEffect : {true, false}) {
-    out << (ofEffect ? ".SH OPTIONS OF AN EFFECT\nThey stand behind its name.\n"
-                     : ".SH OPTIONS OF THE WHOLE RUN\nThey stand anywhere.\n");
-    for (const OptionText& option : RenderOptions()) {
-      if (option.ofEffect != ofEffect) continue;
-      out << ".TP\n.B " << Troff(option.name) << (option.value.empty() ? "" : " \\fI" + Troff(option.value) + "\\fR")
-          << "\n"
-          << Troff(option.text) << "\n";
+  std::string group;
+  for (const OptionText& option : ChainOptions()) {
+    if (option.group != group) {
+      group = option.group;
+      const std::size_t comma = group.find(", ");
+      std::string heading = group.substr(0, comma);
+      std::transform(heading.begin(), heading.end(), heading.begin(), [](char c) { return AsciiUpper(c); });
+      out << ".SH " << heading << "\nThey stand " << group.substr(comma + 2) << ".\n";
     }
+    out << ".TP\n.B " << Troff(option.name) << (option.value.empty() ? "" : " \\fI" + Troff(option.value) + "\\fR")
+        << "\n"
+        << Troff(option.text) << "\n";
   }
   out << ".SH EFFECTS\n";
   for (const EffectRow& effect : EffectTable()) {
@@ -93,13 +116,19 @@ Check WriteManual(std::ostream& out) {
 
 Check WriteBashCompletion(std::ostream& out) {
   SpeakEnglish();
-  std::vector<std::string> commands, options, valued;
-  for (const Command& command : Commands()) commands.push_back(command.name);
-  for (const OptionText& option : RenderOptions()) {
-    options.push_back(option.name);
-    if (!option.value.empty()) valued.push_back(option.name);
-  }
+  std::vector<std::string> commands;
   out << "# bash completion for korva, written by `korva docs --bash`\n"
+         "_korva_options() {  # of a command\n  case $1 in\n";
+  for (const Command& command : Commands()) {
+    commands.push_back(command.name);
+    std::vector<std::string> options;
+    for (const std::string& option : command.options) options.push_back(option.substr(0, option.find(' ')));
+    if (command.chainOptions != nullptr) {
+      for (const OptionText& option : command.chainOptions()) options.push_back(option.name);
+    }
+    out << "  " << command.name << ") printf '%s\\n' " << Lines(options) << " ;;\n";
+  }
+  out << "  esac\n}\n"
          "_korva_names() {  # what is there of a kind, for an effect\n  case $1:$2 in\n";
   for (const EffectRow& effect : EffectTable()) {
     std::vector<std::string> presets, names;
@@ -136,9 +165,7 @@ Check WriteBashCompletion(std::ostream& out) {
          "  elif [ \"$word\" = = ]; then word= lines=$(_korva_names \"$effect\" \"$before\")\n"
          "  elif [ \"$before\" = = ]; then lines=$(_korva_names \"$effect\" \"${COMP_WORDS[COMP_CWORD-2]}\")\n"
          "  elif [ \"${COMP_WORDS[1]}\" = params ] || [ \"${COMP_WORDS[1]}\" = presets ]; then lines=$effects\n"
-         "  elif [[ $word == -* ]]; then lines="
-      << Lines(options)
-      << "\n"
+         "  elif [[ $word == -* ]]; then lines=$(_korva_options \"${COMP_WORDS[1]}\")\n"
          "  elif [ \"$COMP_CWORD\" -gt 3 ]; then lines=$effects\n"
          "  fi\n"
          "  local one\n"
