@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <ostream>
 
-#include "host/chain/gauge.h"
+#include "host/chain/stream.h"
 #include "host/files/shaped_output.h"
 #include "host/interrupt.h"
 #include "host/number_text.h"
@@ -16,34 +15,6 @@
 
 namespace korva {
 namespace {
-
-/// Buffers with room for a sample, and for any tail that has to fit into one. Remarks where a tail does not.
-Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
-                             const SongMap* song, const FormatRecord& format, std::vector<std::string>& remarks) {
-  constexpr double kLeastFrames = 4096;
-  constexpr double kMostBytes = std::numeric_limits<LONG>::max(), kMostTailBytes = 1U << 28U;
-  if (static_cast<double>(request.blockFrames) * format.blockAlign > kMostBytes) {
-    return Wrong("--block " + std::to_string(request.blockFrames) + " makes buffers of more than 2 GiB");
-  }
-  double frames = std::max<double>(request.blockFrames, kLeastFrames);
-  for (const PreparedEffect& effect : effects) {
-    const EffectHabits* const habits = effect.request->effect->habits;
-    if (habits == nullptr || habits->tailSeconds == nullptr || request.noTail || request.tail) continue;
-    // Streams of 32-bit float ring out in as many buffers as it takes.
-    if (SampleFormatOf(format) == SampleFormat::kFloat32) continue;
-    const bool moves = !effect.request->automations.empty();
-    const double seconds = habits->tailSeconds(ReadBlock(effect.instance).data(), song, moves);
-    const double most = std::floor(kMostTailBytes / format.blockAlign);
-    const double wanted = std::ceil(seconds * format.samplesPerSecond) + 1;
-    if (wanted > most) {
-      remarks.push_back(std::string(effect.request->effect->description.name) + " may ring for " +
-                        DurationText(seconds) + "; in this sample format it ends after " +
-                        DurationText(most / format.samplesPerSecond) + ", with --format f32 it does not");
-    }
-    frames = std::max(frames, std::min(wanted, most));
-  }
-  return StreamCut{request.blockFrames, static_cast<std::uint32_t>(frames)};
-}
 
 Outcome<SoundReader> OpenInput(const RenderRequest& request, Streams& streams) {
   const RawSound* const raw = request.rawIn ? &*request.rawIn : nullptr;
@@ -124,36 +95,6 @@ OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, Samp
   return wish;
 }
 
-/// The chain with a gauge behind each effect that is looked at or held.
-struct GaugedChain {
-  std::vector<ChainLink> links;
-  std::vector<Gauge*> gauges;  // one for each effect, null where there is none; the first before all effects
-};
-
-Outcome<GaugedChain> GaugeChain(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
-                                const FormatRecord& format) {
-  GaugedChain chain;
-  const auto add = [&](bool wanted, double frames) {
-    auto* const gauge = wanted ? new (std::nothrow) Gauge(format) : nullptr;
-    chain.gauges.push_back(gauge);
-    if (gauge == nullptr) return !wanted;
-    chain.links.push_back({"the gauge", ComPtr<IBaseFilter>(gauge)});
-    if (frames >= 0) gauge->HoldTo(static_cast<std::int64_t>(frames));
-    return true;
-  };
-  // A float stream has no rails.
-  const bool counts = format.formatTag != kTagFloat;
-  bool granted = add(counts, -1);
-  for (const PreparedEffect& effect : effects) {
-    chain.links.push_back({effect.request->effect->description.name, effect.instance.filter});
-    const bool isLast = &effect == &effects.back();
-    const bool isHeld = effect.isHeld || (isLast && request.tail && effect.framesIn > 0);
-    granted = granted && add(counts || isHeld, isHeld ? std::floor(effect.framesOut + 0.5) : -1);
-  }
-  if (!granted) return Failed("out of memory");
-  return chain;
-}
-
 /// Looks at what the gauges saw.
 void ReadGauges(const GaugedChain& chain, const RenderRequest& request, const std::vector<PreparedEffect>& effects,
                 bool counts, RunReport& report, std::vector<std::string>& remarks) {
@@ -206,21 +147,16 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
   const FormatRecord format = MakeFormat(sampleFormat, static_cast<std::uint16_t>(traits.channels), traits.rate);
   const double sound = static_cast<double>(std::max<std::int64_t>(input.frames(), 0));
   const double silence = sound > 0 ? std::floor(shape.silence * traits.rate + 0.5) : 0;
-  Outcome<std::vector<PreparedEffect>> effects =
-      PrepareEffects(request, {sound + silence, traits.rate}, streams.in, remarks);
-  if (!effects) return effects.ending();
-  const Outcome<std::optional<SongMap>> song = ReadSong(request);
-  if (!song) return song.ending();
-  if (*song) ConnectSongs(**song, *effects, remarks);
-  const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format, remarks);
-  if (!cut) return cut.ending();
+  Outcome<PreparedChain> prepared = PrepareChain(request, {sound + silence, traits.rate}, format, streams.in, remarks);
+  if (!prepared) return prepared.ending();
+  const std::vector<PreparedEffect>& effects = prepared->effects;
   TellRemarks(request, remarks, 0, streams.err);
   const std::size_t toldRemarks = remarks.size();
   if (request.dryRun) {
-    TellPlan(request, *plan, *effects, report, streams.out);
+    TellPlan(request, *plan, effects, report, streams.out);
     return std::nullopt;
   }
-  const Outcome<GaugedChain> chain = GaugeChain(request, *effects, format);
+  const Outcome<GaugedChain> chain = GaugeChain(request, effects, format);
   if (!chain) return chain.ending();
   Outcome<std::vector<OutputFile>> records = OpenRecords(request, streams);
   if (!records) return records.ending();
@@ -229,7 +165,7 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
   Outcome<SoundWriter> writer = SoundWriter::Open(*file, *plan, report.output);
   if (!writer) return writer.ending();
   const bool timesHold = shape.from == 0 && std::isinf(shape.to) && plan->traits.rate == traits.rate &&
-                         std::all_of(effects->begin(), effects->end(),
+                         std::all_of(effects.begin(), effects.end(),
                                      [](const PreparedEffect& effect) { return effect.instance.stretch == nullptr; });
   report.lost = writer->KeepNotes(reader->notes(), timesHold);
   if (plan->losesMap) report.lost.emplace_back("the places of the channels");
@@ -237,7 +173,7 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
   if (!output) return output.ending();
 
   Progress progress(streams.errIsTerminal && !request.quiet ? &streams.err : nullptr);
-  const Outcome<ChainResult> result = RunChain(input, *output, format, *cut, chain->links, !request.noTail,
+  const Outcome<ChainResult> result = RunChain(input, *output, format, prepared->cut, chain->links, !request.noTail,
                                                [&](std::int64_t done) { progress.Show(done, input.frames()); });
   progress.Clear();
   if (!result) return result.ending();
@@ -245,7 +181,7 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
   if (Interrupted()) return Failed("interrupted");
 
   auto record = records->begin();
-  for (const PreparedEffect& effect : *effects) {
+  for (const PreparedEffect& effect : effects) {
     if (effect.request->saveStateFile.empty()) continue;
     if (Check check = record->Write(effect.record.data(), effect.record.size())) return check;
     ++record;
@@ -260,7 +196,7 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
     report.fileFrames = writer->frames();
     report.clipped = writer->clipped();
     report.gainDb = output->gainDb();
-    ReadGauges(*chain, request, *effects, format.formatTag != kTagFloat, report, remarks);
+    ReadGauges(*chain, request, effects, format.formatTag != kTagFloat, report, remarks);
     TellRemarks(request, remarks, toldRemarks, streams.err);
     if (!request.quiet) TellResult(request, *plan, report, streams.err);
     if (request.json) TellJson(request, *plan, report, remarks, streams.out);
