@@ -7,7 +7,7 @@ file(GLOB_RECURSE resource_parts CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/resou
 list(REMOVE_ITEM resource_parts ${resources})
 set_source_files_properties(${resources} PROPERTIES OBJECT_DEPENDS "${resource_parts}" COMPILE_OPTIONS
                                                                                        "--codepage=65001")
-add_library(korva_resources OBJECT ${resources})
+add_library(korva_resources OBJECT ${resources} ${KORVA_STRINGS_RC})
 target_include_directories(korva_resources PRIVATE ${CMAKE_SOURCE_DIR}/src/resources)
 target_compile_definitions(korva_resources PRIVATE KORVA_MAJOR=${PROJECT_VERSION_MAJOR}
                                                    KORVA_MINOR=${PROJECT_VERSION_MINOR}
