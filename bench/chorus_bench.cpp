@@ -18,11 +18,11 @@ ChorusParams Voices(std::int32_t voices, bool lowPass) {
 }
 
 // Works in place, so each round starts from a fresh copy of the input; the copy counts.
-void Chorus(benchmark::State& state, SampleFormat format, std::uint16_t channels, std::int32_t voices) {
+void Chorus(benchmark::State& state, SampleFormat format, std::uint16_t channels, std::int32_t voices, bool lowPass) {
   const FormatRecord record = MakeFormat(format, channels, kRate);
   ChorusEngine engine;
   engine.Start(record);
-  engine.FullRecompute(Voices(voices, true), true, nullptr);
+  engine.FullRecompute(Voices(voices, lowPass), true, nullptr);
   const auto input = NoiseBuffer(record, kFrames);
   auto buffer = input;
   const FrameTimer timer;
@@ -76,9 +76,15 @@ const bool registered = [] {
     for (const SampleFormat format : kAllFormats) {
       for (const std::uint16_t channels : kChannelCounts) {
         const std::string name = "chorus" + std::to_string(voices);
-        benchmark::RegisterBenchmark(KernelName(name, format, channels).c_str(), Chorus, format, channels, voices);
+        benchmark::RegisterBenchmark(KernelName(name, format, channels).c_str(), Chorus, format, channels, voices,
+                                     true);
       }
     }
+  }
+  for (const std::int32_t voices : {1, 3}) {
+    const std::string name = "chorus" + std::to_string(voices) + "_open";
+    benchmark::RegisterBenchmark(KernelName(name, SampleFormat::kFloat32, 2).c_str(), Chorus, SampleFormat::kFloat32,
+                                 std::uint16_t{2}, voices, false);
   }
   for (const SampleFormat format : {SampleFormat::kFloat32, SampleFormat::kFloat64}) {
     benchmark::RegisterBenchmark(KernelName("chorus3_silence", format, 2).c_str(), ChorusSilence, format);

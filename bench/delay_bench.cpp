@@ -43,10 +43,10 @@ void SimpleDelay(benchmark::State& state, SampleFormat format, std::uint16_t cha
   RunEngine(state, engine, NoiseBuffer(record, kFrames));
 }
 
-// Silence after noise. The recursion has no guard: with a feedback of a half and more it ends in the smallest numbers
-// that there are, and stays there.
-void SimpleDelaySilence(benchmark::State& state, std::int32_t delayMs, double secondsBefore) {
-  const FormatRecord record = MakeFormat(SampleFormat::kFloat32, 2, kRate);
+// Silence after noise. The recursion has no guard of its own: with a feedback of a half and more it would end in the
+// smallest numbers that there are, and stay there.
+void SimpleDelaySilence(benchmark::State& state, SampleFormat format, std::int32_t delayMs, double secondsBefore) {
+  const FormatRecord record = MakeFormat(format, 2, kRate);
   EchosParams params{};
   std::memcpy(&params, kEchosEffect.presets.Block(2), sizeof params);
   params.delayMs = delayMs;
@@ -97,10 +97,15 @@ const bool kRegistered = [] {
       [](benchmark::State& state) { MultiTap(state, SampleFormat::kFloat32, 2, 0, 1, 0); });
   add("multi-tap-delay/modulated-through-the-write-head/f32/2",
       [](benchmark::State& state) { MultiTap(state, SampleFormat::kFloat32, 2, 100, 0, 1); });
-  add("simple-delay/silence-at-once/f32/2", [](benchmark::State& state) { SimpleDelaySilence(state, 1, 0); });
-  add("simple-delay/silence-after-30-s/f32/2", [](benchmark::State& state) { SimpleDelaySilence(state, 1, 30); });
-  add("simple-delay/silence-after-30-s-low-feedback/f32/2",
-      [](benchmark::State& state) { SimpleDelaySilence(state, 100, 30); });
+  for (const SampleFormat format : {SampleFormat::kPcm16, SampleFormat::kFloat32}) {
+    const auto addSilence = [&](const std::string& name, std::int32_t delayMs, double secondsBefore) {
+      add(KernelName("simple-delay/silence-" + name, format, 2),
+          [=](benchmark::State& state) { SimpleDelaySilence(state, format, delayMs, secondsBefore); });
+    };
+    addSilence("at-once", 1, 0);
+    addSilence("after-30-s", 1, 30);
+    addSilence("after-30-s-low-feedback", 100, 30);
+  }
   return true;
 }();
 

@@ -2,6 +2,7 @@
 
 #include "bench_shared.h"
 #include "chorus/chorus_filter.h"
+#include "delay/echos/echos_filter.h"
 #include "support/owned.h"
 
 namespace korva::bench {
@@ -44,6 +45,21 @@ void Snapshot(benchmark::State& state) {
   }
 }
 
+// What a buffer costs beside its frames, by the direct road: it has one.
+template <class Filter>
+void FloatProcessCost(benchmark::State& state) {
+  Owned<Filter> filter;
+  filter->FloatStart(2, kRate);
+  float frame[2] = {0.1F, -0.1F};
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(filter->FloatProcess(frame, 1, 0));
+    frame[0] = 0.1F;
+  }
+  filter->FloatStop();
+}
+
+BENCHMARK(FloatProcessCost<CQvChorus>);
+BENCHMARK(FloatProcessCost<CQvEchos>);
 BENCHMARK_CAPTURE(NextChunkForward, none, 0);
 BENCHMARK_CAPTURE(NextChunkForward, 10, 10);
 BENCHMARK_CAPTURE(NextChunkForward, 10000, 10000);

@@ -18,49 +18,77 @@ struct SineCosine {
   Lanes sine, cosine;
 };
 
-/// Sine and cosine of `x` radians, within one last place, and exactly 1 and -1 at the crests. The polynomials are those
-/// of FDLIBM (Sun Microsystems, 1993), after a reduction by quarter turns in three parts (Cody and Waite). Beyond 10^8
-/// radians, where x itself stands for no exact angle, the plain remainder comes first.
+/// An angle less its nearest whole number of quarter turns.
 template <class Lanes>
-SineCosine<Lanes> SineAndCosine(Lanes x) noexcept {
-  constexpr double kTwoPi = 6.283185307179586;
+struct ReducedAngle {
+  Lanes y, tail;   ///< the rest in radians, in two parts
+  Lanes quarters;  ///< their number in the low bits
+};
+
+/// `x` in so many radians that it stands for no exact angle any more, or none at all.
+template <class Lanes>
+Lanes PlainRemainder(Lanes x, double largest) noexcept {
+  double each[Lanes::kLanes];
+  x.Store(each);
+  for (double& one : each) one = std::fabs(one) < largest ? one : std::fmod(one, 6.283185307179586);
+  return Lanes::Load(each);
+}
+
+/// By quarter turns in three parts (Cody and Waite), the first two so short that their products with any number of
+/// turns are exact. Beyond 10^8 radians the plain remainder comes first.
+template <class Lanes>
+inline ReducedAngle<Lanes> ReduceAngle(Lanes x) noexcept {
   constexpr double kLargest = 1e8;
-  if (!Less(Magnitude(x), Lanes::Both(kLargest)).AllSet()) {
-    double each[Lanes::kLanes];
-    x.Store(each);
-    for (double& one : each) one = std::fabs(one) < kLargest ? one : std::fmod(one, kTwoPi);
-    x = Lanes::Load(each);
-  }
-  // The first two parts are so short that their products with any count of quarter turns are exact.
+  if (!Less(Magnitude(x), Lanes::Both(kLargest)).AllSet()) x = PlainRemainder(x, kLargest);
   const Lanes bias = Lanes::Both(kRoundingBias);
-  const Lanes quarter = x * Lanes::Both(0x1.45f306dc9c883p-1) + bias;
-  const Lanes turns = quarter - bias;
+  const Lanes quarters = x * Lanes::Both(0x1.45f306dc9c883p-1) + bias;
+  const Lanes turns = quarters - bias;
   const Lanes rough = x - turns * Lanes::Both(0x1.921fb54p+0);
   const Lanes second = turns * Lanes::Both(0x1.10b461p-30);
   const Lanes close = rough - second;
   const Lanes rest = (rough - close) - second - turns * Lanes::Both(0x1.a62633145c06ep-58);
   const Lanes y = close + rest;
-  const Lanes tail = (close - y) + rest;
+  return {y, (close - y) + rest, quarters};
+}
 
+// The polynomials of FDLIBM (Sun Microsystems, 1993) for up to an eighth of a turn.
+template <class Lanes>
+inline Lanes SinePolynomial(Lanes y, Lanes tail) noexcept {
   const auto number = [](double value) { return Lanes::Both(value); };
   const Lanes z = y * y;
-  const Lanes half = number(0.5) * z;
   Lanes s = number(2.75573137070700676789e-06) +
             z * (number(-2.50507602534068634195e-08) + z * number(1.58969099521155010221e-10));
   s = number(8.33333333332248946124e-03) + z * (number(-1.98412698298579493134e-04) + z * s);
   const Lanes cube = z * y;
-  const Lanes sine = y - ((z * (number(0.5) * tail - cube * s) - tail) - cube * number(-1.66666666666666324348e-01));
+  return y - ((z * (number(0.5) * tail - cube * s) - tail) - cube * number(-1.66666666666666324348e-01));
+}
+template <class Lanes>
+inline Lanes CosinePolynomial(Lanes y, Lanes tail) noexcept {
+  const auto number = [](double value) { return Lanes::Both(value); };
+  const Lanes z = y * y;
+  const Lanes half = number(0.5) * z;
   Lanes c = number(-2.75573143513906633035e-07) +
             z * (number(2.08757232129817482790e-09) + z * number(-1.13596475577881948265e-11));
   c = number(4.16666666666666019037e-02) +
       z * (number(-1.38888888888741095749e-03) + z * (number(2.48015872894767294178e-05) + z * c));
   const Lanes whole = number(1.0) - half;
-  const Lanes cosine = whole + (((number(1.0) - whole) - half) + (z * (z * c) - y * tail));
+  return whole + (((number(1.0) - whole) - half) + (z * (z * c) - y * tail));
+}
 
-  const Lanes odd = quarter.template MaskOfBit<0>();
-  const Lanes negative = quarter.template MaskOfBit<1>();
-  const Lanes sign = number(-0.0);
+/// Sine and cosine of `x` radians, within one last place, and exactly 1 and -1 at the crests.
+template <class Lanes>
+inline SineCosine<Lanes> SineAndCosine(Lanes x) noexcept {
+  const ReducedAngle<Lanes> angle = ReduceAngle(x);
+  const Lanes sine = SinePolynomial(angle.y, angle.tail), cosine = CosinePolynomial(angle.y, angle.tail);
+  const Lanes odd = angle.quarters.template MaskOfBit<0>(), negative = angle.quarters.template MaskOfBit<1>();
+  const Lanes sign = Lanes::Both(-0.0);
   return {Select(odd, cosine, sine) ^ (negative & sign), Select(odd, sine, cosine) ^ ((odd ^ negative) & sign)};
+}
+
+/// The sine alone.
+template <class Lanes>
+inline Lanes Sine(Lanes x) noexcept {
+  return SineAndCosine(x).sine;
 }
 
 /// The sine of a phase that counts whole frames, for a swing that must not drift: the sine of an anchor in every 64

@@ -58,6 +58,12 @@ void AntiAliasFilter::DesignAntiAlias(double cutoff) noexcept {
 /// Filters `frames` frames (up to a block) of kGroups times as many channels as there are lanes.
 template <class Lanes, std::size_t kGroups>
 void AntiAliasFilter::Run(double* samples, std::size_t channel, std::size_t channels, std::size_t frames) noexcept {
+  Lanes recursive[kPoles], forward[kPoles];
+  for (std::size_t k = 0; k < kPoles; ++k) {
+    recursive[k] = Lanes::Both(recursive_[k]);
+    forward[k] = Lanes::Both(forward_[k]);
+  }
+  const Lanes forwardNewest = Lanes::Both(forwardNewest_);
   // The newest values stand first; the window moves down a frame at a time instead of every value up.
   Lanes held[(kBlockFrames + kPoles) * kGroups];
   for (std::size_t k = 0; k < kPoles; ++k) {
@@ -72,20 +78,18 @@ void AntiAliasFilter::Run(double* samples, std::size_t channel, std::size_t chan
     Lanes* const now = held + (frames - 1 - i) * kGroups;
     Lanes newest[kGroups], sum[kGroups];
     for (std::size_t g = 0; g < kGroups; ++g) {
-      newest[g] = Lanes::Load(frame + g * Lanes::kLanes) + Lanes::Both(recursive_[0]) * last[g];
+      newest[g] = Lanes::Load(frame + g * Lanes::kLanes) + recursive[0] * last[g];
     }
     for (std::size_t k = 1; k < kPoles; ++k) {
-      const Lanes factor = Lanes::Both(recursive_[k]);
-      for (std::size_t g = 0; g < kGroups; ++g) newest[g] = newest[g] + factor * now[(k + 1) * kGroups + g];
+      for (std::size_t g = 0; g < kGroups; ++g) newest[g] = newest[g] + recursive[k] * now[(k + 1) * kGroups + g];
     }
     for (std::size_t g = 0; g < kGroups; ++g) {
       now[g] = newest[g];
-      sum[g] = Lanes::Both(forwardNewest_) * newest[g] + Lanes::Both(forward_[0]) * last[g];
+      sum[g] = forwardNewest * newest[g] + forward[0] * last[g];
       last[g] = newest[g];
     }
     for (std::size_t k = 1; k < kPoles; ++k) {
-      const Lanes factor = Lanes::Both(forward_[k]);
-      for (std::size_t g = 0; g < kGroups; ++g) sum[g] = sum[g] + factor * now[(k + 1) * kGroups + g];
+      for (std::size_t g = 0; g < kGroups; ++g) sum[g] = sum[g] + forward[k] * now[(k + 1) * kGroups + g];
     }
     for (std::size_t g = 0; g < kGroups; ++g) sum[g].Store(frame + g * Lanes::kLanes);
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "audio/sample_lanes.h"
 #include "platform/cpu.h"
 #include "platform/services.h"
 #include "reverb/reverb_team.h"
@@ -143,9 +144,9 @@ void ReverbEngine::RunStereo(typename Format::Sample* samples, std::uint32_t fra
   double block[2 * kReverbBlock];
   while (frames != 0) {
     const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
-    for (std::uint32_t i = 0; i < 2 * run; ++i) block[i] = Format::Read(samples[i]);
+    ReadSamples<Format>(samples, std::size_t{2} * run, 1.0, block);
     kernel(network_[0], network_[1], mix_, block, run);
-    for (std::uint32_t i = 0; i < 2 * run; ++i) samples[i] = Format::Write(block[i]);
+    WriteSamples<Format>(block, std::size_t{2} * run, samples);
     samples += 2 * run;
     frames -= run;
   }

@@ -28,8 +28,8 @@ double Hard(std::mt19937_64& random) {
   const std::uint64_t bits = random();
   if (bits % 4 != 0) return std::bit_cast<double>(random());
   const double scale = std::ldexp(1.0, -static_cast<int>(bits >> 8 & 31));
-  const double near = static_cast<double>(static_cast<std::int32_t>(bits >> 32)) / 2 * scale;
-  return bits % 8 != 0 ? near : std::nextafter(near, (bits & 16) != 0 ? 1e9 : -1e9);
+  const double close = static_cast<double>(static_cast<std::int32_t>(bits >> 32)) / 2 * scale;
+  return bits % 8 != 0 ? close : std::nextafter(close, (bits & 16) != 0 ? 1e9 : -1e9);
 }
 
 template <class Format>

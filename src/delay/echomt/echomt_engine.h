@@ -41,11 +41,12 @@ class EchomtEngine {
   /// Frames that are worked together, at most.
   static constexpr int kBlockFrames = 64;
 
-  /// A tap over a run of frames, in the order of the line's slots.
+  /// A tap over a run of frames, in the order of the line's slots. Values stand twice, once for each of a pair.
   struct TapRun {
-    std::int32_t start;  // the slot of the last frame
-    double depth;        // of its swing, in frames
-    double gains[2];
+    const double* from;  // the slot of the last frame
+    double start[2];     // the same, as a number
+    double depth[2];     // of its swing, in frames
+    double gains[2][2];  // left, right
   };
 
   /// `source` must outlive the engine.

@@ -77,13 +77,13 @@ void SumTaps(std::span<const EchomtEngine::TapRun> taps, const double* line, std
     Lanes value;
     if constexpr (kSwings) {
       // The swing's own slot counts up with the frames of the run.
-      const Lanes slot = Lanes::Load(&kCounts[k]) + Lanes::Both(tap.start);
-      value = ReadBetween<kWraps>(line, lineLast, slot - Lanes::Load(swing + k) * Lanes::Both(tap.depth));
+      const Lanes slot = Lanes::Load(&kCounts[static_cast<std::size_t>(k)]) + Lanes::Load(tap.start);
+      value = ReadBetween<kWraps>(line, lineLast, slot - Lanes::Load(swing + k) * Lanes::Load(tap.depth));
     } else {
-      value = Lanes::Load(line + tap.start + k);
+      value = Lanes::Load(tap.from + k);
     }
-    left = left + value * Lanes::Both(tap.gains[0]);
-    if constexpr (kSides == 2) right = right + value * Lanes::Both(tap.gains[1]);
+    left = left + value * Lanes::Load(tap.gains[0]);
+    if constexpr (kSides == 2) right = right + value * Lanes::Load(tap.gains[1]);
   }
   left.Store(sums[0] + k);
   if constexpr (kSides == 2) right.Store(sums[1] + k);
@@ -116,7 +116,7 @@ void EchomtEngine::NextSwing(Swing& swing, int frames) noexcept {
   }
   Pair least = Pair::Both(2.0), most = Pair::Both(0.0);
   for (int i = 0; i < frames; i += 2) {
-    const Pair value = SineAndCosine(Pair::Load(phases + i)).sine + Pair::Both(1.0);
+    const Pair value = Sine(Pair::Load(phases + i)) + Pair::Both(1.0);
     least = Smaller(value, least);
     most = Larger(value, most);
     value.Store(swing.value + i);
@@ -176,7 +176,8 @@ int EchomtEngine::ReadTaps(const double* line, std::array<std::int32_t, kEchomtT
   bool wraps = false;
   for (std::size_t i = 0; i < count; ++i) {
     const std::int32_t start = positions[i] - frames + 1;
-    taps[i] = {start, tapModDepth_[i], {tapGains_[0][i], tapGains_[1][i]}};
+    const double at = start, depth = tapModDepth_[i], left = tapGains_[0][i], right = tapGains_[1][i];
+    taps[i] = {line + start, {at, at}, {depth, depth}, {{left, left}, {right, right}}};
     wraps = wraps || start - swing.most * tapModDepth_[i] < 0 || positions[i] + 1 >= lineLast;
     positions[i] = start == 0 ? lineLast : start - 1;
   }
