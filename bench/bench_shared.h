@@ -2,8 +2,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
-#include <ctime>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -36,17 +38,29 @@ inline std::vector<std::uint8_t> NoiseBuffer(const FormatRecord& record, std::ui
   return bytes;
 }
 
-/// Counter "ns_per_frame", in processor time: made before the loop of a run, told after it how many frames each round
-/// worked.
+/// Counter "ns_per_frame": the least that any slice of the run took, so that what else the machine does counts little.
+/// Made before the loop of a run. A slice has to be long beside a look at the clock, and of even work.
 class FrameTimer {
  public:
-  void Report(benchmark::State& state, std::uint32_t frames) const {
-    const double nanoseconds = static_cast<double>(std::clock() - start_) * 1e9 / CLOCKS_PER_SEC;
-    state.counters["ns_per_frame"] = nanoseconds / (static_cast<double>(state.iterations()) * frames);
+  explicit FrameTimer(std::uint32_t sliceFrames = kFrames) noexcept : sliceFrames_(sliceFrames) {}
+
+  /// At the end of each round.
+  void Worked(std::uint32_t frames) noexcept {
+    frames_ += frames;
+    if (frames_ < sliceFrames_) return;
+    const auto now = std::chrono::steady_clock::now();
+    const std::chrono::duration<double, std::nano> taken = now - start_;
+    least_ = std::min(least_, taken.count() / frames_);
+    start_ = now;
+    frames_ = 0;
   }
+  void Report(benchmark::State& state) const { state.counters["ns_per_frame"] = least_; }
 
  private:
-  std::clock_t start_ = std::clock();
+  const std::uint32_t sliceFrames_;
+  std::uint32_t frames_ = 0;
+  double least_ = std::numeric_limits<double>::infinity();
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace korva::bench

@@ -23,14 +23,15 @@ template <class Engine>
 void RunEngine(benchmark::State& state, Engine& engine, const std::vector<std::uint8_t>& input) {
   auto buffer = input;
   const platform::FlushDenormals flush;  // as the frame runs them
-  const FrameTimer timer;
+  FrameTimer timer;
   for (auto _ : state) {
     std::memcpy(buffer.data(), input.data(), input.size());
     std::uint32_t frames = kFrames;
     engine.Process(ModeContinue, buffer.data(), frames, false);
     benchmark::DoNotOptimize(buffer.data());
+    timer.Worked(kFrames);
   }
-  timer.Report(state, kFrames);
+  timer.Report(state);
 }
 
 void SimpleDelay(benchmark::State& state, SampleFormat format, std::uint16_t channels) {

@@ -51,7 +51,8 @@ void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecor
   std::vector<std::uint8_t> out(std::size_t{4} * kFrames * record.blockAlign);
   engine.Start(record);
   std::size_t at = 0;
-  const FrameTimer timer;
+  // Whole passes: the work comes in hops.
+  FrameTimer timer(kStreamFrames / kFrames * kFrames);
   for (auto _ : state) {
     std::copy_n(source.begin() + static_cast<std::ptrdiff_t>(at), buffer.size(), buffer.begin());
     at += buffer.size();
@@ -66,8 +67,9 @@ void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecor
       left -= taken;
     }
     benchmark::ClobberMemory();
+    timer.Worked(kFrames);
   }
-  timer.Report(state, kFrames);
+  timer.Report(state);
 }
 
 void RunTime(benchmark::State& state, SampleFormat format, std::uint16_t channels, std::int32_t mode) {
@@ -97,12 +99,13 @@ void RunFilter(benchmark::State& state, SampleFormat format, std::uint16_t chann
   AntiAliasFilter filter;
   filter.DesignAntiAlias(0.4);
   auto buffer = NoiseBuffer(MakeFormat(format, channels, kRate), kFrames);
-  const FrameTimer timer;
+  FrameTimer timer;
   for (auto _ : state) {
     filter.FilterInPlace(format, buffer.data(), channels, kFrames);
     benchmark::ClobberMemory();
+    timer.Worked(kFrames);
   }
-  timer.Report(state, kFrames);
+  timer.Report(state);
 }
 
 const bool kRegistered = [] {

@@ -1,5 +1,6 @@
 #include <chrono>
 #include <cstring>
+#include <ctime>
 
 #include "audio/process_mode.h"
 #include "bench_shared.h"
@@ -30,24 +31,26 @@ void Process(ReverbEngine& engine, std::vector<std::uint8_t>& buffer, std::uint3
   benchmark::DoNotOptimize(buffer.data());
 }
 
-// Works in place, so each round starts from a fresh copy of the input; the copy counts.
+// All in the calling thread. Works in place, so each round starts from a fresh copy of the input; the copy counts.
 void Reverb(benchmark::State& state, SampleFormat format, std::uint16_t channels, bool vector) {
   const KeepFlushBits keep;
   const FormatRecord record = MakeFormat(format, channels, kRate);
   Source source;
   ReverbEngine engine(source);
   engine.UseVectorKernel(vector);
+  engine.UseThreads(1);
   engine.SetFormat(record);
   engine.ReverbReset();
   const auto input = NoiseBuffer(record, kFrames);
   auto buffer = input;
   Process(engine, buffer, kFrames, ModeRestart);
-  const FrameTimer timer;
+  FrameTimer timer;
   for (auto _ : state) {
     std::memcpy(buffer.data(), input.data(), input.size());
     Process(engine, buffer, kFrames, ModeContinue);
+    timer.Worked(kFrames);
   }
-  timer.Report(state, kFrames);
+  timer.Report(state);
 }
 
 // The dearest second of ten seconds of silence after loud noise. Without a restart block the vector kernel runs with
