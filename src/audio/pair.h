@@ -56,6 +56,8 @@ struct Pair {
   /// Whether a mask stands in every half.
   bool AllSet() const noexcept { return _mm_movemask_pd(value) == 3; }
   bool AnySet() const noexcept { return _mm_movemask_pd(value) != 0; }
+  /// Through the precision of a 32-bit float.
+  friend Pair ThroughFloat(Pair a) noexcept { return {_mm_cvtps_pd(_mm_cvtpd_ps(a.value))}; }
   friend Pair Magnitude(Pair a) noexcept { return Without(a, Both(-0.0)); }
 
   /// The low halves of `a` and `b`, side by side; likewise the high halves.

@@ -39,6 +39,7 @@ struct Single {
   friend Single Select(Single mask, Single yes, Single no) noexcept { return mask.AllSet() ? yes : no; }
   bool AllSet() const noexcept { return bits() != 0; }
   bool AnySet() const noexcept { return bits() != 0; }
+  friend Single ThroughFloat(Single a) noexcept { return {static_cast<double>(static_cast<float>(a.value))}; }
   friend Single Magnitude(Single a) noexcept { return {std::fabs(a.value)}; }
   friend Single FlushBelow(Single a, Single floor) noexcept {
     return {std::fabs(a.value) < floor.value ? 0.0 : a.value};

@@ -8,34 +8,39 @@ namespace korva {
 namespace {
 
 /// Pre-delay, early taps and the final mix; `sum` is what the combs gave.
+template <class Lanes>
 void Mix(ReverbChannel& channel, const ReverbMix& mix, const double* sum, double* samples,
          std::size_t frames) noexcept {
-  const double e1 = mix.earlyLeft[0], e2 = mix.earlyLeft[1], e3 = mix.earlyLeft[2];
-  const double earlyGain = mix.earlyGain, reverbGain = mix.reverbGain, dryGain = mix.dryGain;
-  double* const preDelay = channel.preDelay.ring.data();
-  double* const early = channel.early.ring.data();
+  const Lanes e1 = Lanes::Both(mix.earlyLeft[0]), e2 = Lanes::Both(mix.earlyLeft[1]),
+              e3 = Lanes::Both(mix.earlyLeft[2]);
+  const Lanes earlyGain = Lanes::Both(mix.earlyGain), reverbGain = Lanes::Both(mix.reverbGain),
+              dryGain = Lanes::Both(mix.dryGain);
   const std::size_t preDelayEntries = channel.preDelay.entries, earlyEntries = channel.early.entries;
   std::size_t write = channel.preDelayPosition;
   std::size_t taps[kEarlyTaps] = {channel.taps[0], channel.taps[1], channel.taps[2]};
   while (frames != 0) {
-    std::size_t read = write + 1 == preDelayEntries ? 0 : write + 1;
+    const std::size_t read = write + 1 == preDelayEntries ? 0 : write + 1;
     std::size_t run = UntilWrap(read, preDelayEntries, UntilWrap(write, preDelayEntries, frames));
     for (const std::size_t tap : taps) run = UntilWrap(tap, earlyEntries, run);
     channel.preDelay.Clean(write, run);
     channel.preDelay.Clean(read, run);
     for (const std::size_t tap : taps) channel.early.Clean(tap, run);
+    double* const preDelay = channel.preDelay.ring.data();
+    double* const early = channel.early.ring.data();
     for (std::size_t i = 0; i < run; ++i) {
-      const double dry = samples[i];
-      preDelay[write + i] = sum[i];
-      const double reverb = preDelay[read + i];
-      samples[i] = (early[taps[0] + i] * e1 + early[taps[1] + i] * e2 + early[taps[2] + i] * e3) * earlyGain +
-                   reverb * reverbGain + dry * dryGain;
-      early[taps[2] + i] = dry;
+      constexpr std::size_t kWidth = Lanes::kLanes;
+      const Lanes dry = Lanes::Load(samples + kWidth * i);
+      Lanes::Load(sum + kWidth * i).Store(preDelay + kWidth * (write + i));
+      const Lanes reverb = Lanes::Load(preDelay + kWidth * (read + i));
+      const Lanes t1 = Lanes::Load(early + kWidth * (taps[0] + i)), t2 = Lanes::Load(early + kWidth * (taps[1] + i)),
+                  t3 = Lanes::Load(early + kWidth * (taps[2] + i));
+      ((t1 * e1 + t2 * e2 + t3 * e3) * earlyGain + reverb * reverbGain + dry * dryGain).Store(samples + kWidth * i);
+      dry.Store(early + kWidth * (taps[2] + i));
     }
     Advance(write, run, preDelayEntries);
     for (std::size_t& tap : taps) Advance(tap, run, earlyEntries);
-    sum += run;
-    samples += run;
+    sum += Lanes::kLanes * run;
+    samples += Lanes::kLanes * run;
     frames -= run;
   }
   channel.preDelayPosition = write;
@@ -54,6 +59,19 @@ void RunBank(ReverbComb* combs, const ReverbMix& mix, Input input, double* sum, 
   }
 }
 
+template <class Input>
+void RunTwoBanks(ReverbChannel& first, ReverbChannel& second, const ReverbMix& mix, Input input, double* sum,
+                 std::size_t frames) noexcept {
+  switch (mix.combCount) {
+    case 10:
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<10>{}, first, second, mix, input, sum, frames);
+    case 9:
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<9>{}, first, second, mix, input, sum, frames);
+    default:
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<8>{}, first, second, mix, input, sum, frames);
+  }
+}
+
 }  // namespace
 
 void RunReverbChannel(ReverbChannel& channel, const ReverbMix& mix, double* samples, std::size_t frames) noexcept {
@@ -62,11 +80,24 @@ void RunReverbChannel(ReverbChannel& channel, const ReverbMix& mix, double* samp
   std::copy_n(samples, frames, input);
   ReverbComb* const combs = channel.combs.data();
   if (mix.bassOn) {
-    RunBank(combs, mix, FilteredInput<PlainRules, true>(channel, mix, input), sum, frames);
+    RunBank(combs, mix, FilteredInput<PlainRules, true, Single>({&channel}, mix, input), sum, frames);
   } else {
-    RunBank(combs, mix, FilteredInput<PlainRules, false>(channel, mix, input), sum, frames);
+    RunBank(combs, mix, FilteredInput<PlainRules, false, Single>({&channel}, mix, input), sum, frames);
   }
-  Mix(channel, mix, sum, samples, frames);
+  Mix<Single>(channel, mix, sum, samples, frames);
+}
+
+void RunReverbTwoChannels(ReverbChannel& first, ReverbChannel& second, const ReverbMix& mix, double* samples,
+                          std::size_t frames) noexcept {
+  double input[2 * kReverbBlock];
+  double sum[2 * kReverbBlock];
+  std::copy_n(samples, 2 * frames, input);
+  if (mix.bassOn) {
+    RunTwoBanks(first, second, mix, FilteredInput<PlainRules, true, Pair>({&first, &second}, mix, input), sum, frames);
+  } else {
+    RunTwoBanks(first, second, mix, FilteredInput<PlainRules, false, Pair>({&first, &second}, mix, input), sum, frames);
+  }
+  Mix<Pair>(first, mix, sum, samples, frames);
 }
 
 }  // namespace korva

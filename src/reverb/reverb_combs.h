@@ -13,14 +13,20 @@ namespace korva {
 /// Flushes what decays itself, takes away the bass as a 32-bit float and adds combs in order.
 struct PlainRules {
   static constexpr bool kFlushes = true;
-  static double Bass(double y) noexcept { return static_cast<double>(static_cast<float>(y)); }
+  template <class Lanes>
+  static Lanes Bass(Lanes y) noexcept {
+    return ThroughFloat(y);
+  }
   static Pair Add(Pair total, Pair a, Pair b) noexcept { return total + a + b; }
 };
 
 /// Leaves small values to the processor, keeps full precision and adds the two of a pair first.
 struct VectorRules {
   static constexpr bool kFlushes = false;
-  static double Bass(double y) noexcept { return y; }
+  template <class Lanes>
+  static Lanes Bass(Lanes y) noexcept {
+    return y;
+  }
   static Pair Add(Pair total, Pair a, Pair b) noexcept { return total + (a + b); }
 };
 
@@ -46,13 +52,13 @@ struct CombPair {
   }
   /// Frames up to the next end of a ring, at most `frames`; makes ready for them.
   std::size_t Begin(std::size_t frames) noexcept {
-    atA = first.ring.data() + first.position;
-    atB = second.ring.data() + second.position;
+    atA = first.line.ring.data() + first.position;
+    atB = second.line.ring.data() + second.position;
     return BeginRun(first, BeginRun(second, frames));
   }
   void End(std::size_t frames) const noexcept {
-    Advance(first.position, frames, first.ring.size());
-    Advance(second.position, frames, second.ring.size());
+    Advance(first.position, frames, first.line.entries);
+    Advance(second.position, frames, second.line.entries);
   }
 
   /// Works frames i and i + 1 on `input`; a and b get what the combs gave in them.
@@ -88,10 +94,10 @@ struct OneComb {
 
   void Keep() const noexcept { comb.damping = damping.low(); }
   std::size_t Begin(std::size_t frames) noexcept {
-    at = comb.ring.data() + comb.position;
+    at = comb.line.ring.data() + comb.position;
     return BeginRun(comb, frames);
   }
-  void End(std::size_t frames) const noexcept { Advance(comb.position, frames, comb.ring.size()); }
+  void End(std::size_t frames) const noexcept { Advance(comb.position, frames, comb.line.entries); }
 
   Pair StepTwo(std::size_t i, Pair input, Pair in, Pair back) noexcept {
     const Pair out = Pair::Load(at + i);
@@ -112,6 +118,59 @@ struct OneComb {
   Pair damping, gain;
   double* at = nullptr;
 };
+
+/// The same comb of two channels: each half is a channel, and an entry of the ring holds both.
+template <class Rules>
+struct TwoChannelComb {
+  TwoChannelComb(ReverbComb& a, ReverbComb& b) noexcept
+      : first(a), second(b), damping(Pair::Of(a.damping, b.damping)), gain(Pair::Both(a.gain)) {}
+
+  void Keep() const noexcept {
+    first.damping = damping.low();
+    second.damping = damping.high();
+  }
+  std::size_t Begin(std::size_t frames) noexcept {
+    at = first.line.ring.data() + 2 * first.position;
+    return BeginRun(first, frames);
+  }
+  void End(std::size_t frames) const noexcept { Advance(first.position, frames, first.line.entries); }
+
+  Pair Step(std::size_t i, Pair input, Pair in, Pair back) noexcept {
+    const Pair out = Pair::Load(at + 2 * i);
+    damping = FlushDamping<Rules>(damping * back + out * in);
+    ((damping + input) * gain).Store(at + 2 * i);
+    return out;
+  }
+
+  ReverbComb& first;
+  ReverbComb& second;
+  Pair damping, gain;
+  double* at = nullptr;
+};
+
+/// Runs so many combs of two channels on what `input` gives; `sum` gets what comes out of them.
+template <class Rules, class Input, std::size_t... C>
+void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbChannel& first, ReverbChannel& second,
+                        const ReverbMix& mix, Input input, double* sum, std::size_t frames) noexcept {
+  const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
+  TwoChannelComb<Rules> combs[] = {{first.combs[C], second.combs[C]}...};
+  while (frames != 0) {
+    std::size_t run = frames;
+    ((run = combs[C].Begin(run)), ...);
+    for (std::size_t i = 0; i < run; ++i) {
+      const Pair s = input.At(i);
+      Pair total = Pair::Both(0.0);
+      ((total = total + combs[C].Step(i, s, in, back)), ...);
+      total.Store(sum + 2 * i);
+    }
+    (combs[C].End(run), ...);
+    input.Move(run);
+    sum += 2 * run;
+    frames -= run;
+  }
+  (combs[C].Keep(), ...);
+  input.Keep();
+}
 
 /// Runs the pairs from `combs` on and, with `kOdd`, one comb after them, on what `input` gives; `sum` gets what comes
 /// out of them.
@@ -135,7 +194,7 @@ void RunCombs(std::index_sequence<P...> /*pairs*/, ReverbComb* combs, const Reve
       total.Store(sum + i);
     }
     if (i != run) {
-      const Pair s = input.One(i);
+      const Pair s = Pair::Both(input.At(i).value);
       Pair total = Pair::Both(0.0);
       ((pairs[P].StepOne(i, s, in, back, a, b), total = Rules::Add(total, a, b)), ...);
       if constexpr (kOdd) total = total + odd.StepOne(i, s, in, back);

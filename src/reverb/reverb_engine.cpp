@@ -61,7 +61,7 @@ void ReverbEngine::SetFormat(const FormatRecord& format) noexcept {
 std::int32_t ReverbEngine::ReverbReset() noexcept {
   streaming_ = true;
   MarkLinesStale(true);
-  team_.Start(SharesChannels() && !reserve_ ? std::min(threads_, channels_) : 1);
+  team_.Start(SharesChannels() && !reserve_ ? std::min(threads_, (channels_ + 1) / 2) : 1);
   ReverbParams params{};
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);
@@ -131,7 +131,7 @@ void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) n
   if (team_.size() > 1 && !reserve_ && channels_ * frames >= kTeamWorth) return RunTeam<Format>(samples, frames);
   while (frames != 0) {
     const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
-    for (std::size_t c = 0; c < channels_; ++c) RunChannel<Format>(c, samples + c, run);
+    for (std::size_t c = 0; c < channels_; c += 2) RunChannels<Format>(c, samples, run);
     samples += run * channels_;
     frames -= run;
   }
@@ -152,15 +152,30 @@ void ReverbEngine::RunStereo(typename Format::Sample* samples, std::uint32_t fra
   }
 }
 
+/// Channel `first`, and its neighbour where there is one.
 template <class Format>
-void ReverbEngine::RunChannel(std::size_t channel, typename Format::Sample* samples, std::uint32_t frames) noexcept {
+void ReverbEngine::RunChannels(std::size_t first, typename Format::Sample* samples, std::uint32_t frames) noexcept {
   const std::size_t stride = channels_;
-  double block[kReverbBlock];
+  const bool alone = first + 1 == stride;
+  samples += first;
+  double block[2 * kReverbBlock];
   while (frames != 0) {
     const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
-    for (std::uint32_t i = 0; i < run; ++i) block[i] = Format::Read(samples[i * stride]);
-    RunReverbChannel(network_[channel], mix_, block, run);
-    for (std::uint32_t i = 0; i < run; ++i) samples[i * stride] = Format::Write(block[i]);
+    if (alone) {
+      for (std::uint32_t i = 0; i < run; ++i) block[i] = Format::Read(samples[i * stride]);
+      RunReverbChannel(network_[first], mix_, block, run);
+      for (std::uint32_t i = 0; i < run; ++i) samples[i * stride] = Format::Write(block[i]);
+    } else {
+      for (std::uint32_t i = 0; i < run; ++i) {
+        block[2 * i] = Format::Read(samples[i * stride]);
+        block[2 * i + 1] = Format::Read(samples[i * stride + 1]);
+      }
+      RunReverbTwoChannels(network_[first], network_[first + 1], mix_, block, run);
+      for (std::uint32_t i = 0; i < run; ++i) {
+        samples[i * stride] = Format::Write(block[2 * i]);
+        samples[i * stride + 1] = Format::Write(block[2 * i + 1]);
+      }
+    }
     samples += run * stride;
     frames -= run;
   }
@@ -179,15 +194,14 @@ void ReverbEngine::RunTeam(typename Format::Sample* samples, std::uint32_t frame
     std::uint32_t frames;
   } job{this, samples, frames};
   // Each channel has its own frame counter, so the samples are those of one thread whatever the size of the team.
-  team_.Run(
-      channels_,
-      [](void* context, std::size_t first, std::size_t last) {
-        const Job& shared = *static_cast<const Job*>(context);
-        for (std::size_t c = first; c < last; ++c) {
-          shared.engine->template RunChannel<Format>(c, shared.samples + c, shared.frames);
-        }
-      },
-      &job);
+  team_.Run((channels_ + 1) / 2,
+            [](void* context, std::size_t first, std::size_t last) {
+              const Job& shared = *static_cast<const Job*>(context);
+              for (std::size_t item = first; item < last; ++item) {
+                shared.engine->template RunChannels<Format>(2 * item, shared.samples, shared.frames);
+              }
+            },
+            &job);
 }
 
 }  // namespace korva

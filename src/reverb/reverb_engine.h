@@ -106,6 +106,10 @@ class ReverbEngine {
   void RefreshGains(const ReverbModeRow& row, double decay) noexcept;
   void SetFilters(const ReverbParams& params, bool clearBass) noexcept;
   void SetTail(double decay) noexcept;
+  /// Values that an entry of channel `c`'s lines holds: its neighbour's too, or none where the neighbour's hold its
+  /// own.
+  std::size_t LineWidth(std::size_t c) const noexcept { return c % 2 != 0 ? 0 : c + 1 < channels_ ? 2 : 1; }
+  std::size_t CombWidth(std::size_t c) const noexcept { return channels_ == 2 ? 1 : LineWidth(c); }
   std::int32_t ReserveRings() noexcept;
   void ReleaseRings() noexcept;
   void FreeRings() noexcept;
@@ -115,7 +119,7 @@ class ReverbEngine {
   template <class Format>
   void RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept;
   template <class Format>
-  void RunChannel(std::size_t channel, typename Format::Sample* samples, std::uint32_t frames) noexcept;
+  void RunChannels(std::size_t first, typename Format::Sample* samples, std::uint32_t frames) noexcept;
   bool SharesChannels() const noexcept;
   template <class Format>
   void RunTeam(typename Format::Sample* samples, std::uint32_t frames) noexcept;

@@ -12,21 +12,13 @@ namespace korva {
 /// Frames that one stage works before the next one starts. Samples do not depend on it.
 inline constexpr int kReverbBlock = 64;
 
-/// A comb with a one-pole low-pass in its loop. The ring's length is its delay.
-struct ReverbComb {
-  DelayLine ring;
-  std::size_t position = 0;
-  double gain = 0;     ///< of the loop, and so of what enters it
-  double damping = 0;  ///< the low-pass's memory
-};
-
 /// A two-pole low-pass; what it passes is taken away from the combs' input.
 struct BassFilter {
   double last = 0, beforeLast = 0;  ///< outputs
   double b1 = 0, b2 = 0, a0 = 0;
 };
 
-/// A circular line; an entry holds one value, or on a stereo stream a value of the left and one of the right side.
+/// A circular line; an entry holds one value, or one for each of two channels.
 struct ReverbLine {
   DelayLine ring;
   std::size_t entries = 0;
@@ -36,8 +28,17 @@ struct ReverbLine {
   void Clean(std::size_t first, std::size_t count) noexcept { ring.Clean(first * width, count * width); }
 };
 
+/// A comb with a one-pole low-pass in its loop. The line's length is its delay.
+struct ReverbComb {
+  ReverbLine line;
+  std::size_t position = 0;
+  double gain = 0;     ///< of the loop, and so of what enters it
+  double damping = 0;  ///< the low-pass's memory
+};
+
 /// The network of one channel. A stereo stream has one network, that of channel 0, whose lines hold both sides; of
-/// channel 1 it uses combs 0 and 1.
+/// channel 1 it uses combs 0 and 1. From three channels on two neighbours go together: the first one's lines, those of
+/// its combs too, hold both. A last odd channel is alone, as mono is.
 struct ReverbChannel {
   double lowPass = 0;
   std::array<ReverbComb, kReverbCombs> combs;
@@ -70,13 +71,17 @@ inline std::size_t UntilWrap(std::size_t position, std::size_t entries, std::siz
 
 /// Makes a comb ready for as many of `frames` frames as there are before the end of its ring, and tells how many.
 inline std::size_t BeginRun(ReverbComb& comb, std::size_t frames) noexcept {
-  const std::size_t run = UntilWrap(comb.position, comb.ring.size(), frames);
-  comb.ring.Clean(comb.position, run);
+  const std::size_t run = UntilWrap(comb.position, comb.line.entries, frames);
+  comb.line.Clean(comb.position, run);
   return run;
 }
 
-/// One channel of mono or of three and more: `frames` samples in place, at most `kReverbBlock`.
+/// Mono or a last odd channel: `frames` samples in place, at most `kReverbBlock`.
 void RunReverbChannel(ReverbChannel& channel, const ReverbMix& mix, double* samples, std::size_t frames) noexcept;
+
+/// Two neighbours of three channels and more, `frames` samples of each side by side. Each one's are the same as above.
+void RunReverbTwoChannels(ReverbChannel& first, ReverbChannel& second, const ReverbMix& mix, double* samples,
+                          std::size_t frames) noexcept;
 
 /// Stereo: `frames` interleaved frames in place, at most `kReverbBlock`. The two differ by rounding, and in that the
 /// plain one flushes small values to 0 itself where the vector one leaves them to the processor.

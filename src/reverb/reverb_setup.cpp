@@ -30,18 +30,11 @@ std::size_t Entries(double frames) noexcept {
   return entries < 1 ? 1 : static_cast<std::size_t>(entries);
 }
 
-bool BuildComb(ReverbComb& comb, double delay, double decay, double rate, StreamBudget& budget) noexcept {
-  comb.gain = CombGain(delay, decay);
-  comb.position = 0;
-  comb.damping = 0;
-  return comb.ring.Allocate(Entries(rate * delay + 0.5), budget);
-}
-
-/// A ring of `entries` of `width` values each.
+/// A ring of `entries` of `width` values each; none where the width is 0.
 bool BuildLine(ReverbLine& line, std::size_t entries, std::size_t width, StreamBudget& budget) noexcept {
   line.entries = entries;
   line.width = width;
-  return line.ring.Allocate(entries * width, budget);
+  return width == 0 || line.ring.Allocate(entries * width, budget);
 }
 
 const ReverbModeRow& ModeRow(const ReverbParams& params) noexcept {
@@ -110,7 +103,12 @@ std::int32_t ReverbEngine::BuildCombs(const ReverbModeRow& row, double decay, St
     const bool detuned = channels_ == 2 && c == 1;
     for (std::size_t i = 0; i < (detuned ? kDetune.size() : count); ++i) {
       const double delayMs = detuned ? row.delayMs[i] * kDetune[i] : row.delayMs[i];
-      if (!BuildComb(network_[c].combs[i], delayMs / 1000.0, decay, rate, budget)) return kEngineOutOfMemory;
+      const double delay = delayMs / 1000.0;
+      ReverbComb& comb = network_[c].combs[i];
+      comb.gain = CombGain(delay, decay);
+      comb.position = 0;
+      comb.damping = 0;
+      if (!BuildLine(comb.line, Entries(rate * delay + 0.5), CombWidth(c), budget)) return kEngineOutOfMemory;
     }
   }
   return 0;
@@ -151,11 +149,10 @@ std::int32_t ReverbEngine::BuildLines(const ReverbParams& params, StreamBudget& 
 
   const std::size_t preDelayEntries = Entries(params.preDelayMs * (rate / 1000.0));
   const std::size_t earlyEntries = taps[2].frames;
-  const std::size_t width = stereo ? 2 : 1;
-  for (std::size_t c = 0; c < (stereo ? 1 : channels_); ++c) {
+  for (std::size_t c = 0; c < channels_; ++c) {
     ReverbChannel& channel = network_[c];
-    if (!BuildLine(channel.preDelay, preDelayEntries, width, budget)) return kEngineOutOfMemory;
-    if (!BuildLine(channel.early, earlyEntries, width, budget)) return kEngineOutOfMemory;
+    if (!BuildLine(channel.preDelay, preDelayEntries, LineWidth(c), budget)) return kEngineOutOfMemory;
+    if (!BuildLine(channel.early, earlyEntries, LineWidth(c), budget)) return kEngineOutOfMemory;
     channel.preDelayPosition = 0;
     for (std::size_t t = 0; t < taps.size(); ++t) {
       channel.taps[t] = earlyEntries - std::min(taps[t].frames, earlyEntries);
@@ -200,29 +197,27 @@ void ReverbEngine::SetTail(double decay) noexcept {
 
 std::int32_t ReverbEngine::ReserveRings() noexcept {
   const double rate = rate_;
-  const bool stereo = channels_ == 2;
   const auto reserve = [](DelayLine& ring, std::size_t longest) {
-    return ring.capacity() == longest || ring.Reserve(longest);
+    return longest == 0 || ring.capacity() == longest || ring.Reserve(longest);
   };
-  const std::size_t width = stereo ? 2 : 1;
   double tapMs = 0;
   for (const EarlyStyleRow& style : kEarlyStyleTable) {
     for (std::size_t t = 0; t < kEarlyTaps; ++t) tapMs = std::max(tapMs, style.tapMs[t] + kTapShiftMs[t]);
   }
   for (std::size_t c = 0; c < channels_; ++c) {
     ReverbChannel& channel = network_[c];
-    const bool detuned = stereo && c == 1;
+    const bool detuned = channels_ == 2 && c == 1;
     for (std::size_t i = 0; i < (detuned ? kDetune.size() : channel.combs.size()); ++i) {
       double delayMs = 0;
       for (const ReverbModeRow& row : kReverbModeTable) {
         if (i < static_cast<std::size_t>(row.combCount)) delayMs = std::max(delayMs, row.delayMs[i]);
       }
       if (detuned) delayMs *= kDetune[i];
-      if (!reserve(channel.combs[i].ring, Entries(rate * (delayMs / 1000.0) + 0.5) + 1)) return kEngineOutOfMemory;
+      const std::size_t entries = Entries(rate * (delayMs / 1000.0) + 0.5) + 1;
+      if (!reserve(channel.combs[i].line.ring, CombWidth(c) * entries)) return kEngineOutOfMemory;
     }
-    if (detuned) continue;
-    if (!reserve(channel.preDelay.ring, width * (Entries(kLongestPreDelayMs * rate / 1000.0) + 1)) ||
-        !reserve(channel.early.ring, width * (Entries(tapMs * rate / 1000.0) + 1))) {
+    if (!reserve(channel.preDelay.ring, LineWidth(c) * (Entries(kLongestPreDelayMs * rate / 1000.0) + 1)) ||
+        !reserve(channel.early.ring, LineWidth(c) * (Entries(tapMs * rate / 1000.0) + 1))) {
       return kEngineOutOfMemory;
     }
   }
@@ -232,7 +227,7 @@ std::int32_t ReverbEngine::ReserveRings() noexcept {
 void ReverbEngine::ReleaseRings() noexcept {
   ringsFit_ = false;
   for (ReverbChannel& channel : network_) {
-    for (ReverbComb& comb : channel.combs) comb.ring.Release();
+    for (ReverbComb& comb : channel.combs) comb.line.ring.Release();
     channel.preDelay.ring.Release();
     channel.early.ring.Release();
   }
@@ -241,7 +236,7 @@ void ReverbEngine::ReleaseRings() noexcept {
 void ReverbEngine::FreeRings() noexcept {
   ringsFit_ = false;
   for (ReverbChannel& channel : network_) {
-    for (ReverbComb& comb : channel.combs) comb.ring.Free();
+    for (ReverbComb& comb : channel.combs) comb.line.ring.Free();
     channel.preDelay.ring.Free();
     channel.early.ring.Free();
   }

@@ -130,9 +130,11 @@ void RunStereo(ReverbChannel& left, ReverbChannel& right, const ReverbMix& mix, 
   ReverbComb* const combs = left.combs.data() + 2;
   constexpr std::make_index_sequence<3> kThreePairs{};
   if (mix.bassOn) {
-    RunCombs<Rules, false>(kThreePairs, combs, mix, FilteredInput<Rules, true>(left, mix, input), shared, frames);
+    RunCombs<Rules, false>(kThreePairs, combs, mix, FilteredInput<Rules, true, Single>({&left}, mix, input), shared,
+                           frames);
   } else {
-    RunCombs<Rules, false>(kThreePairs, combs, mix, FilteredInput<Rules, false>(left, mix, input), shared, frames);
+    RunCombs<Rules, false>(kThreePairs, combs, mix, FilteredInput<Rules, false, Single>({&left}, mix, input), shared,
+                           frames);
   }
   switch (mix.combCount) {
     case 10:

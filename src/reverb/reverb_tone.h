@@ -1,59 +1,86 @@
 #pragma once
 
-#include <cmath>
+#include <array>
 #include <cstddef>
 
 #include "audio/pair.h"
+#include "audio/single.h"
 #include "reverb/reverb_network.h"
 
 namespace korva {
 
-/// What makes the combs' input: a low-pass, and what a two-pole low-pass keeps taken away from it. Works on a block in
-/// place, frame after frame, as the first combs ask for them: every output waits on the one before, and the combs fill
-/// the wait.
-template <class Rules, bool kBass>
+/// What makes the combs' input, for one channel or for two side by side: a low-pass, and what a two-pole low-pass keeps
+/// taken away from it. Works on a block in place, frame after frame, as the first combs ask for them: every output
+/// waits on the one before, and the combs fill the wait.
+template <class Rules, bool kBass, class Lanes>
 class FilteredInput {
  public:
-  FilteredInput(ReverbChannel& channel, const ReverbMix& mix, double* block) noexcept
-      : channel_(channel),
-        block_(block),
-        in_(mix.lowPassIn),
-        back_(mix.lowPassBack),
-        bass_(channel.bass),
-        lowPass_(channel.lowPass) {}
+  using Channels = std::array<ReverbChannel*, Lanes::kLanes>;
 
+  FilteredInput(const Channels& channels, const ReverbMix& mix, double* block) noexcept
+      : channels_(channels),
+        block_(block),
+        in_(Lanes::Both(mix.lowPassIn)),
+        back_(Lanes::Both(mix.lowPassBack)),
+        b1_(Lanes::Both(channels[0]->bass.b1)),
+        b2_(Lanes::Both(channels[0]->bass.b2)),
+        a0_(Lanes::Both(channels[0]->bass.a0)) {
+    double lowPass[Lanes::kLanes], last[Lanes::kLanes], beforeLast[Lanes::kLanes];
+    for (std::size_t c = 0; c < Lanes::kLanes; ++c) {
+      lowPass[c] = channels[c]->lowPass;
+      last[c] = channels[c]->bass.last;
+      beforeLast[c] = channels[c]->bass.beforeLast;
+    }
+    lowPass_ = Lanes::Load(lowPass);
+    last_ = Lanes::Load(last);
+    beforeLast_ = Lanes::Load(beforeLast);
+  }
+
+  /// Frame i.
+  Lanes At(std::size_t i) noexcept {
+    double* const frame = block_ + i * Lanes::kLanes;
+    const Lanes filtered = Step(Lanes::Load(frame));
+    filtered.Store(frame);
+    return filtered;
+  }
+  /// Frames i and i + 1 of one channel.
   Pair Two(std::size_t i) noexcept {
-    const double now = Step(block_[i]);
-    const Pair both = Pair::Of(now, Step(block_[i + 1]));
+    const Single now = Step(Single::Load(block_ + i));
+    const Pair both = Pair::Of(now.value, Step(Single::Load(block_ + i + 1)).value);
     both.Store(block_ + i);
     return both;
   }
-  Pair One(std::size_t i) noexcept {
-    block_[i] = Step(block_[i]);
-    return Pair::Both(block_[i]);
-  }
-  void Move(std::size_t frames) noexcept { block_ += frames; }
+  void Move(std::size_t frames) noexcept { block_ += frames * Lanes::kLanes; }
   void Keep() const noexcept {
-    channel_.lowPass = lowPass_;
-    if constexpr (kBass) channel_.bass = bass_;
+    double lowPass[Lanes::kLanes], last[Lanes::kLanes], beforeLast[Lanes::kLanes];
+    lowPass_.Store(lowPass);
+    last_.Store(last);
+    beforeLast_.Store(beforeLast);
+    for (std::size_t c = 0; c < Lanes::kLanes; ++c) {
+      channels_[c]->lowPass = lowPass[c];
+      if constexpr (kBass) channels_[c]->bass.last = last[c];
+      if constexpr (kBass) channels_[c]->bass.beforeLast = beforeLast[c];
+    }
   }
 
  private:
-  static double Flush(double value) noexcept { return Rules::kFlushes && std::fabs(value) < 0x1p-32 ? 0.0 : value; }
-  double Step(double x) noexcept {
+  static Lanes Flush(Lanes value) noexcept {
+    if constexpr (Rules::kFlushes) return FlushBelow(value, Lanes::Both(0x1p-32));
+    return value;
+  }
+  Lanes Step(Lanes x) noexcept {
     lowPass_ = Flush(x * in_ + lowPass_ * back_);
     if constexpr (!kBass) return lowPass_;
-    const double y = Flush(lowPass_ * bass_.a0 + bass_.last * bass_.b1 - bass_.beforeLast * bass_.b2);
-    bass_.beforeLast = bass_.last;
-    bass_.last = y;
+    const Lanes y = Flush(lowPass_ * a0_ + last_ * b1_ - beforeLast_ * b2_);
+    beforeLast_ = last_;
+    last_ = y;
     return lowPass_ - Rules::Bass(y);
   }
 
-  ReverbChannel& channel_;
+  const Channels channels_;
   double* block_;
-  const double in_, back_;
-  BassFilter bass_;
-  double lowPass_;
+  const Lanes in_, back_, b1_, b2_, a0_;
+  Lanes lowPass_, last_, beforeLast_;
 };
 
 }  // namespace korva
