@@ -124,7 +124,8 @@ void CMFXTempo::TakeMeter(int index, TempoInfo& info) {
 }
 
 /// Finds the change in force at `here` and the next one. One that is already due is taken; one strictly before `end`
-/// shortens the chunk to it.
+/// shortens the chunk to it. Whatever number of changes a host claims, the look ahead ends at the first that it cannot
+/// read, where `frameAt` gives false.
 template <class IndexAt, class FrameAt, class Take>
 void CMFXTempo::FollowMap(int count, PendingChange& pending, std::int64_t here, std::int64_t& end, IndexAt&& indexAt,
                           FrameAt&& frameAt, Take&& take) {
@@ -133,8 +134,12 @@ void CMFXTempo::FollowMap(int count, PendingChange& pending, std::int64_t here, 
   int index = std::clamp(reached ? pending.index : indexAt(), 0, std::max(count - 1, 0));
   pending = PendingChange();
   take(index, false);
+  // The map gave the last change before `here`, but for roundings, so few can be due.
+  constexpr int kMostDue = 1000;
+  count = index + std::min(count - index, kMostDue);
   for (++index; index < count; ++index) {
-    const std::int64_t frame = frameAt(index);
+    std::int64_t frame = 0;
+    if (!frameAt(index, frame)) return;
     if (frame <= here) {
       take(index, true);
       continue;
@@ -158,11 +163,12 @@ std::uint32_t CMFXTempo::AdvanceTempo(std::uint32_t frames, std::uint32_t, Tempo
   if (tempoMap_) {
     FollowMap(
         tempoMap_->GetTempoCount(), pendingTempo_, here, end, [&] { return tempoMap_->GetTempoIndexForTime(tick); },
-        [&](int index) {
+        [&](int index, std::int64_t& frame) {
           LONG changeTick = 0;
           int bpm100 = 0;
-          tempoMap_->GetTempoAt(index, &changeTick, &bpm100);
-          return TicksToFrames(changeTick);
+          if (FAILED(tempoMap_->GetTempoAt(index, &changeTick, &bpm100))) return false;
+          frame = TicksToFrames(changeTick);
+          return true;
         },
         [&](int index, bool due) {
           TakeTempo(index, info);
@@ -173,10 +179,11 @@ std::uint32_t CMFXTempo::AdvanceTempo(std::uint32_t frames, std::uint32_t, Tempo
   if (meterMap_) {
     FollowMap(
         meterMap_->GetMeterCount(), pendingMeter_, here, end, [&] { return meterMap_->GetMeterIndexForTime(tick); },
-        [&](int index) {
+        [&](int index, std::int64_t& frame) {
           int measure = 1, top = 4, power = 2;
-          meterMap_->GetMeterAt(index, &measure, &top, &power);
-          return TicksToFrames(meterMap_->MBTToTicks(measure, 1, 0));
+          if (FAILED(meterMap_->GetMeterAt(index, &measure, &top, &power))) return false;
+          frame = TicksToFrames(meterMap_->MBTToTicks(measure, 1, 0));
+          return true;
         },
         [&](int index, bool due) {
           TakeMeter(index, info);

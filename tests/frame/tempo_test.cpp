@@ -176,7 +176,9 @@ class WildSong final : public IMfxTempoMap, public IMfxMeterMap, public IMfxTime
   LONG MsecsToTicks(LONG) override { return Word(); }
   int GetTicksPerQuarterNote() override { return Word(); }
   int GetTempoIndexForTime(LONG) override { return Word(); }
-  int GetTempoCount() override { return static_cast<int>(random() % 8) - 2; }
+  int GetTempoCount() override {
+    return random() % 50 == 0 ? std::numeric_limits<int>::max() : static_cast<int>(random() % 8) - 2;
+  }
   HRESULT GetTempoAt(int, LONG* ticks, int* bpm100) override {
     *ticks = Word();
     *bpm100 = Word();
