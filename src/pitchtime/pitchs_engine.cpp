@@ -131,7 +131,8 @@ std::int32_t PitchsEngine::ResetPitch() noexcept {
     lane.core.ClearLastBlockTaken();
     if (reserve) {
       lane.stage.KeepMemory(true);
-      reserved_ = lane.core.ReserveForModes(usedRate(), channels_) >= 0 && resampler_.ReserveForAccuracies(channels_) >= 0;
+      reserved_ =
+          lane.core.ReserveForModes(usedRate(), channels_) >= 0 && resampler_.ReserveForAccuracies(channels_) >= 0;
       if (!reserved_) return false;
     }
     return lane.stage.Allocate(std::size_t{kStageFrames} * channels_);
