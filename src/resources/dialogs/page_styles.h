@@ -1,6 +1,6 @@
 // Names for what the layouts repeat. Read by the resource compiler only.
-#include <commctrl.h>
 #include <winresrc.h>
+#include <commctrl.h>
 
 #define FADER_STYLE (TBS_VERT | TBS_BOTH | TBS_NOTICKS | TBS_FIXEDLENGTH | TBS_REVERSED | WS_TABSTOP)
 #define TRACKBAR_STYLE (TBS_HORZ | TBS_NOTICKS | TBS_FIXEDLENGTH | TBS_DOWNISLEFT | WS_TABSTOP)
@@ -16,8 +16,7 @@
 #define LABEL_STYLE (SS_LEFT | SS_CENTERIMAGE)
 #define WRAPPED_STYLE (SS_LEFT)
 #define SCALE_STYLE (SS_RIGHT | SS_NOPREFIX)
-// A control takes its spoken name from the text right before it. Where that isn't the one that is seen, a hidden one
-// is.
+// A control takes its spoken name from the text right before it. Where that isn't the one that is seen, a hidden one is.
 #define NAME_STYLE NOT WS_VISIBLE
 #define VALUE_STYLE (SS_LEFT | SS_CENTERIMAGE | SS_NOPREFIX)
 #define FADER_VALUE_STYLE (SS_CENTER | SS_CENTERIMAGE | SS_NOPREFIX)
