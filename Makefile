@@ -1,7 +1,7 @@
 # A thin front: every target is one script or the build's own. `demo`, `test`, `bench` and `lint` install what is missing
 # first; the command alone needs a compiler, CMake, Ninja and the libraries that scripts/install-dependencies names.
 PREFIX ?= /usr/local
-.PHONY: korva install demo test bench lint screenshots plugins install-plugins package dist dependencies clean
+.PHONY: korva install demo test bench lint fuzz soak screenshots plugins install-plugins package dist dependencies clean
 
 korva:
 	@scripts/build-command $(PREFIX)
@@ -20,6 +20,12 @@ bench: dependencies
 
 lint: dependencies
 	@scripts/lint
+
+fuzz: dependencies
+	@scripts/fuzz $(or $(SECONDS),60)
+
+soak: dependencies
+	@scripts/soak $(or $(SECONDS),60)
 
 screenshots: dependencies
 	@scripts/screenshots

@@ -18,15 +18,10 @@ namespace {
 
 constexpr std::size_t kLargestMidiFile = 64U << 20U;
 
-/// A change as the child process tells it.
-struct ToldChange {
-  std::int32_t tick, microsecondsPerQuarter, numerator, denominator;
-};
-
 /// What the child tells: the division, then the changes. Empty when it found no song.
-using Told = std::vector<ToldChange>;
+using Told = std::vector<SongChange>;
 
-bool WriteTold(int descriptor, const ToldChange& change) {
+bool WriteTold(int descriptor, const SongChange& change) {
   return ::write(descriptor, &change, sizeof change) == static_cast<ssize_t>(sizeof change);
 }
 
@@ -62,7 +57,7 @@ Outcome<Told> LoadApart(const std::vector<char>& bytes) {
   }
   ::close(ends[1]);
   Told told;
-  ToldChange change{};
+  SongChange change{};
   while (child > 0) {
     const ssize_t got = ::read(ends[0], &change, sizeof change);
     if (got < 0 && errno == EINTR) continue;
@@ -78,7 +73,7 @@ Outcome<Told> LoadApart(const std::vector<char>& bytes) {
   return told;
 }
 
-void TakeChange(const ToldChange& change, SongMap& map) {
+void TakeChange(const SongChange& change, SongMap& map) {
   const std::int32_t tick = std::max(change.tick, 0);
   constexpr double kMicrosecondsPerMinute = 6e7;
   if (change.microsecondsPerQuarter > 0) {
@@ -109,15 +104,20 @@ Outcome<SongMap> ReadMidiSong(const std::string& path) {
   const Outcome<Told> told = LoadApart(*bytes);
   if (!told) return told.ending();
   if (told->empty()) return Failed(path + " is no MIDI file, or a broken one");
+  return SongOfChanges(path, told->front().tick, std::span(*told).subspan(1));
+}
+
+Outcome<SongMap> SongOfChanges(const std::string& path, std::int32_t ticksPerQuarter,
+                               std::span<const SongChange> changes) {
+  if (ticksPerQuarter <= 0) return Failed(path + " counts in film frames and not in quarter notes");
   SongMap map;
-  map.ticksPerQuarter = told->front().tick;
-  if (map.ticksPerQuarter <= 0) return Failed(path + " counts in film frames and not in quarter notes");
-  for (std::size_t i = 1; i < told->size(); ++i) {
+  map.ticksPerQuarter = ticksPerQuarter;
+  for (const SongChange& change : changes) {
     // Changes come in order; a file whose times run over would break that, and the maps rely on it.
-    if ((*told)[i].tick < map.tempos.back().tick || (*told)[i].tick < map.meters.back().tick) {
+    if (change.tick < map.tempos.back().tick || change.tick < map.meters.back().tick) {
       return Failed(path + " is a broken MIDI file: its times run backwards");
     }
-    TakeChange((*told)[i], map);
+    TakeChange(change, map);
   }
   return map;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,14 @@ struct SongMap {
 Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter);
 /// The tempo and meter events of a Standard MIDI File.
 Outcome<SongMap> ReadMidiSong(const std::string& path);
+
+/// A change of tempo or of meter as a MIDI file tells it; 0 where it is not told.
+struct SongChange {
+  std::int32_t tick, microsecondsPerQuarter, numerator, denominator;
+};
+/// The song of the changes that a file told, from first to last. `path` is how a broken one is called.
+Outcome<SongMap> SongOfChanges(const std::string& path, std::int32_t ticksPerQuarter,
+                               std::span<const SongChange> changes);
 
 /// A host that plays the song: what effects ask for tempo and meter. The data never changes, so any thread may ask.
 class SongHost final : public Counted<InterfaceList<IMfxTempoMap, IMfxMeterMap>> {

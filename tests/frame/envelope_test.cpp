@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "frame_rig.h"
+#include "support/plain_envelope.h"
 
 namespace korva {
 namespace {
@@ -108,32 +109,6 @@ TEST(Envelope, SegmentsThatMeanNothingChangeNothingAndEndNowhere) {
   for (const auto& row : rows) Follow(row.what, row.segments, row.points);
 }
 
-/// What `AddEnvelope` promises, told one segment after the other on a plain list.
-struct PlainList {
-  std::vector<MP_ENVELOPE_SEGMENT> items;
-
-  void TakeOut(std::int64_t start, std::int64_t end) {
-    for (std::size_t i = 0; i < items.size();) {
-      if (items[i].rtEnd <= start) {
-        ++i;
-      } else if (items[i].rtStart >= end) {
-        break;
-      } else {
-        items.erase(items.begin() + static_cast<std::ptrdiff_t>(i));
-      }
-    }
-  }
-  void Add(const std::vector<MP_ENVELOPE_SEGMENT>& added) {
-    for (const auto& segment : added) TakeOut(segment.rtStart, segment.rtEnd);
-    const std::size_t old = items.size();
-    std::size_t at = 0;
-    for (const auto& segment : added) {
-      while (at < old && items[at].rtStart < segment.rtStart) ++at;
-      items.insert(items.begin() + static_cast<std::ptrdiff_t>(at++), segment);
-    }
-  }
-};
-
 TEST(Envelope, AnyEditsLeaveWhatAPlainListHolds) {
   const char* const given = std::getenv("KORVA_SEED");
   const unsigned seed = given != nullptr ? static_cast<unsigned>(std::stoul(given)) : std::random_device()();
@@ -143,7 +118,7 @@ TEST(Envelope, AnyEditsLeaveWhatAPlainListHolds) {
   float name = 0;
   for (int round = 0; round < 300 && !testing::Test::HasFailure(); ++round) {
     Envelope envelope;
-    PlainList plain;
+    PlainEnvelope plain;
     std::set<float> entered;
     // In order or not, apart, touching or one over the other, of no length and of less.
     const int disorder = any(3), least = any(2) - 1, reach = 10 + any(200);

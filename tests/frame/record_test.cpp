@@ -123,7 +123,7 @@ TEST(Record, SavesTheNewestFormAndTellsWhetherItIsSaved) {
   Owned<CQvChorus> other;
   EXPECT_EQ(other->Load(&stream), S_OK);
   EXPECT_TRUE(Same(ParamsOf(*other), kBlock));
-  for (const std::size_t limit : {0, 20}) {
+  for (const std::size_t limit : {0U, 20U}) {
     MemoryStream full;
     full.writeResult = STG_E_MEDIUMFULL;
     full.writeLimit = limit;

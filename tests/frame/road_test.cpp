@@ -21,7 +21,7 @@ TEST(GraphRoad, SamplesKeepTheirTimesAndLoseOnlyPartFrames) {
   Owned<CQvChorus> chorus;
   TestGraph graph(*chorus, kStereo);
   ASSERT_EQ(graph.Start(), S_OK);
-  for (const std::size_t length : {0, 1, 7, 8, 15, 801}) {
+  for (const std::size_t length : {0U, 1U, 7U, 8U, 15U, 801U}) {
     graph.sink->pin.arrivals.clear();
     EXPECT_EQ(graph.Send(Bytes(length), {5000, false, false}), S_OK);
     ASSERT_EQ(graph.sink->pin.arrivals.size(), 1U) << length;
@@ -99,7 +99,7 @@ TEST(Automation, IsTheSameForAllCuttingsIntoWholeChunks) {
       const std::size_t chunk = rate / 50;
       const Bytes input = NoiseBytes(format, chunk * 30 + 17);
       Bytes first;
-      for (const std::size_t chunksPerBuffer : {1, 2, 7, 31}) {
+      for (const std::size_t chunksPerBuffer : {1U, 2U, 7U, 31U}) {
         Owned<CQvChorus> chorus;
         const auto params = chorus.As<IMediaParams>();
         MP_ENVELOPE_SEGMENT dry[] = {Segment(0, kSecond / 10, -10, 0),

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/media_params.h"
+
+namespace korva {
+
+/// What `AddEnvelope` promises, told one segment after the other on a plain list.
+struct PlainEnvelope {
+  std::vector<MP_ENVELOPE_SEGMENT> items;
+
+  void TakeOut(std::int64_t start, std::int64_t end) {
+    for (std::size_t i = 0; i < items.size();) {
+      if (items[i].rtEnd <= start) {
+        ++i;
+      } else if (items[i].rtStart >= end) {
+        break;
+      } else {
+        items.erase(items.begin() + static_cast<std::ptrdiff_t>(i));
+      }
+    }
+  }
+  void Add(const std::vector<MP_ENVELOPE_SEGMENT>& added) {
+    for (const auto& segment : added) TakeOut(segment.rtStart, segment.rtEnd);
+    const std::size_t old = items.size();
+    std::size_t at = 0;
+    for (const auto& segment : added) {
+      while (at < old && items[at].rtStart < segment.rtStart) ++at;
+      items.insert(items.begin() + static_cast<std::ptrdiff_t>(at++), segment);
+    }
+  }
+};
+
+}  // namespace korva
