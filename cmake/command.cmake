@@ -8,6 +8,10 @@ find_package(nlohmann_json REQUIRED)
 target_link_libraries(korva_host PUBLIC PkgConfig::SNDFILE PkgConfig::SMF PkgConfig::SOXR CLI11::CLI11
                                         nlohmann_json::nlohmann_json)
 target_compile_definitions(korva_host PRIVATE KORVA_VERSION="${PROJECT_VERSION}")
+if(KORVA_PLOT)
+  target_link_libraries(korva_host PUBLIC korva_plot)
+  target_compile_definitions(korva_host PUBLIC KORVA_PLOT)
+endif()
 add_executable(korva ${CMAKE_SOURCE_DIR}/src/host/korva_main.cpp)
 target_link_libraries(korva PRIVATE korva_host)
 # What a system shows of it, written by itself.

@@ -42,6 +42,8 @@ struct EffectHabits {
   /// How long it can ring out, for an effect that gives its tail in one buffer and drops what does not fit. `song` is
   /// null with no tempo; `moves`: automation may take the parameters anywhere.
   double (*tailSeconds)(const void* block, const SongMap* song, bool moves) = nullptr;
+  /// How long a cycle of what swings in it takes, in seconds; 0 where nothing does. `song` is null with no tempo.
+  double (*cycleSeconds)(const void* block, const SongMap* song) = nullptr;
 };
 
 struct EffectRow {

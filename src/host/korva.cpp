@@ -8,6 +8,9 @@
 #include "host/listing.h"
 #include "host/lv2_preset.h"
 #include "host/nearest.h"
+#ifdef KORVA_PLOT
+#include "host/plot/plot_command.h"
+#endif
 #include "host/words/manual.h"
 
 namespace korva {
@@ -62,6 +65,15 @@ const std::vector<Command>& Commands() {
        nullptr,
        &RenderOptions,
        &RunRender},
+#ifdef KORVA_PLOT
+      {"plot",
+       {"EFFECT", "OUT"},
+       {},
+       "draws what an effect or a chain does; see korva plot --help",
+       nullptr,
+       &PlotOptions,
+       &Plot},
+#endif
       {"state",
        {"FILE"},
        {"--text", "--json", "--lv2 DIR"},

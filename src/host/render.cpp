@@ -14,18 +14,19 @@
 #include "host/words/report.h"
 
 namespace korva {
+
+Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams) {
+  if (path != "-") return OutputFile::Create(path, overwrite);
+  if (streams.outIsTerminal) return Wrong("standard output is a terminal; send it to a file or a program");
+  return OutputFile::CreateFor(streams.out);
+}
+
 namespace {
 
 Outcome<SoundReader> OpenInput(const RenderRequest& request, Streams& streams) {
   const RawSound* const raw = request.rawIn ? &*request.rawIn : nullptr;
   const std::string& input = request.inputs.front();
   return input == "-" ? SoundReader::OpenStream(streams.in, raw) : SoundReader::Open(input, raw);
-}
-
-Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams) {
-  if (path != "-") return OutputFile::Create(path, overwrite);
-  if (streams.outIsTerminal) return Wrong("standard output is a terminal; send it to a file or a program");
-  return OutputFile::CreateFor(streams.out);
 }
 
 /// No two results in one place, and none in the place of what is read.

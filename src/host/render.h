@@ -3,6 +3,7 @@
 #include <iosfwd>
 
 #include "host/command_line.h"
+#include "host/output_file.h"
 
 namespace korva {
 
@@ -15,6 +16,8 @@ struct Streams {
   bool errIsTerminal = false;
 };
 
+/// The output of a call, `-` for standard output, which must be no terminal.
+Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams);
 /// Renders the one input of a call into its output.
 Check RenderOne(const RenderRequest& request, Streams& streams);
 /// Does what `korva render` was asked for. Says what was done on `err` unless the call is quiet.

@@ -1,0 +1,13 @@
+# Pictures of what effects do, where there is something to draw with.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(CAIRO IMPORTED_TARGET cairo cairo-svg cairo-png)
+pkg_check_modules(KISSFFT IMPORTED_TARGET kissfft-float)
+set(plot_default OFF)
+if(CAIRO_FOUND AND KISSFFT_FOUND)
+  set(plot_default ON)
+endif()
+option(KORVA_PLOT "Build korva plot, which needs cairo and kissfft" ${plot_default})
+if(KORVA_PLOT)
+  korva_room(plot)
+  target_link_libraries(korva_plot PUBLIC PkgConfig::CAIRO PkgConfig::KISSFFT)
+endif()

@@ -1,0 +1,214 @@
+#include <algorithm>
+#include <cmath>
+
+#include "plot/axes.h"
+#include "plot/pictures.h"
+
+namespace korva {
+namespace {
+
+constexpr double kFloorDb = -72, kTailDb = -60;
+constexpr std::size_t kStretches = 700, kMostBars = 64;
+constexpr double kLeastSeconds = 0.02, kRoom = 1.08;
+
+/// The level of the tail's end is told in these words.
+Mark TailMark(const PlainSound& sound, double impulseSeconds, double factor) {
+  const std::size_t frames = FramesAbove(sound, std::pow(10.0, kTailDb / 20));
+  const double end = static_cast<double>(frames) / sound.rate;
+  if (frames == 0) return {0, "nothing louder than -60 dB comes back"};
+  const double length = end - impulseSeconds;
+  const std::string told = length < 1 ? ShortNumber(length * 1000, 1) + " ms" : ShortNumber(length, 2) + " s";
+  const bool ringsOn = frames == sound.frames();
+  return {end * factor, ringsOn ? "louder than -60 dB to the end" : "-60 dB after " + told};
+}
+
+double ShownSeconds(std::span<const ImpulseRun> runs) {
+  double shown = kLeastSeconds;
+  for (const ImpulseRun& run : runs) {
+    const PlainSound& sound = run.back.sound;
+    shown = std::max(shown, static_cast<double>(FramesAbove(sound, std::pow(10.0, kTailDb / 20))) / sound.rate * kRoom);
+  }
+  return shown;
+}
+
+double HighestDb(std::span<const ImpulseRun> runs) {
+  float peak = 0;
+  for (const ImpulseRun& run : runs) {
+    for (const float sample : run.back.sound.samples) peak = std::max(peak, std::fabs(sample));
+  }
+  constexpr double kStep = 6;
+  return std::max(0.0, std::ceil(Decibels(static_cast<double>(peak)) / kStep - 0.01) * kStep);
+}
+
+std::string TimeText(double seconds) {
+  if (seconds >= 1) return ShortNumber(seconds, 2) + " s";
+  return ShortNumber(seconds * 1000, seconds < 0.1 ? 1 : 0) + " ms";
+}
+
+/// One channel's part of a panel: `place` says where a level lies on the y axis.
+template <class Place>
+void AddChannel(Panel& panel, const ImpulseRun& run, std::size_t channel, double shown, double factor, Curve curve,
+                Place&& place) {
+  const std::vector<float> samples = run.back.sound.Channel(channel);
+  const std::uint32_t rate = run.back.sound.rate;
+  for (const PlotPoint& point : PeakLevels(samples, rate, 0, shown, kStretches)) {
+    curve.points.push_back({point.x * factor, place(std::max(point.y, kFloorDb))});
+  }
+  std::vector<Echo> echoes = FindEchoes(samples, rate);
+  std::stable_sort(echoes.begin(), echoes.end(),
+                   [](const Echo& a, const Echo& b) { return std::fabs(a.value) > std::fabs(b.value); });
+  if (echoes.size() > kMostBars) echoes.resize(kMostBars);
+  for (const Echo& echo : echoes) {
+    const double level = std::max(Decibels(std::fabs(echo.value)), kFloorDb);
+    panel.bars.push_back({echo.seconds * factor, place(kFloorDb), place(level), curve.ink, TimeText(echo.seconds)});
+  }
+  panel.curves.push_back(std::move(curve));
+}
+
+/// The first channel upwards and the second downwards from the middle.
+Panel MirroredPanel(const ImpulseRun& run, double shown, const TimeAxis& time, double top) {
+  Panel panel{"left above, right below", time.axis, {}, {}, {}, {}, {}};
+  const double height = top - kFloorDb;
+  panel.y = {"level (dB)", -height, height, false, {}};
+  for (const Tick& tick : LevelAxis("", kFloorDb, top).ticks) {
+    const double at = tick.at - kFloorDb;
+    panel.y.ticks.push_back({at, tick.text});
+    if (at > 0) panel.y.ticks.push_back({-at, tick.text});
+  }
+  for (const std::size_t channel : {0U, 1U}) {
+    AddChannel(panel, run, channel, shown, time.factor,
+               {ChannelName(channel, 2), channel == 0 ? Ink::kFirst : Ink::kSecond, CurveForm::kArea, {}},
+               [&](double level) { return (level - kFloorDb) * (channel == 0 ? 1 : -1); });
+  }
+  return panel;
+}
+
+std::size_t DifferentChannels(std::span<const ImpulseRun> runs) {
+  std::size_t channels = 1;
+  for (const ImpulseRun& run : runs) {
+    for (std::size_t channel = 1; channel < run.back.sound.channels; ++channel) {
+      if (!SameAsFirst(run.back.sound, channel)) channels = run.back.sound.channels;
+    }
+  }
+  return channels;
+}
+
+}  // namespace
+
+Picture ImpulsePicture(std::span<const ImpulseRun> runs) {
+  const double shown = ShownSeconds(runs), top = HighestDb(runs);
+  const TimeAxis time = TimeUpTo(shown);
+  const std::size_t channels = DifferentChannels(runs);
+  Picture picture;
+  if (runs.size() == 1 && channels == 2) {
+    picture.panels.push_back(MirroredPanel(runs.front(), shown, time, top));
+  } else {
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+      Panel panel{channels > 1 ? ChannelName(channel, channels) : "", time.axis, {}, {}, {}, {}, {}};
+      panel.y = LevelAxis("level (dB)", kFloorDb, top);
+      for (std::size_t i = 0; i < runs.size(); ++i) {
+        AddChannel(panel, runs[i], channel, shown, time.factor,
+                   {runs[i].back.name, static_cast<Ink>(i), runs.size() == 1 ? CurveForm::kArea : CurveForm::kLine, {}},
+                   [](double level) { return level; });
+      }
+      picture.panels.push_back(std::move(panel));
+    }
+  }
+  picture.note = "what comes back from one impulse at 0 dB";
+  for (const ImpulseRun& run : runs) {
+    Mark tail = TailMark(run.back.sound, run.impulseSeconds, time.factor);
+    if (runs.size() > 1) tail.text = run.back.name + ": " + tail.text;
+    for (Panel& panel : picture.panels) {
+      panel.marks.push_back(tail);
+      if (run.impulseSeconds > 0) panel.marks.push_back({run.impulseSeconds * time.factor, "impulse goes in"});
+    }
+  }
+  return picture;
+}
+
+Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
+  const PlainSound& sound = run.back.sound;
+  // As long as the page's own graph can be, and as short as everything still fits.
+  double span = 500;
+  const double shown = ShownSeconds({&run, 1}) / kRoom * 1000;
+  for (const double longer : {1000.0, 3000.0, 5000.0}) {
+    if (shown > span) span = longer;
+  }
+  constexpr std::size_t kTicks = 8;
+  const std::size_t channels = DifferentChannels({&run, 1});
+  Picture picture;
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    const std::vector<float> samples = sound.Channel(channel);
+    Panel panel{channels > 1 ? ChannelName(channel, channels) : "",
+                {"time (ms)", 0, span, false, RoundTicks(0, span, kTicks)},
+                {},
+                {},
+                {},
+                {},
+                {}};
+    double peak = 1;
+    const auto bins = static_cast<std::size_t>(span);
+    std::vector<double> highest(bins + 1);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      const auto bin = static_cast<std::size_t>(std::lround(static_cast<double>(i) * 1000 / sound.rate));
+      const auto value = static_cast<double>(samples[i]);
+      if (bin <= bins && std::fabs(value) > std::fabs(highest[bin])) highest[bin] = value;
+    }
+    std::vector<Bar> taps, echoes;
+    constexpr double kFaintest = 1e-3;
+    for (std::size_t bin = 0; bin <= bins; ++bin) {
+      if (std::fabs(highest[bin]) < kFaintest) continue;
+      peak = std::max(peak, std::fabs(highest[bin]));
+      const auto at = static_cast<double>(bin);
+      const bool isTap = std::any_of(tapMs.begin(), tapMs.end(), [&](double tap) { return std::fabs(tap - at) < 0.5; });
+      const Ink ink = bin == 0 ? Ink::kSecond : isTap ? Ink::kFirst : Ink::kQuiet;
+      (ink == Ink::kQuiet ? echoes : taps)
+          .push_back({at, 0, highest[bin] * 100, ink, isTap ? TimeText(at / 1000) : ""});
+    }
+    panel.bars = std::move(echoes);
+    // On top of the echoes, as on the page.
+    panel.bars.insert(panel.bars.end(), taps.begin(), taps.end());
+    const double edge = std::ceil(peak * 10 - 0.01) * 10;
+    panel.y = {"gain (%)", -edge, edge, false, RoundTicks(-edge, edge, 4)};
+    // For the legend alone: curves without a point.
+    panel.curves = {{"the impulse itself", Ink::kSecond, CurveForm::kLine, {}},
+                    {"taps", Ink::kFirst, CurveForm::kLine, {}},
+                    {"their echoes", Ink::kQuiet, CurveForm::kLine, {}}};
+    panel.marks.push_back(TailMark(sound, run.impulseSeconds, 1000));
+    if (panel.marks.back().at > span) panel.marks.back() = {span, panel.marks.back().text};
+    picture.panels.push_back(std::move(panel));
+  }
+  picture.note = "what comes back from one impulse; below the middle: inverted";
+  return picture;
+}
+
+Picture LevelPicture(std::span<const NamedSound> sounds) {
+  double seconds = kLeastSeconds, peak = 0;
+  for (const NamedSound& one : sounds) {
+    seconds = std::max(seconds, one.sound.seconds());
+    for (const float sample : one.sound.samples) peak = std::max(peak, static_cast<double>(std::fabs(sample)));
+  }
+  const TimeAxis time = TimeUpTo(seconds);
+  constexpr double kStep = 6;
+  const double top = std::max(0.0, std::ceil(Decibels(peak) / kStep - 0.01) * kStep);
+  Panel panel{"", time.axis, LevelAxis("level (dB)", kFloorDb, top), {}, {}, {}, {}};
+  for (std::size_t i = 0; i < sounds.size(); ++i) {
+    Curve curve{sounds[i].name, static_cast<Ink>(i), CurveForm::kLine, {}};
+    std::vector<float> loudest = sounds[i].sound.Channel(0);
+    for (std::size_t channel = 1; channel < sounds[i].sound.channels; ++channel) {
+      for (std::size_t frame = 0; frame < loudest.size(); ++frame) {
+        loudest[frame] = std::max(std::fabs(loudest[frame]), std::fabs(sounds[i].sound.At(frame, channel)));
+      }
+    }
+    for (const PlotPoint& point : PeakLevels(loudest, sounds[i].sound.rate, 0, seconds, kStretches / 2)) {
+      curve.points.push_back({point.x * time.factor, std::max(point.y, kFloorDb)});
+    }
+    panel.curves.push_back(std::move(curve));
+  }
+  Picture picture;
+  picture.note = "loudest sample over time";
+  picture.panels.push_back(std::move(panel));
+  return picture;
+}
+
+}  // namespace korva
