@@ -252,6 +252,10 @@ std::string PresetName(const EffectDescription& effect, std::int32_t index) {
   return CurrentText(effect.presets.NameId(index));
 }
 
+std::string EnglishPresetName(const EffectDescription& effect, std::int32_t index) {
+  return EnglishText(effect.presets.NameId(index));
+}
+
 ParameterBlock ReadBlock(const EffectInstance& effect) {
   ParameterBlock block(effect.parameters->effect().blockSize);
   effect.parameters->ReadBlock(block.data());

@@ -39,6 +39,8 @@ Check ApplySetting(const EffectRow& effect, std::string_view setting, const Mate
 Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text);
 /// The name of a preset in the language in force.
 std::string PresetName(const EffectDescription& effect, std::int32_t index);
+/// The same in English, for what is to be alike for everyone.
+std::string EnglishPresetName(const EffectDescription& effect, std::int32_t index);
 
 /// The effect's block as it is now.
 ParameterBlock ReadBlock(const EffectInstance& effect);

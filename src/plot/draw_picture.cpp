@@ -9,7 +9,7 @@ namespace korva {
 namespace {
 
 constexpr double kTitleSize = 13, kTextSize = 11, kSmallSize = 10;
-constexpr double kLeft = 66, kRight = 18, kTop = 50, kBottom = 40, kBetween = 20;
+constexpr double kLeft = 62, kLongTexts = 22, kRight = 18, kTop = 50, kBottom = 40, kBetween = 20;
 
 /// Where a panel lies, and how its axes map to that.
 struct Frame {
@@ -253,7 +253,8 @@ std::vector<unsigned char> DrawPicture(const Picture& picture, const Look& look,
   double top = kTop;
   for (std::size_t i = 0; i < picture.panels.size(); ++i) {
     const double height = std::max(room / count, 10.0);
-    DrawPanel(canvas, picture.panels[i], {kLeft, top, right, top + height}, withTimes[i]);
+    const double left = kLeft + (picture.panels[i].y.isLogarithmic ? kLongTexts : 0);
+    DrawPanel(canvas, picture.panels[i], {left, top, right, top + height}, withTimes[i]);
     top += height + (withTimes[i] ? kBottom : kBetween / 2);
   }
   return canvas.Finish(reason);

@@ -7,26 +7,28 @@
 namespace korva {
 namespace {
 
-constexpr double kFloorDb = -72, kTailDb = -60;
+constexpr double kFloorDb = -96;
 constexpr std::size_t kStretches = 700, kMostBars = 64;
+constexpr std::size_t kFewStretches = 120, kFewBars = 24;
 constexpr double kLeastSeconds = 0.02, kRoom = 1.08;
 
 /// The level of the tail's end is told in these words.
 Mark TailMark(const PlainSound& sound, double impulseSeconds, double factor) {
-  const std::size_t frames = FramesAbove(sound, std::pow(10.0, kTailDb / 20));
+  const std::size_t frames = FramesAbove(sound, kSilentLevel);
   const double end = static_cast<double>(frames) / sound.rate;
-  if (frames == 0) return {0, "nothing louder than -60 dB comes back"};
-  const double length = end - impulseSeconds;
-  const std::string told = length < 1 ? ShortNumber(length * 1000, 1) + " ms" : ShortNumber(length, 2) + " s";
-  const bool ringsOn = frames == sound.frames();
-  return {end * factor, ringsOn ? "louder than -60 dB to the end" : "-60 dB after " + told};
+  if (frames == 0) return {0, "nothing louder than -90 dB comes back"};
+  const std::string told = end < 1 ? ShortNumber(end * 1000, 1) + " ms" : ShortNumber(end, 2) + " s";
+  if (frames == sound.frames()) return {end * factor, "louder than -90 dB to the end"};
+  // Where sound moves in time there is no length to tell, as it may come back before it went in.
+  return {end * factor, (impulseSeconds > 0 ? "-90 dB at " : "-90 dB after ") + told};
 }
 
 double ShownSeconds(std::span<const ImpulseRun> runs) {
   double shown = kLeastSeconds;
   for (const ImpulseRun& run : runs) {
     const PlainSound& sound = run.back.sound;
-    shown = std::max(shown, static_cast<double>(FramesAbove(sound, std::pow(10.0, kTailDb / 20))) / sound.rate * kRoom);
+    shown = std::max(shown, static_cast<double>(FramesAbove(sound, kSilentLevel)) / sound.rate * kRoom);
+    shown = std::max(shown, run.impulseSeconds * kRoom);
   }
   return shown;
 }
@@ -51,10 +53,14 @@ void AddChannel(Panel& panel, const ImpulseRun& run, std::size_t channel, double
                 Place&& place) {
   const std::vector<float> samples = run.back.sound.Channel(channel);
   const std::uint32_t rate = run.back.sound.rate;
-  for (const PlotPoint& point : PeakLevels(samples, rate, 0, shown, kStretches)) {
+  // Of two that lie over one another only few echoes can be told apart.
+  const bool isAlone = curve.form == CurveForm::kArea;
+  std::vector<Echo> echoes = FindEchoes(samples, rate);
+  if (!isAlone && echoes.size() > kFewBars) echoes.clear();
+  for (const PlotPoint& point :
+       PeakLevels(samples, rate, 0, shown, isAlone || !echoes.empty() ? kStretches : kFewStretches)) {
     curve.points.push_back({point.x * factor, place(std::max(point.y, kFloorDb))});
   }
-  std::vector<Echo> echoes = FindEchoes(samples, rate);
   std::stable_sort(echoes.begin(), echoes.end(),
                    [](const Echo& a, const Echo& b) { return std::fabs(a.value) > std::fabs(b.value); });
   if (echoes.size() > kMostBars) echoes.resize(kMostBars);
@@ -135,6 +141,7 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     if (shown > span) span = longer;
   }
   constexpr std::size_t kTicks = 8;
+  constexpr double kRoomAbove = 1.2;
   const std::size_t channels = DifferentChannels({&run, 1});
   Picture picture;
   for (std::size_t channel = 0; channel < channels; ++channel) {
@@ -146,7 +153,7 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
                 {},
                 {},
                 {}};
-    double peak = 1;
+    double peak = 0;
     const auto bins = static_cast<std::size_t>(span);
     std::vector<double> highest(bins + 1);
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -158,18 +165,21 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     constexpr double kFaintest = 1e-3;
     for (std::size_t bin = 0; bin <= bins; ++bin) {
       if (std::fabs(highest[bin]) < kFaintest) continue;
-      peak = std::max(peak, std::fabs(highest[bin]));
+      if (bin > 0) peak = std::max(peak, std::fabs(highest[bin]));
       const auto at = static_cast<double>(bin);
       const bool isTap = std::any_of(tapMs.begin(), tapMs.end(), [&](double tap) { return std::fabs(tap - at) < 0.5; });
       const Ink ink = bin == 0 ? Ink::kSecond : isTap ? Ink::kFirst : Ink::kQuiet;
-      (ink == Ink::kQuiet ? echoes : taps)
-          .push_back({at, 0, highest[bin] * 100, ink, isTap ? TimeText(at / 1000) : ""});
+      std::string text = isTap ? TimeText(at / 1000) : "";
+      if (bin == 0) text = ShortNumber(highest[bin] * 100, 0) + " %";
+      (ink == Ink::kQuiet ? echoes : taps).push_back({at, 0, highest[bin] * 100, ink, std::move(text)});
     }
     panel.bars = std::move(echoes);
     // On top of the echoes, as on the page.
     panel.bars.insert(panel.bars.end(), taps.begin(), taps.end());
-    const double edge = std::ceil(peak * 10 - 0.01) * 10;
-    panel.y = {"gain (%)", -edge, edge, false, RoundTicks(-edge, edge, 4)};
+    // The impulse itself may be cut off, so that what the taps make of it is seen.
+    const double edge = std::max(std::ceil(peak * 20 - 0.01) * 5, 5.0);
+    panel.y = {"gain (%)", -edge * kRoomAbove, edge * kRoomAbove, false, RoundTicks(-edge, edge, 4)};
+    for (Bar& bar : panel.bars) bar.to = std::clamp(bar.to, panel.y.from, panel.y.to);
     // For the legend alone: curves without a point.
     panel.curves = {{"the impulse itself", Ink::kSecond, CurveForm::kLine, {}},
                     {"taps", Ink::kFirst, CurveForm::kLine, {}},

@@ -25,6 +25,8 @@ struct PlainSound {
 /// The lowest level that is told.
 inline constexpr double kSilentDb = -144;
 double Decibels(double level) noexcept;
+/// -90 dB: where a tail is over. What lies below is gone in 16 bits.
+inline constexpr double kSilentLevel = 3.1622776601683795e-5;
 
 /// Whether a channel is the same as the first, but for what lies below -100 dB of its peak.
 bool SameAsFirst(const PlainSound& sound, std::size_t channel);

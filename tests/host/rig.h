@@ -103,6 +103,17 @@ class HostTest : public ::testing::Test {
     return Korva({std::istream_iterator<std::string>(words), {}}, input);
   }
 
+  /// Refused with a code, a text that holds `part`, nothing on standard output, and no file left over.
+  void ExpectRefused(const std::string& line, int exitCode, const std::string& part, const std::string& input = "") {
+    const std::size_t files = FileCount();
+    const Run run = KorvaLine(line, input);
+    EXPECT_EQ(run.exitCode, exitCode) << line << "\n" << run.err;
+    EXPECT_NE(run.err.find(part), std::string::npos) << line << "\n" << run.err;
+    EXPECT_EQ(run.err.find("korva: "), run.err.empty() ? std::string::npos : 0U) << run.err;
+    EXPECT_EQ(run.out, "") << line;
+    EXPECT_EQ(FileCount(), files) << line;
+  }
+
  private:
   std::filesystem::path folder_;
 };

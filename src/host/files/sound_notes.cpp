@@ -32,7 +32,8 @@ std::vector<char> Record(SNDFILE* file, int command, std::size_t size) {
 
 /// Pictures stand in the head of a file: a FLAC block, a frame of ID3, a comment of Vorbis.
 bool HasPicture(int descriptor) {
-  std::array<char, 131072> head{};
+  // Not on the stack, whose growth cannot be refused in order.
+  std::vector<char> head(131072);
   const ssize_t got = descriptor >= 0 ? ::pread(descriptor, head.data(), head.size(), 0) : 0;
   const std::string_view bytes(head.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
   if (bytes.starts_with("ID3")) return bytes.find("APIC") != std::string_view::npos;

@@ -54,7 +54,7 @@ Outcome<std::vector<Side>> SidesOf(const PlotRequest& request, std::istream& in)
       side.run.call.effects.front().preset = text;
       const Outcome<std::int32_t> preset = FindPreset(*effects.front().effect, text);
       if (!preset) return Ending{preset.ending().exitCode, "--compare: " + preset.ending().text};
-      side.name = PresetName(effects.front().effect->description, *preset);
+      side.name = EnglishPresetName(effects.front().effect->description, *preset);
     } else if (std::optional<EffectRequest> effect = EffectOf(text)) {
       side.run.call.effects = {std::move(*effect)};
     } else {
@@ -124,7 +124,7 @@ Outcome<Picture> ImpulseOf(const std::vector<Side>& sides, std::vector<std::stri
 }
 
 Outcome<Picture> ResponseOfSides(const std::vector<Side>& sides, std::vector<std::string>& remarks) {
-  constexpr std::size_t kMoments = 4;
+  constexpr std::size_t kMoments = 3;
   std::vector<FrequencyCurves> all;
   for (const Side& side : sides) {
     Outcome<std::vector<FrequencyCurves>> curves = RunResponse(side.run, sides.size() > 1 ? 1 : kMoments, remarks);

@@ -28,7 +28,7 @@ struct PlotLineOptions : StreamOptions {
   explicit PlotLineOptions(PlotRequest& request) : StreamOptions(request.run) {
     StartGroup("Options of plot, anywhere");
     app().add_flag("--impulse", impulse, "what comes back from one impulse: levels, echoes, the tail (the default)");
-    app().add_flag("--response", response, "level over frequency; of an effect that swings, four times in a cycle");
+    app().add_flag("--response", response, "level over frequency; of an effect that swings, at three times of a cycle");
     app().add_flag("--spectrogram", spectrogram, "spectrum over time of a sweep or of --in, before and after");
     app().add_flag("--automation", automation, "what --automate moves: as told, and as the effect takes it");
     app()

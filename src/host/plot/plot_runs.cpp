@@ -14,7 +14,6 @@ namespace korva {
 namespace {
 
 constexpr double kMostSeconds = 1200;
-constexpr double kDied = 1e-3;  // -60 dB
 
 class MemoryInput final : public SampleInput {
  public:
@@ -195,7 +194,7 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
     Outcome<PlainSound> back = RunSound(run, sound, silence, remarks);
     if (!back) return back.ending();
     const auto quiet = static_cast<std::size_t>(kQuiet * back->rate);
-    const bool isOver = FramesAbove(*back, kDied) + quiet <= back->frames();
+    const bool isOver = FramesAbove(*back, kSilentLevel) + quiet <= back->frames();
     if (isOver || run.call.tail || silence >= kMostSilence) return ImpulseRun{{"", std::move(*back)}, lead};
     silence = std::min(silence * kLonger, kMostSilence);
   }

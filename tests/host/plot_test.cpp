@@ -1,0 +1,149 @@
+#ifdef KORVA_PLOT
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "host/plot/plot_command.h"
+#include "rig.h"
+
+namespace korva {
+namespace {
+
+class PlotTest : public HostTest {
+ protected:
+  /// What the picture of a call is drawn from.
+  Picture Made(const std::string& line) const {
+    std::istringstream words(line + " x.png"), in;
+    std::vector<std::string> told{std::istream_iterator<std::string>(words), {}}, remarks;
+    for (std::string& word : told) {
+      if (word[0] == '@') word = Path(word.substr(1));
+    }
+    const Outcome<PlotRequest> request = ParsePlot(told);
+    EXPECT_TRUE(request) << line << ": " << request.ending().text;
+    if (!request) return {};
+    Outcome<Picture> picture = MakePicture(*request, in, remarks);
+    EXPECT_TRUE(picture) << line << ": " << picture.ending().text;
+    return picture ? *picture : Picture();
+  }
+};
+
+double At(const Curve& curve, double x) {
+  const auto after =
+      std::find_if(curve.points.begin(), curve.points.end(), [&](const PlotPoint& p) { return p.x > x; });
+  return after == curve.points.begin() ? after->y : (after - 1)->y;
+}
+
+// An impulse of 0 dB comes back when and as loud as its parameters say, in the units of the axes.
+TEST_F(PlotTest, BarsStandWhereEchoesComeBack) {
+  struct Case {
+    const char* line;
+    std::size_t panel;
+    double at, height, tolerance;  // tolerance of the height
+  };
+  for (const Case& c : {
+           Case{"simple-delay --set delay=250 --set delay-out=-12 --set dry-out=-3", 0, 0, -3, 0.05},
+           {"simple-delay --set delay=250 --set delay-out=-12 --set dry-out=-3", 0, 250, -12, 0.05},
+           {"simple-delay --set delay=250 --gain -20 --set dry-out=-3 --rate 44100", 0, 0, -23, 0.05},
+           {"simple-delay --set delay=1500 --set delay-out=-12 --channels 1 --format s16", 0, 1500, -12, 0.05},
+           {"chorus --set delay=20 --set mod-depth=1 --set chorus-size=1 --set feedback=0 --channels 1", 0, 20, -6, 4},
+           {"multi-tap-delay --set wet-out=0 --set tap-delay-1=300 --set tap-gain-1=-50", 0, 300, -50, 0.1},
+           {"multi-tap-delay --set wet-out=0 --set tap-delay-1=300 --set tap-gain-1=50 --set tap-pan-1=-100", 0, 300,
+            50, 0.1},
+           {"multi-tap-delay --set wet-out=0 --set tap-delay-1=100 --set feedback=50 --channels 1", 0, 200, 50, 0.1},
+           {"time-stretch --set percent=100", 0, 250, 0, 0.1},
+       }) {
+    const Picture picture = Made(c.line);
+    ASSERT_GT(picture.panels.size(), c.panel) << c.line;
+    const std::vector<Bar>& bars = picture.panels[c.panel].bars;
+    const auto bar =
+        std::find_if(bars.begin(), bars.end(), [&](const Bar& one) { return std::fabs(one.at - c.at) < 0.6; });
+    ASSERT_NE(bar, bars.end()) << c.line;
+    EXPECT_NEAR(bar->to, c.height, c.tolerance) << c.line;
+  }
+  const Picture panned = Made("multi-tap-delay --set tap-pan-1=-100");
+  EXPECT_EQ(panned.panels.size(), 2U) << "channels that differ are apart";
+}
+
+TEST_F(PlotTest, CurvesSayWhatTheChainDoes) {
+  // A copy 1 ms later takes 500 Hz away and leaves 1000 Hz.
+  const Curve comb =
+      Made("--response multi-tap-delay --set tap-delay-1=1 --set wet-out=-6 --set dry-out=-6").panels[0].curves[0];
+  EXPECT_GT(At(comb, 1000) - At(comb, 500), 12);
+  EXPECT_NEAR(At(comb, 1000), 0, 0.5);
+  EXPECT_EQ(Made("--response chorus").panels[0].curves.size(), 3U) << "a swing is looked at three times";
+  // A loud line goes an octave up.
+  const auto loudestRow = [](const Panel& panel, double part) {
+    const Heat& heat = *panel.heat;
+    const auto column =
+        heat.levels.begin() +
+        static_cast<std::ptrdiff_t>(static_cast<std::size_t>(static_cast<double>(heat.columns) * part) * heat.rows);
+    const auto row = std::max_element(column, column + static_cast<std::ptrdiff_t>(heat.rows)) - column;
+    return panel.y.from *
+           std::pow(panel.y.to / panel.y.from, static_cast<double>(row) / static_cast<double>(heat.rows - 1));
+  };
+  const Picture sweep = Made("--spectrogram pitch-shift --set semitones=12 --set preserve-duration=on --tail 0");
+  EXPECT_NEAR(loudestRow(sweep.panels[0], 0.5), 632, 25);  // the middle of 20 Hz to 20 kHz
+  EXPECT_NEAR(loudestRow(sweep.panels[1], 0.5), 1265, 260);
+  // A ramp is taken in steps of 20 ms at most, and rests on its last value.
+  const Picture ramp = Made("--automation chorus --automate delay:1:2:10:50 --block 1000");
+  const Curve &sampled = ramp.panels[0].curves[0], &told = ramp.panels[0].curves[1];
+  EXPECT_NEAR(At(told, 1.5), 30, 1);
+  EXPECT_NEAR(At(sampled, 1.5), 30, 1);
+  EXPECT_NEAR(sampled.points.back().y, 50, 0.01);
+  for (std::size_t i = 1; i < sampled.points.size(); ++i) {
+    EXPECT_LE(sampled.points[i].x - sampled.points[i - 1].x, 0.021) << i;
+  }
+}
+
+TEST_F(PlotTest, TheSameCallGivesTheSameBytesAndBadOnesNothing) {
+  PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 9000);
+  Put("kept.png", "kept");
+  Put("bad.state", "no record at all");
+  const auto draw = [&](const std::string& environment, const std::string& words) {
+    return std::system((environment + " '" KORVA_BINARY "' plot --quiet --overwrite " + words).c_str());
+  };
+  for (const std::string line :
+       {"chorus ", "chorus --response --dark --scale 2 ", "--spectrogram --compare 3 Plate reverb "}) {
+    for (const std::string ending : {"png", "svg"}) {
+      ASSERT_EQ(draw("", line + Path("one." + ending)), 0) << line;
+      ASSERT_EQ(draw("env -i LC_ALL=de_DE.UTF-8 TZ=Asia/Tokyo", line + Path("two." + ending)), 0) << line;
+      EXPECT_TRUE(Bytes("one." + ending) == Bytes("two." + ending)) << line;
+      EXPECT_EQ(Bytes("one." + ending).substr(1, 3), ending == "png" ? "PNG" : "?xm") << line;
+    }
+  }
+  for (const auto& [line, code, part] : std::initializer_list<std::tuple<const char*, int, const char*>>{
+           {"plot", 2, "OUT.png or OUT.svg"},
+           {"plot @out.png", 2, "plot takes an effect"},
+           {"plot chorus", 2, "ends in .png or .svg"},
+           {"plot chorus @out.jpg", 2, "ends in .png or .svg"},
+           {"plot chrus @out.png", 2, "did you mean chorus?"},
+           {"plot chorus --set delay=1000 @out.png", 2, "0.1 to 100 ms"},
+           {"plot chorus @out.png --set delay=1", 2, "in front of OUT"},
+           {"plot chorus --dork @out.png", 2, "did you mean --dark"},
+           {"plot chorus --bits 16 @out.png", 2, "no option \"--bits\""},
+           {"plot chorus --impulse --response @out.png", 2, "one of --impulse"},
+           {"plot chorus --automation @out.png", 2, "moves nothing"},
+           {"plot chorus --size 10x10 @out.png", 2, "320x200"},
+           {"plot chorus --scale 9 @out.png", 2, "1 to 4"},
+           {"plot chorus --in @in.wav @out.png", 2, "goes with --spectrogram"},
+           {"plot chorus --trim 0:1 @out.png", 2, "goes with --in"},
+           {"plot chorus --save-state @s @out.png", 2, "goes with render"},
+           {"plot --compare 1 @out.png", 2, "plot takes"},
+           {"plot --compare 1 99 chorus @out.png", 2, "presets 0 to 23"},
+           {"plot --compare chorus @in.wav @out.png", 2, "is no effect"},
+           {"plot --compare 1 2 chorus --preset 3 @out.png", 2, "cannot stand beside"},
+           {"plot chorus @kept.png", 1, "--overwrite"},
+           {"plot chorus --state @bad.state @kept.png --overwrite", 1, "no effect record"},
+           {"plot chorus @no/out.png", 1, "No such file"},
+           {"plot --compare @none.wav @in.wav @out.png", 1, "No such file"},
+           {"plot --spectrogram --in @kept.png chorus @out.png", 1, "no sound file"},
+       }) {
+    ExpectRefused(line, code, part);
+    EXPECT_EQ(Bytes("kept.png"), "kept") << line;
+  }
+}
+
+}  // namespace
+}  // namespace korva
+
+#endif
