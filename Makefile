@@ -1,7 +1,7 @@
 # A thin front: every target is one script or the build's own. `demo`, `test`, `bench` and `lint` install what is missing
 # first; the command alone needs a compiler, CMake, Ninja and the libraries that scripts/install-dependencies names.
 PREFIX ?= /usr/local
-.PHONY: korva install demo test bench lint fuzz soak screenshots plugins install-plugins package dist dependencies clean
+.PHONY: korva install demo test bench lint fuzz soak screenshots docs plugins install-plugins package dist dependencies clean
 
 korva:
 	@scripts/build-command $(PREFIX)
@@ -29,6 +29,9 @@ soak: dependencies
 
 screenshots: dependencies
 	@scripts/screenshots
+
+docs: dependencies
+	@scripts/docs
 
 plugins: dependencies
 	@scripts/plugins

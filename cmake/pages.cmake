@@ -15,9 +15,12 @@ set_source_files_properties(${dialogs} PROPERTIES OBJECT_DEPENDS
 target_sources(korva_resources PRIVATE ${dialogs})
 
 file(GLOB help_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/resources/help/*)
+file(GLOB help_plots CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/images/plots/*.png)
 set(help_folder ${CMAKE_BINARY_DIR}/help)
 add_custom_command(
   OUTPUT ${help_folder}/index.html
   COMMAND ${CMAKE_COMMAND} -E copy_directory ${CMAKE_SOURCE_DIR}/src/resources/help ${help_folder}
-  DEPENDS ${help_pages})
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${help_folder}/plots
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${help_plots} ${help_folder}/plots
+  DEPENDS ${help_pages} ${help_plots})
 add_custom_target(korva_help ALL DEPENDS ${help_folder}/index.html)

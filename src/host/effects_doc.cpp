@@ -1,9 +1,11 @@
 #include <ostream>
+#include <string_view>
 
 #include "frame/module_text.h"
 #include "host/listing.h"
 #include "host/nearest.h"
 #include "host/parameter_text.h"
+#include "host/words/doc_pictures.h"
 #include "qvkit/language.h"
 #include "qvkit/language_locales.h"
 
@@ -42,6 +44,10 @@ Check WriteEffectsDoc(std::ostream& out) {
     out << "\n| Preset | Name |\n|---|---|\n";
     for (std::int32_t i = 0; i < description.presets.count(); ++i) {
       out << "| " << i << " | " << PresetName(description, i) << " |\n";
+    }
+    for (const DocPicture& picture : DocPictures()) {
+      if (std::string_view(picture.effect) != description.name) continue;
+      out << "\n![" << picture.caption << "](images/plots/" << picture.file << ".png)\n\n" << picture.caption << ".\n";
     }
   }
   return std::nullopt;

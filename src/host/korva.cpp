@@ -9,6 +9,7 @@
 #include "host/lv2_preset.h"
 #include "host/nearest.h"
 #ifdef KORVA_PLOT
+#include "host/plot/doc_plots.h"
 #include "host/plot/plot_command.h"
 #endif
 #include "host/words/manual.h"
@@ -39,6 +40,10 @@ Check State(const PlainArguments& arguments, Streams& streams) {
 Check Docs(const PlainArguments& arguments, Streams& streams) {
   if (arguments.Has("--man")) return WriteManual(streams.out);
   if (arguments.Has("--bash")) return WriteBashCompletion(streams.out);
+#ifdef KORVA_PLOT
+  if (arguments.Has("--pictures")) return WriteDocCalls(streams.out);
+  if (arguments.Has("--numbers")) return WriteDocNumbers(streams.out);
+#endif
   return WriteEffectsDoc(streams.out);
 }
 
@@ -83,8 +88,14 @@ const std::vector<Command>& Commands() {
        &State},
       {"docs",
        {},
+#ifdef KORVA_PLOT
+       {"--man", "--bash", "--pictures", "--numbers"},
+       "writes the page of all effects, the manual page, the shell's completion, the calls of the page's pictures or "
+       "their numbers",
+#else
        {"--man", "--bash"},
        "writes the page of all effects, the manual page or the shell's completion",
+#endif
        &Docs},
   };
   return commands;

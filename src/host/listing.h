@@ -21,7 +21,7 @@ enum class StateForm : std::uint8_t { kTable, kText, kJson };
 /// Says which effect and form the record in a file is, and its values. `-` is `in`.
 Check DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out);
 
-/// `docs/effects.md`: every effect, parameter and preset.
+/// `docs/effects.md`: every effect, parameter and preset, with the pictures of some.
 Check WriteEffectsDoc(std::ostream& out);
 
 }  // namespace korva

@@ -136,7 +136,8 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
   const PlainSound& sound = run.back.sound;
   // As long as the page's own graph can be, and as short as everything still fits.
   double span = 500;
-  const double shown = ShownSeconds({&run, 1}) / kRoom * 1000;
+  constexpr double kFaintest = 1e-3;
+  const double shown = static_cast<double>(FramesAbove(sound, kFaintest)) * 1000 / sound.rate - 1;
   for (const double longer : {1000.0, 3000.0, 5000.0}) {
     if (shown > span) span = longer;
   }
@@ -162,7 +163,6 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
       if (bin <= bins && std::fabs(value) > std::fabs(highest[bin])) highest[bin] = value;
     }
     std::vector<Bar> taps, echoes;
-    constexpr double kFaintest = 1e-3;
     for (std::size_t bin = 0; bin <= bins; ++bin) {
       if (std::fabs(highest[bin]) < kFaintest) continue;
       if (bin > 0) peak = std::max(peak, std::fabs(highest[bin]));
@@ -181,14 +181,14 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     panel.y = {"gain (%)", -edge * kRoomAbove, edge * kRoomAbove, false, RoundTicks(-edge, edge, 4)};
     for (Bar& bar : panel.bars) bar.to = std::clamp(bar.to, panel.y.from, panel.y.to);
     // For the legend alone: curves without a point.
-    panel.curves = {{"the impulse itself", Ink::kSecond, CurveForm::kLine, {}},
+    panel.curves = {{"impulse", Ink::kSecond, CurveForm::kLine, {}},
                     {"taps", Ink::kFirst, CurveForm::kLine, {}},
-                    {"their echoes", Ink::kQuiet, CurveForm::kLine, {}}};
+                    {"echoes of them", Ink::kQuiet, CurveForm::kLine, {}}};
     panel.marks.push_back(TailMark(sound, run.impulseSeconds, 1000));
     if (panel.marks.back().at > span) panel.marks.back() = {span, panel.marks.back().text};
     picture.panels.push_back(std::move(panel));
   }
-  picture.note = "what comes back from one impulse; below the middle: inverted";
+  picture.note = "one impulse comes back; below the middle: inverted";
   return picture;
 }
 

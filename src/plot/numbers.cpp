@@ -25,11 +25,12 @@ float Highest(std::span<const float> samples) noexcept {
   return highest;
 }
 
-/// Adds the powers of windows that overlap by half, and answers how many there were.
+/// Adds the powers of windows that overlap by half, and answers how many there were. One that the end cut off would
+/// show a step that is not there.
 std::size_t AddWindows(std::span<const float> channel, PowerSpectrum& spectrum, std::span<const float> window,
                        std::span<double> sum) {
   std::size_t count = 0;
-  for (std::size_t at = 0; at == 0 || at + spectrum.size() / 2 < channel.size(); at += spectrum.size() / 2) {
+  for (std::size_t at = 0; at == 0 || at + spectrum.size() <= channel.size(); at += spectrum.size() / 2) {
     spectrum.Transform(channel.subspan(at, std::min(spectrum.size(), channel.size() - at)), window, sum);
     ++count;
   }

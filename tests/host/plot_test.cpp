@@ -143,6 +143,39 @@ TEST_F(PlotTest, TheSameCallGivesTheSameBytesAndBadOnesNothing) {
   }
 }
 
+// The pictures that the pages show were drawn from what the effects do now. `make docs` draws them anew.
+TEST_F(PlotTest, PicturesOfThePagesAreUpToDate) {
+  const std::filesystem::path source = KORVA_SOURCE_DIR, plots = source / "docs/images/plots";
+  std::ifstream file(plots / "numbers.txt");
+  std::istringstream now(KorvaLine("docs --numbers").out);
+  std::string was, is;
+  while (std::getline(now, is)) {
+    ASSERT_TRUE(std::getline(file, was)) << is;
+    std::istringstream left(was), right(is);
+    std::string name, old;
+    left >> old;
+    right >> name;
+    ASSERT_EQ(name, old);
+    EXPECT_TRUE(std::filesystem::exists(plots / (name.substr(0, name.size() - 1) + ".png"))) << name;
+    double before = 0, after = 0;
+    while (left >> before) {
+      ASSERT_TRUE(right >> after) << name;
+      // Other C libraries have other last places.
+      EXPECT_NEAR(before, after, 0.25 + std::fabs(before) * 0.01) << name;
+    }
+    EXPECT_FALSE(right >> after) << name;
+  }
+  EXPECT_FALSE(std::getline(file, was)) << was;
+  for (const auto& page : std::filesystem::directory_iterator(source / "src/resources/help")) {
+    std::ifstream html(page.path());
+    const std::string text{std::istreambuf_iterator<char>(html), {}}, start = "src=\"plots/";
+    for (std::size_t at = text.find(start); at != std::string::npos; at = text.find(start, at + 1)) {
+      const std::size_t from = at + start.size();
+      EXPECT_TRUE(std::filesystem::exists(plots / text.substr(from, text.find('"', from) - from))) << page.path();
+    }
+  }
+}
+
 }  // namespace
 }  // namespace korva
 
