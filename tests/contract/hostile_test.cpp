@@ -1,0 +1,248 @@
+#include <atomic>
+#include <limits>
+#include <thread>
+
+#include "audio/zeroed_buffer.h"
+#include "contract/subject.h"
+#include "support/memory_stream.h"
+#include "support/seed.h"
+#include "support/test_song.h"
+
+// What no host should do to an effect, and some do.
+namespace korva {
+namespace {
+
+/// The samples of a stream of noise through preset 2, from a start; a Reverb's low-pass, which keeps its memory over a
+/// restart, is switched off.
+Bytes FreshRun(const Instance& made, const FormatRecord& format, const Bytes& input) {
+  made.presets->SetPreset(2);
+  if (made.effect().name == std::string("reverb")) made.Set("high-on=0");
+  if (made.automation) made.automation->FlushEnvelope(0xFFFFFFFF, -1'000'000, 1'000'000);
+  TestGraph graph(*made.filter, format);
+  EXPECT_EQ(graph.Start(), S_OK);
+  EXPECT_EQ(graph.SendAll(input, 500), S_OK);
+  return graph.sink->pin.received;
+}
+
+/// Long lines and many channels are more than a test may take of memory; the rates past any stream's are refused.
+void Shorten(const EffectDescription& effect, std::uint32_t rate, void* block) {
+  for (const ParamDescriptor& row : effect.rows) {
+    const std::string name = row.name;
+    if (name != "delay" && !name.starts_with("tap-delay")) continue;
+    PutField(row, block, rate > 768000 ? 40 : std::min(FieldOf(row, block), 40.0));
+  }
+}
+
+TEST_P(Contract, NothingThatComesBreaksItAndAStartCuresAll) {
+  const Seed seed;
+  std::mt19937 random(seed);
+  const auto pick = [&](auto... choices) {
+    const std::common_type_t<decltype(choices)...> list[] = {choices...};
+    return list[random() % std::size(list)];
+  };
+  for (const std::uint32_t rate : {0U, 1U, 7U, 1999U, 44100U, 768000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{3}, std::uint16_t{32}}) {
+      // The most of both is 400 MB of lines.
+      if (rate == 768000 && channels == 32) continue;
+      const FormatRecord format = MakeFormat(kAllFormats[random() % 5], channels, rate);
+      SCOPED_TRACE(Describe(format));
+      const Instance made = Make();
+      {
+        TestGraph graph(*made.filter, format, {130});
+        ASSERT_EQ(graph.connected, S_OK);
+        const auto change = [&] {
+          Bytes block = made.Block();
+          Shuffle(effect(), block.data(), random);
+          if (random() % 4 == 0) {
+            for (std::uint8_t& byte : block) byte = static_cast<std::uint8_t>(random());
+          }
+          Shorten(effect(), rate, block.data());
+          made.parameters->WriteBlock(block.data());
+          MP_ENVELOPE_SEGMENT segment{pick(-5, 0, 7),
+                                      pick(-9, 7, 400000),
+                                      pick(-1e9F, 0.0F, 50.0F, std::nanf("")),
+                                      pick(-1e9F, 0.0F, 50.0F, std::nanf("")),
+                                      pick(MP_CURVE_LINEAR, MP_CURVE_JUMP, MP_CURVE_SQUARE),
+                                      0};
+          if (made.automation && random() % 3 == 0) {
+            made.automation->AddEnvelope(static_cast<DWORD>(random() % effect().rows.size()), 1, &segment);
+          }
+        };
+        change();
+        for (int stream = 0; stream < 2; ++stream) {
+          if (const HRESULT started = graph.Start(); FAILED(started)) {
+            EXPECT_EQ(started, E_OUTOFMEMORY);
+            EXPECT_GT(rate, 768000U);
+            continue;
+          }
+          for (int step = 0; step < 6; ++step) {
+            Bytes bytes(random() % (129U * format.blockAlign + 1));
+            for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
+            const bool tailOnly = made.inPlace != nullptr && random() % 3 == 0;
+            const std::size_t before = graph.sink->pin.received.size();
+            const HRESULT result = graph.Send(bytes, {pick(-1, 0, 1000, 10'000'000), random() % 4 == 0, tailOnly});
+            EXPECT_TRUE(result == S_OK || (result == E_OUTOFMEMORY && rate > 768000)) << result;
+            const std::size_t came = graph.sink->pin.received.size() - before;
+            if (result == S_OK && made.inPlace != nullptr) {
+              EXPECT_EQ(came / format.blockAlign, bytes.size() / format.blockAlign);
+            }
+            if (random() % 2 != 0) change();
+          }
+          // A sink that has enough ends the tail at once.
+          graph.sink->pin.answer = S_FALSE;
+          graph.source->pin.DeliverEndOfStream();
+          graph.sink->pin.answer = S_OK;
+          graph.Stop();
+        }
+      }
+      if (rate != 1999 && rate != 44100) continue;
+      const Bytes noise = NoiseBytes(format, 2000);
+      const Bytes cured = FreshRun(made, format, noise);
+      EXPECT_TRUE(cured == FreshRun(Make(), format, noise));
+      for (const double x : Decode(format, cured)) ASSERT_LT(std::fabs(x), 100.0);
+    }
+  }
+}
+
+// What the thread sanitizer looks at, by every road by which another thread may come in while audio runs.
+TEST_P(Contract, OtherThreadsMayChangeEverythingWhileAudioRuns) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
+  const Bytes noise = NoiseBytes(format, 64);
+  const Instance made = Make();
+  {
+    TestGraph graph(*made.filter, format, {64});
+    ASSERT_EQ(graph.Start(), S_OK);
+    std::atomic<bool> over{false};
+    std::atomic<int> rounds{0};
+    std::thread page([&] {
+      std::mt19937 random(1);
+      for (; !over; ++rounds) {
+        Bytes block = made.Block();
+        Shuffle(effect(), block.data(), random);
+        Shorten(effect(), 8000, block.data());
+        for (std::size_t row = 0; row < effect().rows.size(); ++row) made.parameters->WriteRow(row, block.data());
+        if (rounds % 3 == 0) made.parameters->WriteBlock(block.data());
+        if (rounds % 7 == 0) made.presets->SetPreset(static_cast<LONG>(random() % 4));
+        if (made.inPlace != nullptr) made.inPlace->FloatQuery();
+        if (made.inPlace != nullptr && rounds % 5 == 0) made.inPlace->FloatReset(rounds % 2);
+        LONG value = 0;
+        if (made.automation) CallSlot(made.property.Get(), 9), CallSlot(made.property.Get(), 10);
+        CallSlot(made.property.Get(), 7, &value);
+      }
+    });
+    std::thread host([&] {
+      TestSong song({{0, 12000}});
+      const auto synth = Query<IMfxSoftSynth>(made.object.Get());
+      for (LONG i = 0; !over; ++i) {
+        MemoryStream stream;
+        made.record->Save(&stream, TRUE);
+        made.record->IsDirty();
+        made.record->Load(&stream);
+        if (made.automation) {
+          const auto row = static_cast<DWORD>(i) % static_cast<DWORD>(effect().rows.size());
+          MP_ENVELOPE_SEGMENT segments[] = {{i % 7, 5000 + i % 7, 1, 90, MP_CURVE_LINEAR, 0},
+                                            {6000, 90000, 80, 2, MP_CURVE_SQUARE, 0}};
+          made.automation->AddEnvelope(row, 2, segments);
+          made.automation->SetParam(row, static_cast<float>(i % 2));
+          made.automation->FlushEnvelope(0xFFFFFFFF, i % 50, 7000);
+        }
+        if (!synth) continue;
+        song.ConnectTo(*synth.Get());
+        synth->OnStart(0);
+        synth->OnLoop(0, 480);
+        synth->Disconnect();
+      }
+    });
+    for (int i = 0; i < 150 || rounds < 100; ++i) {
+      graph.sink->pin.received.clear();
+      EXPECT_EQ(graph.Send(noise, {i * 80'000, i % 50 == 0, made.inPlace != nullptr && i % 20 == 19}), S_OK);
+      if (i % 20 == 19) continue;  // a tail-only sample holds what the host left in it
+      for (const double x : Decode(format, graph.sink->pin.received)) ASSERT_LT(std::fabs(x), 1e6);
+    }
+    over = true;
+    page.join();
+    host.join();
+  }
+  EXPECT_TRUE(FreshRun(made, format, noise) == FreshRun(Make(), format, noise));
+}
+
+TEST_P(Contract, AFailedAllocationIsAnsweredAndTheNextStartRuns) {
+  for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{3}}) {
+    const FormatRecord format = MakeFormat(SampleFormat::kFloat32, channels, 8000);
+    const Bytes input = NoiseBytes(format, 6000);
+    const char* const settings =
+        effect().name == std::string("pitch-shift") ? "preserve-duration=1 transposition=1.3" : "";
+    const auto run = [&](const Instance& made, HRESULT& outcome) {
+      TestGraph graph(*made.filter, format);
+      if (effect().name == std::string("reverb")) made.Set("high-on=0");
+      outcome = graph.Start();
+      if (outcome != S_OK) {
+        EXPECT_TRUE(made.filter->IsStopped());
+        TestSample sample(input);
+        EXPECT_EQ(graph.input().Receive(&sample), VFW_E_WRONG_STATE);
+      } else {
+        outcome = graph.SendAll(input, 1000);
+      }
+      FailAllocationsAfter(-1);
+      graph.Stop();
+      return graph.sink->pin.received;
+    };
+    HRESULT outcome = S_OK;
+    const Bytes expected = run(Make(settings), outcome);
+    const Instance made = Make(settings);
+    int failures = -1;
+    do {
+      FailAllocationsAfter(++failures);
+      const Bytes output = run(made, outcome);
+      EXPECT_TRUE(outcome == S_OK ? output == expected : outcome == E_OUTOFMEMORY) << failures << ": " << outcome;
+      if (made.inPlace != nullptr) {
+        FailAllocationsAfter(failures);
+        const HRESULT started = made.inPlace->FloatStart(channels, 8000);
+        FailAllocationsAfter(-1);
+        float frame[3] = {};
+        EXPECT_TRUE(started == S_OK || (started == E_OUTOFMEMORY && outcome == started)) << started;
+        EXPECT_EQ(made.inPlace->FloatProcess(frame, 1, 0), started == S_OK ? S_OK : VFW_E_WRONG_STATE);
+        EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
+      }
+      HRESULT again = S_OK;
+      EXPECT_TRUE(run(made, again) == expected) << failures;
+    } while (outcome != S_OK && failures < 100);
+    EXPECT_GT(failures, 0);
+    EXPECT_LT(failures, 100);
+  }
+}
+
+// Nor does a change, where memory was reserved for all that rows can ask for.
+TEST_P(Contract, ARunningStreamAsksForNoMemory) {
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
+  Bytes noise = NoiseBytes(format, 1000);
+  {
+    const Instance made = Make();
+    TestGraph graph(*made.filter, format);
+    ASSERT_EQ(graph.Start(), S_OK);
+    for (int i = 0; i < 10; ++i) {
+      if (i == 5) FailAllocationsAfter(0);
+      EXPECT_EQ(graph.Send(noise, {-1, i == 0, false}), S_OK);
+    }
+    FailAllocationsAfter(-1);
+  }
+  const Seed seed;
+  std::mt19937 random(seed);
+  const Instance made = Make();
+  if (made.inPlace == nullptr) return;
+  made.inPlace->ReserveForRows(true);
+  ASSERT_EQ(made.inPlace->FloatStart(2, 8000), S_OK);
+  FailAllocationsAfter(0);
+  for (int i = 0; i < 200; ++i) {
+    Bytes block = made.Block();
+    Shuffle(effect(), block.data(), random);
+    made.parameters->WriteRow(random() % effect().rows.size(), block.data());
+    if (i % 10 == 0) made.parameters->WriteBlock(block.data());
+    EXPECT_EQ(made.inPlace->FloatProcess(reinterpret_cast<float*>(noise.data()), 100, 0), S_OK);
+  }
+  FailAllocationsAfter(-1);
+  EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
+}
+
+}  // namespace
+}  // namespace korva

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+#include <string>
+
+#include "frame/in_place_filter.h"
+#include "frame/row_values.h"
+#include "support/test_graph.h"
+
+namespace korva {
+
+/// An effect that a test made, by all the ways that lead to it, whichever effect it is.
+struct Instance {
+  ComPtr<IBaseFilter> object;
+  CTransformFilter* filter = nullptr;
+  BlockHolder* parameters = nullptr;
+  ComPtr<IUnknown> property;            // with the slots of its property interface
+  CQvInPlaceFilter* inPlace = nullptr;  // null for the two that change the length
+  ComPtr<IPersistStream> record;
+  ComPtr<IStaticFilterPreset> presets;
+  ComPtr<IMediaParams> automation;  // null for the three that have none
+
+  const EffectDescription& effect() const { return parameters->effect(); }
+  Bytes Block() const {
+    Bytes block(effect().blockSize);
+    parameters->ReadBlock(block.data());
+    return block;
+  }
+  /// Sets rows by name, in block units: "delay=10 decay=1".
+  void Set(const std::string& settings) const;
+};
+
+/// One of the six effects, and what about it a test has to know beforehand.
+struct Subject {
+  const EffectDescription& effect;
+  Instance (*make)();
+  /// Rows in the order of the property interface's slots. A star: any value is taken. A hat: unsigned, so that what is
+  /// below 0 is far above. A number: held to it at the upper end.
+  const char* slots;
+  int slotsOfRow;  // 5 with automation, 2 without
+  bool startsDirty;
+};
+
+inline void PrintTo(const Subject& subject, std::ostream* out) {
+  *out << subject.effect.name;
+}
+
+/// All six, in the order in which they are listed.
+const std::vector<Subject>& Subjects();
+
+/// A test of all effects: its parameter is the subject.
+class Contract : public testing::TestWithParam<Subject> {
+ protected:
+  void TearDown() override { EXPECT_EQ(CBaseObject::ObjectsActive(), objects_) << "an object outlives its test"; }
+  const EffectDescription& effect() const { return GetParam().effect; }
+  Instance Make(const std::string& settings = "") const {
+    Instance made = GetParam().make();
+    made.Set(settings);
+    return made;
+  }
+  bool InPlace() const { return Make().inPlace != nullptr; }
+
+ private:
+  const long objects_ = CBaseObject::ObjectsActive();
+};
+
+/// The row of that name.
+inline const ParamDescriptor& RowNamed(const EffectDescription& effect, const std::string& name) {
+  for (const ParamDescriptor& row : effect.rows) {
+    if (name == row.name) return row;
+  }
+  ADD_FAILURE() << effect.name << " has no " << name;
+  return effect.rows[0];
+}
+
+/// A field of a block as a number in block units, whatever its storage.
+inline double FieldOf(const ParamDescriptor& row, const void* block) {
+  double value = 0;
+  if (row.storage != Storage::kDouble) return LoadField(row, block);
+  std::memcpy(&value, static_cast<const std::uint8_t*>(block) + row.blockOffset, sizeof value);
+  return value;
+}
+inline void PutField(const ParamDescriptor& row, void* block, double value) {
+  if (row.storage != Storage::kDouble) return StoreField(row, block, static_cast<std::int32_t>(value));
+  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &value, sizeof value);
+}
+
+/// Fills a block from a random preset and moves about half of its rows, one in three of those to an end of its range.
+/// The same numbers of `random` give the same block everywhere. Bypass stays off.
+template <class Random>
+void Shuffle(const EffectDescription& effect, void* block, Random& random) {
+  const auto upTo = [&](double most) { return std::floor(static_cast<double>(random() % 65536) / 65536 * (most + 1)); };
+  std::memcpy(block, effect.presets.Block(static_cast<std::int32_t>(upTo(effect.presets.count() - 1))),
+              effect.blockSize);
+  for (const ParamDescriptor& row : effect.rows) {
+    if (row.name == std::string("bypass")) continue;
+    const double kind = upTo(5), value = row.externalMin + upTo(row.externalMax - row.externalMin);
+    if (kind == 0) PutField(row, block, random() % 2 == 0 ? row.externalMin : row.externalMax);
+    if (kind == 1 || kind == 2) PutField(row, block, value);
+  }
+}
+
+/// One operation of an interface by its slot, as hosts in other languages call it.
+template <class... Arguments>
+HRESULT CallSlot(IUnknown* object, std::size_t slot, Arguments... arguments) {
+  void* const* const table = *reinterpret_cast<void* const* const*>(object);
+  return reinterpret_cast<HRESULT (*)(IUnknown*, Arguments...)>(table[slot])(object, arguments...);
+}
+
+}  // namespace korva
