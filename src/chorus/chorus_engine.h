@@ -72,6 +72,8 @@ class ChorusEngine {
   bool engineReady() const noexcept { return engineReady_; }  ///< the last full recompute succeeded
 
  private:
+  friend struct PlainChorus;  // the same frame by frame, which tests hold it against
+
   // A bit beside those of the rows: with a rebuild, also clear the lines and reset the write positions.
   static constexpr std::uint32_t kWipe = 4;
   // Frames that are worked together. The positions of a block are found first, then its samples; they do not depend

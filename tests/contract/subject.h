@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <random>
 #include <string>
 
+#include "contract/shuffle.h"
 #include "frame/in_place_filter.h"
-#include "frame/row_values.h"
 #include "support/test_graph.h"
 
 namespace korva {
@@ -74,33 +73,6 @@ inline const ParamDescriptor& RowNamed(const EffectDescription& effect, const st
   }
   ADD_FAILURE() << effect.name << " has no " << name;
   return effect.rows[0];
-}
-
-/// A field of a block as a number in block units, whatever its storage.
-inline double FieldOf(const ParamDescriptor& row, const void* block) {
-  double value = 0;
-  if (row.storage != Storage::kDouble) return LoadField(row, block);
-  std::memcpy(&value, static_cast<const std::uint8_t*>(block) + row.blockOffset, sizeof value);
-  return value;
-}
-inline void PutField(const ParamDescriptor& row, void* block, double value) {
-  if (row.storage != Storage::kDouble) return StoreField(row, block, static_cast<std::int32_t>(value));
-  std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &value, sizeof value);
-}
-
-/// Fills a block from a random preset and moves about half of its rows, one in three of those to an end of its range.
-/// The same numbers of `random` give the same block everywhere. Bypass stays off.
-template <class Random>
-void Shuffle(const EffectDescription& effect, void* block, Random& random) {
-  const auto upTo = [&](double most) { return std::floor(static_cast<double>(random() % 65536) / 65536 * (most + 1)); };
-  std::memcpy(block, effect.presets.Block(static_cast<std::int32_t>(upTo(effect.presets.count() - 1))),
-              effect.blockSize);
-  for (const ParamDescriptor& row : effect.rows) {
-    if (row.name == std::string("bypass")) continue;
-    const double kind = upTo(5), value = row.externalMin + upTo(row.externalMax - row.externalMin);
-    if (kind == 0) PutField(row, block, random() % 2 == 0 ? row.externalMin : row.externalMax);
-    if (kind == 1 || kind == 2) PutField(row, block, value);
-  }
 }
 
 /// One operation of an interface by its slot, as hosts in other languages call it.

@@ -30,19 +30,7 @@ TEST(EchoResponse, ComesOutAsWorkedByHand) {
     std::int32_t span;
     std::map<std::int32_t, std::int32_t> echoes;  // all there are from 1 ms on
   } kCases[] = {
-      {"full feedback fills the span",
-       Taps({{500, 100}}, 100),
-       5000,
-       {{500, 10000},
-        {1000, 10000},
-        {1500, 10000},
-        {2000, 10000},
-        {2500, 10000},
-        {3000, 10000},
-        {3500, 10000},
-        {4000, 10000},
-        {4500, 10000},
-        {5000, 10000}}},
+      {"full feedback fills the span", Taps({{500, 100}}, 100), 1499, {{500, 10000}, {1000, 10000}}},
       {"no feedback, no echoes", Taps({{10, 100}, {20, -50}}, 0), 500, {}},
       {"half comes back each time",
        Taps({{200, 100}}, 50),

@@ -90,6 +90,8 @@ class EchomtEngine {
   std::uint32_t tailLeft() const noexcept { return tailLeft_; }     ///< frames
 
  private:
+  friend struct PlainEchomt;  // the same frame by frame, which tests hold it against
+
   // The parameters, and whether they or what the lines are built from changed since the last time.
   struct Fetched {
     EchomtParams params;
