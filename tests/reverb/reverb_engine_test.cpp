@@ -1,65 +1,51 @@
+#include "reverb/reverb_engine.h"
+
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
+#include <atomic>
+
+#include "platform/denormals.h"
 #include "reverb/reverb_params.h"
-#include "reverb_oracle.h"
-#include "reverb_rig.h"
+#include "support/signals.h"
 
 namespace korva {
 namespace {
 
-const ReverbParams& Preset(std::int32_t index) {
-  return *static_cast<const ReverbParams*>(kReverbEffect.presets.Block(index));
-}
-
-TEST(ReverbEngine, SamplesAreThoseOfTheOracleHoweverTheStreamIsCut) {
-  const auto seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 random(seed);
-  constexpr std::size_t kFrames = 6000;
-  // Every mode with its number of combs, the shortest and the longest pre-delay.
-  for (std::int32_t mode = 0; mode < kReverbModes; ++mode) {
-    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{3}}) {
-      for (const bool vector : {false, true}) {
-        if (vector && channels != 2) continue;
-        ReverbParams params = RandomParams(random);
-        params.reverbMode = mode;
-        if (mode < 3) params.preDelayMs = 100 * mode;
-        const double rate = mode % 2 == 0 ? 44100 : 8000;
-        SCOPED_TRACE(testing::Message() << "mode " << mode << ", channels " << channels << ", vector " << vector);
-        Rig rig(params, SampleFormat::kFloat64, channels, static_cast<std::uint32_t>(rate), vector);
-        ReverbOracle oracle(params, channels, rate, vector);
-        for (int part = 0; part < 2; ++part) {
-          auto expected = GridNoise(kFrames * channels);
-          std::fill(expected.end() - 1000 * channels, expected.end(), 0.0);
-          const auto cut = static_cast<std::uint32_t>(1 + random() % 500);
-          const auto output = rig.Run(expected, cut, part == 0 ? ModeRestart : ModeContinue);
-          for (std::size_t i = 0; i < expected.size(); i += channels) oracle.Run(&expected[i]);
-          if (vector) {
-            EXPECT_LT(LargestDifference(output, expected), 1e-12);
-          } else {
-            EXPECT_EQ(output, expected);
-          }
-          // What a setter changes leaves the lines alone.
-          params = RandomParams(random);
-          rig.store.block = params;
-          rig.store.changed = true;
-          oracle.Refresh(params);
-        }
-      }
-    }
+/// An engine on a stream of doubles, with its parameters.
+struct Rig : ParamSource<ReverbParams> {
+  Rig(const ReverbParams& params, std::uint16_t channelCount, std::uint32_t rate = 44100)
+      : block(params), channels(channelCount) {
+    engine.SetFormat(MakeFormat(SampleFormat::kFloat64, channels, rate));
   }
-}
+  bool FetchParams(ReverbParams& out) noexcept override {
+    out = block;
+    return false;
+  }
+  std::vector<double> Run(std::vector<double> samples, std::int32_t mode = ModeContinue) {
+    auto frames = static_cast<std::uint32_t>(samples.size() / channels);
+    EXPECT_EQ(engine.ReverbProcess(mode, samples.data(), frames, false), 0);
+    return samples;
+  }
+
+  ReverbParams block;
+  std::uint16_t channels;
+  ReverbEngine engine{*this};
+};
+
+constexpr ReverbParams kBlock{0, -200, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0};
 
 TEST(ReverbEngine, OnlyARestartOfTheVectorKernelLeavesTheFlushBitsOn) {
   const unsigned before = _mm_getcsr() & ~0x8040U;
   for (const bool vector : {false, true}) {
     for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}}) {
       _mm_setcsr(before);
-      Rig rig(Preset(0), SampleFormat::kFloat32, channels, 44100, vector);
+      Rig rig(kBlock, channels);
+      rig.engine.UseVectorKernel(vector);
+      ASSERT_EQ(rig.engine.ReverbReset(), 0);
       rig.Run(GridNoise(600));
       EXPECT_EQ(_mm_getcsr() & 0x8040U, 0U);
-      rig.Run(GridNoise(600), 100, ModeRestart);
+      rig.Run(GridNoise(600), ModeRestart);
       EXPECT_EQ(_mm_getcsr() & 0x8040U, vector && channels == 2 ? 0x8040U : 0U);
     }
   }
@@ -68,11 +54,12 @@ TEST(ReverbEngine, OnlyARestartOfTheVectorKernelLeavesTheFlushBitsOn) {
 
 TEST(ReverbEngine, CombsAloneDecayInTheSetTime) {
   const auto burst = GridNoise(4410);
-  for (std::int32_t mode = 0; mode < kReverbModes; ++mode) {
-    const ReverbParams block = {-800, 0, -800, mode, 0, 20, 0, 0, 500, 0, 5000, 0};
+  for (std::int32_t mode = 0; mode < 19; ++mode) {
+    Rig rig({-800, 0, -800, mode, 0, 20, 0, 0, 500, 0, 5000, 0}, 1);
+    ASSERT_EQ(rig.engine.ReverbReset(), 0);
     std::vector<double> input(4 * 44100);
     std::copy(burst.begin(), burst.end(), input.begin());
-    auto output = Rig(block, SampleFormat::kFloat64, 1).Run(input);
+    auto output = rig.Run(input);
     double energy = 0;
     for (auto i = output.rbegin(); i != output.rend(); ++i) *i = energy += *i * *i;
     const double start = output[8820];
@@ -85,59 +72,113 @@ TEST(ReverbEngine, CombsAloneDecayInTheSetTime) {
   }
 }
 
-TEST(ReverbEngine, WhateverAllocationFailsTheEngineSaysSoAndComesBack) {
-  const auto input = GridNoise(600);
-  // A stereo stream has two combs more than mono; of three channels two share their lines.
-  for (const auto& [channels, allocations] : {std::pair<std::uint16_t, int>{1, 12}, {2, 14}, {3, 24}}) {
-    const auto expected = Rig(Preset(0), SampleFormat::kFloat32, channels).Run(input);
-    int failures = 0;
-    for (int allowed = 0;; ++allowed) {
-      FailAllocationsAfter(allowed);
-      Rig rig(Preset(0), SampleFormat::kFloat32, channels);
-      if (rig.started == 0) break;
-      ++failures;
-      EXPECT_EQ(rig.started, kEngineOutOfMemory);
-      EXPECT_FALSE(rig.engine.engineReady());
-      EXPECT_EQ(rig.Run(input), input);
-      EXPECT_EQ(rig.result, kEngineOutOfMemory);
-      std::uint32_t frames = 100;
-      EXPECT_EQ(rig.engine.ReverbProcess(ModeFlush, nullptr, frames, false), kFinished);
-      EXPECT_EQ(frames, 0U);
-      FailAllocationsAfter(-1);
-      EXPECT_EQ(rig.Run(input), expected);
+// Early reflections alone: when, how loud (in percent, of one side or both) and where each comes.
+TEST(ReverbEngine, EarlyReflectionsComeWhenAndWhereTheirStyleSays) {
+  const struct {
+    std::int32_t style;
+    std::size_t frames[3];  // at 100 kHz, the first two a little late
+    int left[3], right[3];  // thousandths
+  } rows[] = {
+      {0, {616, 1719, 2930}, {396, -87, 111}, {64, -513, 99}},
+      {3, {1606, 3020, 5509}, {142, -800, 252}, {648, 0, 148}},
+      {9, {1606, 3020, 5509}, {711, -760, 250}, {79, -40, 150}},
+  };
+  for (const auto& row : rows) {
+    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}}) {
+      Rig rig({-800, -800, 0, 0, row.style, 20, 0, 0, 500, 0, 5000, 0}, channels, 100'000);
+      ASSERT_EQ(rig.engine.ReverbReset(), 0);
+      std::vector<double> input(6000U * channels);
+      input[0] = 1;
+      const auto output = rig.Run(input);
+      for (std::size_t i = 0; i < output.size(); ++i) {
+        double expected = 0;
+        for (std::size_t t = 0; t < 3; ++t) {
+          if (i / channels != row.frames[t]) continue;
+          const int both = row.left[t] + row.right[t];
+          expected = channels == 1 ? both : i % 2 == 0 ? row.left[t] : row.right[t];
+        }
+        ASSERT_NEAR(output[i] * 1000, expected, 1.01) << "style " << row.style << ", frame " << i / channels;
+      }
     }
-    FailAllocationsAfter(-1);
-    EXPECT_EQ(failures, allocations);
   }
 }
 
 TEST(ReverbEngine, NothingRunsWithoutAStartOrAFormat) {
-  StandInStore store;
-  ReverbEngine engine(store);
+  Rig rig(kBlock, 2, 0xFFFFFFFF);
   const auto process = [&](std::int32_t mode) {
     std::uint32_t frames = 64;
-    const auto result = engine.ReverbProcess(mode, nullptr, frames, false);
+    const auto result = rig.engine.ReverbProcess(mode, nullptr, frames, false);
     EXPECT_EQ(frames, 0U);
     return result;
   };
   EXPECT_EQ(process(ModeContinue), kEngineFailed);
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 33, 44100));
+  rig.engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 33, 44100));
   EXPECT_EQ(process(ModeRestart), kEngineFailed);
-  engine.ReverbRelease();
+  rig.engine.ReverbRelease();
   // A format and a refresh while stopped must cost nothing.
   FailAllocationsAfter(0);
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 2, 0xFFFFFFFF));
-  EXPECT_EQ(engine.UpdateEngine(store.block, ModeRestart), 0);
+  rig.engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 2, 0xFFFFFFFF));
+  EXPECT_EQ(rig.engine.UpdateEngine(rig.block, ModeRestart), 0);
   FailAllocationsAfter(-1);
   EXPECT_EQ(process(ModeContinue), kEngineFailed);
   EXPECT_EQ(process(ModeFlush), kFinished);
-  EXPECT_EQ(engine.ReverbReset(), kEngineOutOfMemory);
+  EXPECT_EQ(rig.engine.ReverbReset(), kEngineOutOfMemory);
+  EXPECT_EQ(process(ModeFlush), kFinished);
   // The longest comb of all is granted by itself; all channels' together are not.
-  store.block.reverbMode = 6;
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 8'000'000));
-  EXPECT_EQ(engine.ReverbReset(), kEngineOutOfMemory);
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 768'000));
-  EXPECT_EQ(engine.ReverbReset(), 0);
+  rig.block.reverbMode = 6;
+  rig.engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 8'000'000));
+  EXPECT_EQ(rig.engine.ReverbReset(), kEngineOutOfMemory);
+  rig.engine.SetFormat(MakeFormat(SampleFormat::kFloat32, 32, 768'000));
+  EXPECT_EQ(rig.engine.ReverbReset(), 0);
+}
+
+TEST(ReverbTeam, SamplesDoNotDependOnHowManyThereAre) {
+  const struct {
+    std::uint16_t channels;
+    std::size_t threads;  // more than channels, than the system grants
+    int granted;          // below 0 all
+    bool flushes;         // the caller's treatment of small numbers holds in the team
+  } rows[] = {{3, 2, -1, false}, {3, 9, -1, false},   {6, 4, 0, false},
+              {32, 5, 2, false}, {32, 32, -1, false}, {4, 4, -1, true}};
+  for (const auto& row : rows) {
+    // Falls below the normal numbers within the run.
+    auto input = GridNoise(5000U * row.channels);
+    for (double& x : input) x *= row.flushes ? 1e-307 : 1;
+    const unsigned control = _mm_getcsr();
+    if (row.flushes) platform::SetFlushDenormals();
+    std::vector<double> outputs[2];
+    for (const bool team : {false, true}) {
+      ReverbTeam::GrantThreads(row.granted);
+      Rig rig(kBlock, row.channels);
+      rig.engine.UseThreads(team ? row.threads : 1);
+      EXPECT_EQ(rig.engine.ReverbReset(), 0);
+      outputs[team] = rig.Run(input);
+      ReverbTeam::GrantThreads(-1);
+    }
+    _mm_setcsr(control);
+    EXPECT_EQ(outputs[1], outputs[0]) << row.channels << " channels, " << row.threads << " threads";
+  }
+}
+
+TEST(ReverbTeam, EveryItemIsWorkedOnceAndNoThreadOutlivesAStop) {
+  ReverbTeam team;
+  for (const std::size_t size : {1U, 4U, 2U, 32U}) {
+    team.Start(size);
+    team.Start(size);
+    EXPECT_EQ(team.size(), size);
+    for (std::size_t items = 1; items < 60; ++items) {
+      std::array<std::atomic<int>, 64> done{};
+      team.Run(
+          items,
+          [](void* context, std::size_t first, std::size_t last) {
+            for (; first < last; ++first) ++(*static_cast<std::array<std::atomic<int>, 64>*>(context))[first];
+          },
+          &done);
+      for (std::size_t i = 0; i < done.size(); ++i) EXPECT_EQ(done[i], i < items) << i << " of " << items;
+    }
+    team.Stop();
+    EXPECT_EQ(team.size(), 1U);
+  }
 }
 
 }  // namespace
