@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "pitchtime/pitchs_filter.h"
 #include "pitchtime/time_filter.h"
 #include "platform/services.h"
-#include "support/memory_stream.h"
 #include "support/test_graph.h"
 
 namespace korva {
@@ -380,127 +377,6 @@ TEST_F(StretchFilter, AsksForBuffersOfFourTimesTheInputsSize) {
   ALLOCATOR_PROPERTIES largest{0, std::numeric_limits<LONG>::max() / 2, 0, 0};
   EXPECT_EQ(filter->DecideBufferSize(*allocator.Get(), largest), S_OK);
   EXPECT_EQ(largest.cbBuffer, std::numeric_limits<LONG>::max());
-}
-
-/// One operation of an interface by its slot, as hosts in other languages call it.
-template <class... Arguments>
-HRESULT CallSlot(IUnknown* object, std::size_t slot, Arguments... arguments) {
-  void* const* const table = *reinterpret_cast<void* const* const*>(object);
-  return reinterpret_cast<HRESULT (*)(IUnknown*, Arguments...)>(table[slot + 2])(object, arguments...);
-}
-
-/// Sets by a slot and expects `kept` of the getter before it; setting it again must leave the effect clean.
-template <class Value>
-void ExpectKept(IUnknown* property, std::size_t slot, Value set, Value kept) {
-  const ComPtr<IPersistStream> state = Query<IPersistStream>(property);
-  MemoryStream saved;
-  for (const HRESULT dirty : {S_OK, S_FALSE}) {
-    state->Save(&saved, TRUE);
-    Value value{};
-    EXPECT_EQ(CallSlot(property, slot, set), S_OK) << slot;
-    EXPECT_EQ(CallSlot(property, slot - 1, &value), S_OK) << slot;
-    EXPECT_EQ(value, kept) << slot;
-    EXPECT_EQ(state->IsDirty(), dirty) << slot;
-  }
-}
-
-TEST_F(StretchFilter, PropertySlotsHoldValuesToTheirRanges) {
-  Owned<CQvPitchs> pitchFilter;
-  Owned<CQvTime> timeFilter;
-  const auto pitch = pitchFilter.As<IQvPitchsProp>();
-  const auto time = timeFilter.As<IQvTimeProp>();
-  const std::tuple<IUnknown*, std::size_t, LONG, LONG> whole[] = {
-      {pitch.Get(), 6, 51, 50},    {pitch.Get(), 8, -1001, -1000}, {pitch.Get(), 10, 99, 99}, {pitch.Get(), 12, 7, 7},
-      {pitch.Get(), 14, -3, -3},   {pitch.Get(), 18, 2, 2},        {time.Get(), 8, 77, 77},   {time.Get(), 10, 0, 0},
-      {time.Get(), 10, -1, 50000}, {time.Get(), 14, 5, 5}};
-  for (const auto& [property, slot, set, kept] : whole) ExpectKept(property, slot, set, kept);
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  const std::tuple<IUnknown*, std::size_t, double, double> reals[] = {
-      {pitch.Get(), 16, -2.5, -2.5}, {pitch.Get(), 20, -1.0, 0.0},      {pitch.Get(), 20, 1e12, 225306900.0},
-      {time.Get(), 6, kNan, 5000.0}, {time.Get(), 6, 50001.0, 50000.0}, {time.Get(), 12, 1e12, 793800000.0}};
-  for (const auto& [property, slot, set, kept] : reals) ExpectKept(property, slot, set, kept);
-  for (const auto& [property, tail] : {std::pair<IUnknown*, std::size_t>{pitch.Get(), 21}, {time.Get(), 15}}) {
-    LONG value = 9;
-    DWORD rate = 0;
-    WAVEFORMATEX format{};
-    EXPECT_EQ(CallSlot(property, tail), S_OK);
-    EXPECT_EQ(CallSlot(property, tail + 1, &value), S_OK);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(CallSlot(property, tail + 2, LONG{42}), S_OK);
-    EXPECT_EQ(CallSlot(property, tail + 3, &value), S_OK);
-    EXPECT_EQ(value, 42);
-    EXPECT_EQ(CallSlot(property, tail + 4, &rate), E_FAIL);
-    EXPECT_EQ(rate, 44100U);
-    EXPECT_EQ(CallSlot(property, 3, &format, LONG{1}), VFW_E_NOT_CONNECTED);
-  }
-}
-
-TEST_F(StretchFilter, RecordsOfBothFormsLoadAndPresetsAreInTune) {
-  const auto record = [](const EffectDescription& effect, std::size_t form, auto block) {
-    const RecordHeader header{effect.forms[form].size, effect.forms[form].id};
-    Bytes bytes(sizeof header + sizeof block);
-    std::memcpy(bytes.data(), &header, sizeof header);
-    std::memcpy(&bytes[sizeof header], &block, sizeof block);
-    return bytes;
-  };
-  const PitchsParams shift{51, 5, 3, 1, 4, 77, 1.5, 1, 78, 9.0}, held{50, 5, 3, 1, 4, 77, 1.5, 1, 78, 9.0};
-  Owned<CQvPitchs> pitch;
-  MemoryStream loaded(record(kPitchsEffect, 0, shift)), saved;
-  EXPECT_EQ(pitch->Load(&loaded), S_OK);  // held to the range, and loaded all the same
-  EXPECT_EQ(pitch->Save(&saved, TRUE), S_OK);
-  EXPECT_EQ(saved.bytes, record(kPitchsEffect, 0, held));
-  EXPECT_EQ(pitch->SetParams(&shift), E_FAIL);
-
-  const TimeParams fresh{10000, 0, 12000, 2646000, 0, 0}, stretch{15000, 3, 9000, 5.0, 2, 77};
-  const std::tuple<Bytes, HRESULT, TimeParams> rows[] = {
-      {record(kTimeEffect, 0, stretch), S_OK, stretch},
-      {record(kTimeEffect, 1, TimeParams{1500, 3, 900, 5.0, 2, 77}), S_OK, stretch},
-      {record(kTimeEffect, 1, TimeParams{400, 3, 6000, 5.0, 2, 77}), S_OK, {5000, 3, 50000, 5.0, 2, 77}},
-      {record(kPitchsEffect, 0, shift), E_FAIL, fresh}};
-  for (const auto& [bytes, result, kept] : rows) {
-    Owned<CQvTime> time;
-    MemoryStream stream(bytes), again;
-    EXPECT_EQ(time->Load(&stream), result);
-    EXPECT_EQ(time->Save(&again, TRUE), S_OK);
-    EXPECT_EQ(again.bytes, record(kTimeEffect, 0, kept));
-  }
-  for (std::int32_t i = 0; i < kPitchsEffect.presets.count(); ++i) {
-    const auto& block = *static_cast<const PitchsParams*>(kPitchsEffect.presets.Block(i));
-    EXPECT_NEAR(block.transposition, TranspositionOf(block.semitones, block.centTenths), 1e-4);
-  }
-}
-
-TEST_F(StretchFilter, SettersOnAnotherThreadNeverBreakAStream) {
-  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
-  const Bytes noise = NoiseBytes(format, 500);
-  const auto hammer = [&](auto& filter, auto set) {
-    TestGraph graph(filter, format);
-    ASSERT_EQ(graph.Start(), S_OK);
-    std::atomic<bool> stop{false};
-    std::thread writer([&] {
-      for (LONG i = 0; !stop; i = (i * 5 + 3) % 1024) set(filter, i);
-    });
-    for (int i = 0; i < 200; ++i) EXPECT_EQ(graph.Send(noise, {0, i % 50 == 0, false}), S_OK);
-    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), S_OK);
-    stop = true;
-    writer.join();
-    for (const double x : Decode(format, graph.sink->pin.received)) ASSERT_LT(std::fabs(x), 20.0);
-  };
-  Owned<CQvPitchs> pitch;
-  hammer(*pitch, [](CQvPitchs& filter, LONG i) {
-    filter.SetTransposition(0.5 + static_cast<double>(i % 16) / 10);
-    filter.SetSemitones(i % 5);
-    filter.SetAccuracy(i % 4);
-    filter.SetMode(i % 19);
-    if (i % 3 == 0) filter.SetPreserveDuration(i & 1);
-    if (i % 7 == 0) filter.SetPreset(i % 6);
-  });
-  Owned<CQvTime> time;
-  hammer(*time, [](CQvTime& filter, LONG i) {
-    filter.SetPercent(5000 + i * 40);
-    filter.SetMode(i % 19);
-    if (i % 7 == 0) filter.SetPreset(i % 4);
-  });
 }
 
 }  // namespace
