@@ -9,8 +9,9 @@ namespace {
 
 /// A network with rings of any length, and what it needs to run.
 struct Network {
+  /// Lines of `sides` values an entry; the combs' too where two neighbours share all.
   template <class Random>
-  Network(Random& random, std::size_t sides) {
+  Network(Random& random, std::size_t sides, bool share) {
     const auto part = [&] { return static_cast<double>(random() % 1000) / 1000; };
     mix.combCount = 8 + static_cast<int>(random() % 3);
     mix.bassOn = random() % 2 == 0;
@@ -24,20 +25,23 @@ struct Network {
     }
     for (ReverbChannel& channel : channels) {
       for (ReverbComb& comb : channel.combs) {
-        EXPECT_TRUE(comb.ring.Allocate(1 + random() % 300));
+        Make(comb.line, 1 + random() % 300, share ? 2 : 1);
         comb.gain = part() * 0.9;
       }
       channel.bass.b1 = 1.6;
       channel.bass.b2 = 0.65;
       channel.bass.a0 = 0.05;
-      for (ReverbLine* const line : {&channel.preDelay, &channel.early}) {
-        line->width = sides;
-        line->entries = 1 + random() % 200;
-        EXPECT_TRUE(line->ring.Allocate(line->entries * sides));
-      }
+      Make(channel.preDelay, 1 + random() % 200, sides);
+      Make(channel.early, 1 + random() % 200, sides);
       for (std::size_t& tap : channel.taps) tap = random() % channel.early.entries;
       channel.taps[2] = 0;
     }
+    for (std::size_t i = 0; share && i < kReverbCombs; ++i) channels[1].combs[i].gain = channels[0].combs[i].gain;
+  }
+  static void Make(ReverbLine& line, std::size_t entries, std::size_t width) {
+    line.width = width;
+    line.entries = entries;
+    EXPECT_TRUE(line.ring.Allocate(entries * width));
   }
 
   ReverbMix mix;
@@ -86,11 +90,11 @@ struct PlainNetwork : Network {
     return n.lowPass - (vector ? y : static_cast<double>(static_cast<float>(y)));
   }
   double Step(ReverbComb& comb, double s) const {
-    double& slot = comb.ring.data()[comb.position];
+    double& slot = comb.line.ring.data()[comb.position];
     const double out = slot;
     comb.damping = Flushed(comb.damping * mix.lowPassBack + out * mix.lowPassIn, 1e-20);
     slot = (comb.damping + s) * comb.gain;
-    comb.position = (comb.position + 1) % comb.ring.size();
+    comb.position = (comb.position + 1) % comb.line.entries;
     return out;
   }
 };
@@ -98,11 +102,13 @@ struct PlainNetwork : Network {
 TEST(ReverbKernels, EqualThePlainForm) {
   const Seed seed;
   for (unsigned round = 0; round < 60; ++round) {
-    for (const int kernel : {0, 1, 2}) {
+    for (const int kernel : {0, 1, 2, 3}) {
       const std::size_t sides = kernel == 0 ? 1 : 2;
-      std::mt19937 random(seed + round), same = random;
-      Network network(random, sides);
-      PlainNetwork plain(same, sides);
+      std::mt19937 random(seed + round), same = random, again = random;
+      // The last kernel works two channels that know nothing of one another.
+      const bool share = kernel == 3;
+      Network network(random, sides, share);
+      PlainNetwork plain(same, share ? 1 : sides, false), neighbour(again, 1, false);
       plain.vector = kernel == 2;
       auto samples = GridNoise(2500 * sides), expected = samples;
       for (std::size_t at = 0, frames = 0; at < 2500; at += frames) {
@@ -112,8 +118,12 @@ TEST(ReverbKernels, EqualThePlainForm) {
         if (kernel == 0) RunReverbChannel(left, network.mix, io, frames);
         if (kernel == 1) RunReverbStereoPlain(left, right, network.mix, io, frames);
         if (kernel == 2) RunReverbStereoVector(left, right, network.mix, io, frames);
+        if (kernel == 3) RunReverbTwoChannels(left, right, network.mix, io, frames);
       }
-      for (std::size_t i = 0; i < expected.size(); i += sides) plain.Frame(&expected[i], sides);
+      for (std::size_t i = 0; i < expected.size(); i += sides) {
+        plain.Frame(&expected[i], share ? 1 : sides);
+        if (share) neighbour.Frame(&expected[i + 1], 1);
+      }
       ASSERT_LE(LargestDifference(samples, expected), kernel == 2 ? 1e-12 : 0) << "round " << round << ", " << kernel;
     }
   }
