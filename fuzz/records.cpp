@@ -29,23 +29,26 @@ bool Load(const EffectInstance& effect, const Bytes& record) {
 
 /// A refused record changes nothing. One that is taken leaves values in their ranges, and saved and loaded again is the
 /// same.
-bool LoadsWhole(const EffectKind& kind, const Bytes& record) {
+bool LoadsWhole(const EffectKind& kind, const Bytes& record, Bytes& saved) {
   const EffectInstance effect = kind.create(), second = kind.create();
   const LiveBlock before = BlockOf(effect);
   const bool taken = Load(effect, record);
   const LiveBlock after = BlockOf(effect);
   if (!taken) Require(after.bytes == before.bytes, "a refused record changes nothing");
-  const Bytes saved = Saved(effect);
+  saved = Saved(effect);
   Require(Load(second, saved), "what was saved loads");
   Require(Saved(second) == saved, "what was saved and loaded is saved the same");
   return taken;
 }
 
 /// The same record where a host holds no graph, and a little audio through what it asks for.
-void PlayLive(const EffectKind& kind, const Bytes& record, bool taken) {
+void PlayLive(const EffectKind& kind, const Bytes& record, bool taken, const Bytes& saved) {
   LiveEffect effect(kind);
   const LiveResult result = effect.LoadRecord(std::as_bytes(std::span(record)));
   Require((result == LiveResult::kDone) == taken, "both ways to load a record agree on it");
+  Bytes again(effect.recordSize());
+  Require(effect.SaveRecord(std::as_writable_bytes(std::span(again))) == LiveResult::kDone, "an effect can be saved");
+  Require(again == saved, "both ways save the same");
   for (std::size_t row = 0; row < kind.description.rows.size(); ++row) {
     double value = 0;
     Require(effect.Get(row, value) == LiveResult::kDone, "every row has a value");
@@ -79,6 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const EffectKind& kind = EffectKinds()[input.TakeUpTo(kEffectCount - 1)];
   const Bytes record = input.Rest();
-  PlayLive(kind, record, LoadsWhole(kind, record));
+  Bytes saved;
+  const bool taken = LoadsWhole(kind, record, saved);
+  PlayLive(kind, record, taken, saved);
   return 0;
 }

@@ -16,7 +16,7 @@ constexpr std::uint8_t kSubFormatTail[12] = {0x00, 0x00, 0x10, 0x00, 0x80, 0x00,
 
 FormatRecord ReadRecord(const void* block, std::size_t length) noexcept {
   FormatRecord record;
-  std::memcpy(&record, block, std::min(length, sizeof record));
+  if (length != 0) std::memcpy(&record, block, std::min(length, sizeof record));
   return record;
 }
 

@@ -52,7 +52,7 @@ class LiveEffect {
   /// The persistent record; `size` is that of the newest form.
   std::uint32_t recordSize() const noexcept { return description().forms.front().size; }
   LiveResult SaveRecord(std::span<std::byte> record) const noexcept;
-  /// Takes a record of any form.
+  /// Takes a record of any form, every value held to its range.
   LiveResult LoadRecord(std::span<const std::byte> record) noexcept;
   /// Tempo in beats a minute, 1 to 1000; meter as beats over a power of two.
   LiveResult SetTempo(double bpm, std::int32_t top, std::int32_t bottom) noexcept;
@@ -109,6 +109,7 @@ class LiveEffect {
 
   const EffectKind& kind_;
   EffectInstance instance_;
+  EffectInstance ranges_;  // never streams: takes records as the effect does, on the side of parameters
   LiveRoad* road_ = nullptr;
   LiveTempo tempo_;
   LiveMail mail_;
