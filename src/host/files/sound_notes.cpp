@@ -54,6 +54,25 @@ bool HasPicture(int descriptor) {
   return false;
 }
 
+/// Whether a WAV or AIFF file has a chunk of ID3 tags, which the library passes over.
+bool HasId3Chunk(int descriptor) {
+  constexpr std::size_t kFileHead = 12, kChunkHead = 8;
+  constexpr int kMostChunks = 1000;
+  std::array<unsigned char, kFileHead> head{};
+  if (descriptor < 0 || ::pread(descriptor, head.data(), kFileHead, 0) != ssize_t{kFileHead}) return false;
+  const bool isAiff = std::memcmp(head.data(), "FORM", 4) == 0;
+  if (!isAiff && std::memcmp(head.data(), "RIFF", 4) != 0) return false;
+  off_t at = kFileHead;
+  for (int i = 0; i < kMostChunks; ++i) {
+    if (::pread(descriptor, head.data(), kChunkHead, at) != ssize_t{kChunkHead}) return false;
+    if (std::memcmp(head.data(), "id3 ", 4) == 0 || std::memcmp(head.data(), "ID3 ", 4) == 0) return true;
+    off_t size = 0;
+    for (std::size_t k = 0; k < 4; ++k) size = size << 8U | head[isAiff ? 4 + k : kChunkHead - 1 - k];
+    at += static_cast<off_t>(kChunkHead) + size + size % 2;
+  }
+  return false;
+}
+
 }  // namespace
 
 SoundNotes ReadNotes(SNDFILE* file, int descriptor) {
@@ -71,6 +90,7 @@ SoundNotes ReadNotes(SNDFILE* file, int descriptor) {
     notes.cues = Record(file, SFC_GET_CUE, sizeof(std::uint32_t) + cueCount * sizeof(SF_CUE_POINT));
   }
   notes.instrument = Record(file, SFC_GET_INSTRUMENT, sizeof(SF_INSTRUMENT));
+  if (HasId3Chunk(descriptor)) notes.beyond.emplace_back("ID3 tags");
   if (HasPicture(descriptor)) notes.beyond.emplace_back("a picture");
   return notes;
 }
