@@ -10,6 +10,45 @@
 #include "qvkit/language_locales.h"
 
 namespace korva {
+namespace {
+
+/// What people come for, and what gives it. `rest` is what the preset alone does not do.
+struct Wish {
+  const char* what;
+  const char* effect;
+  const char* preset;
+  const char* rest = "";
+};
+constexpr Wish kWishes[] = {
+    {"a voice or a guitar made thicker", "chorus", "Chorus 5"},
+    {"a slow sweep, as of a jet", "chorus", "Slow flange 1"},
+    {"a voice from a small speaker", "chorus", "Cheap TV"},
+    {"a take in a church", "reverb", "Cathedral"},
+    {"some room around a dry take", "reverb", "Medium room"},
+    {"a plate on a voice or a snare", "reverb", "Plate"},
+    {"one short echo, as on old records", "simple-delay", "Slap-back echo"},
+    {"echoes between rocks", "simple-delay", "Grand Canyon"},
+    {"echoes that wander from side to side", "multi-tap-delay", "Tapped delay, stereo pan", "--channels 2"},
+    {"a mono take made wide", "multi-tap-delay", "Channel delay for stereo simulation", "--channels 2"},
+    {"a fifth higher at the same length", "pitch-shift", "Fifth up", "--set preserve-duration=on"},
+    {"a talk in less time, at its pitch", "time-stretch", "Time compress 85 % of original", "--set mode=A09"},
+};
+
+Check WriteWishes(std::ostream& out) {
+  out << "\n| For | Effect | Preset | and |\n|---|---|---|---|\n";
+  for (const Wish& wish : kWishes) {
+    const Outcome<const EffectRow*> effect = FindEffect(wish.effect);
+    if (!effect) return effect.ending();
+    const Outcome<std::int32_t> preset = FindPreset(**effect, wish.preset);
+    if (!preset) return preset.ending();
+    const std::string rest = wish.rest;
+    out << "| " << wish.what << " | " << wish.effect << " | " << *preset << " " << wish.preset << " | "
+        << (rest.empty() ? "" : "`" + rest + "`") << " |\n";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
 
 Check WriteEffectsDoc(std::ostream& out) {
   // The page is one for all readers, whoever writes it.
@@ -17,6 +56,7 @@ Check WriteEffectsDoc(std::ostream& out) {
   out << "# Effects\n\nEvery effect with its parameters and presets, written by `korva docs`: change the description "
          "rows, not this page.\nThe default is what preset 0 holds. *Ramp* and *jump* say what automation can do with "
          "a parameter; *tempo* marks\nwhat follows a host's tempo once its tempo-sync switch is on.\n";
+  if (Check check = WriteWishes(out)) return check;
   for (const EffectRow& effect : EffectTable()) {
     const Outcome<EffectInstance> instance = CreateEffect(effect);
     if (!instance) return instance.ending();

@@ -17,7 +17,8 @@ constexpr RowTexts kNoTexts{}, kModeNames{.firstChoice = kStringTimeFirstMode},
     kFormatNames{.firstChoice = kStringTimeFirstInputFormat};
 
 constexpr ParamDescriptor kRows[] = {
-    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble, {"percent", "%", "final length in percent of the original"},
+    rows::Make(MPT_FLOAT, kCurvesJump, Storage::kDouble,
+               {"percent", "%", "final length in percent of the original, in a host about that; 100 is no bypass"},
                {50, 500, 100, kLeastPercentTimes100, kMostPercentTimes100}, kNoTexts, kChangeRefresh,
                offsetof(TimeParams, percentTimes100)),
     rows::Choice({"mode", "", "kind of material"}, 0, kStretchModes - 1, 0, kModeNames, kChangeRebuild,

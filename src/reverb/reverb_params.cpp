@@ -11,8 +11,12 @@ namespace {
 constexpr ParamDescriptor kRows[] = {
     rows::Ramp({"pre-delay", "ms", "time before the reverberation starts"}, {0, 200, 100, 0, 200},
                {kStringPreDelay, kStringMilliseconds}, kChangeRebuild, offsetof(ReverbParams, preDelayMs)),
-    rows::Ramp({"decay", "s", "time in which the reverberation falls by 60 dB"}, {0.5F, 5, 2.5F, 5, 50},
-               {kStringDecayTime, kStringSeconds}, kChangeRefresh, offsetof(ReverbParams, decayTenths)),
+    rows::Ramp(
+        {"decay", "s",
+         "time in which the reverberation falls by 60 dB, with the default damping 12 % sooner; after the end it rings "
+         "for the whole seconds of this, below 1 s not at all"},
+        {0.5F, 5, 2.5F, 5, 50}, {kStringDecayTime, kStringSeconds}, kChangeRefresh,
+        offsetof(ReverbParams, decayTenths)),
     rows::Choice({"reverb-mode", "", "character of the space"}, 0, 18, 0,
                  {kStringReverberationMode, -1, kStringReverbModes}, kChangeRefresh,
                  offsetof(ReverbParams, reverbMode)),
@@ -30,8 +34,10 @@ constexpr ParamDescriptor kRows[] = {
                {kStringHighAttenuationFrequency, kStringHertz}, kChangeRefresh, offsetof(ReverbParams, highHz)),
     rows::Gain({"dry-out", "dB", "level of the unchanged signal; the lowest value is silence"}, kSilentTenths, -6,
                {kStringDryOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, dryOut)),
-    rows::Gain({"reverb-out", "dB", "level of the reverberation; the lowest value is silence"}, kSilentTenths, -6,
-               {kStringReverbOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, reverbOut)),
+    rows::Gain(
+        {"reverb-out", "dB",
+         "level of the reverberation, which at 0 dB is 10 to 17 dB above the sound; the lowest value is silence"},
+        kSilentTenths, -6, {kStringReverbOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, reverbOut)),
     rows::Gain({"early-out", "dB", "level of the early reflections; the lowest value is silence"}, kSilentTenths, -80,
                {kStringEarlyOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, earlyOut)),
     rows::Switch({"bypass", "", "passes the signal through unchanged"}, {kStringBypass}, kChangeRefresh,

@@ -8,6 +8,7 @@
 #include "host/pitchtime_habits.h"
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_params.h"
+#include "pitchtime/time_text.h"
 #include "rig.h"
 
 namespace korva {
@@ -149,7 +150,10 @@ TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
                                          {"tempo=600:500", 0},
                                          {"duration=1", 0},
                                          {"duration=10:00", 0},
+                                         // To the millisecond, as on the page.
+                                         {"duration=0:59.9999", FramesOfTime(59999, 44100) / 2646000 * 10000},
                                          {"duration=soon", 0},
+                                         {"duration=9e1", 0},
                                          {"percent=49", 0}}) {
     TimeParams time{10000.0, 0, 12000, 2646000.0, 0, 0};
     const Check check = ApplySetting(stretch, setting, minute, &time);

@@ -63,7 +63,10 @@ constexpr ParamDescriptor kRows[] = {
                kChangeRefresh, offsetof(EchomtParams, wetOut)),
     rows::Gain({"dry-out", "dB", "level of the untreated signal; the lowest value is silence"}, kSilentTenths, -6,
                kNoTexts, kChangeRefresh, offsetof(EchomtParams, dryOut)),
-    rows::Ramp({"feedback", "%", "how much of all taps goes back into the line; 100 and more never dies down"},
+    rows::Ramp({"feedback", "%",
+                "how much of all taps goes back into the line; from 100 on one tap at full gain never dies down, save "
+                "in stereo, "
+                "where each round is halved"},
                {0, 150, 75, 0, 150}, kNoTexts, kChangeRebuild, offsetof(EchomtParams, feedback)),
     rows::Gain({"input-gain", "dB", "level of the input; the lowest value is silence"}, kSilentTenths, 0, kNoTexts,
                kChangeRefresh, offsetof(EchomtParams, inputGain)),
