@@ -1,11 +1,14 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 
+#include "audio/pair.h"
 #include "audio/sample_format.h"
+#include "audio/sample_lanes.h"
 
 namespace korva {
 
@@ -16,19 +19,24 @@ class Levels {
     VisitFormat(format, [&](auto policy) {
       using Policy = decltype(policy);
       const auto* in = static_cast<const typename Policy::Sample*>(data);
-      double peak = peak_, sum = 0;
-      std::uint64_t unreal = 0;
-      for (std::size_t i = 0; i < samples; ++i) {
-        const double size = std::fabs(Policy::Read(in[i]));
-        const bool real = size <= std::numeric_limits<double>::max();
-        const double counted = real ? size : 0.0;
-        unreal += real ? 0U : 1U;
-        peak = counted > peak ? counted : peak;
-        sum += counted * counted;
+      const Pair largest = Pair::Both(std::numeric_limits<double>::max());
+      Pair peak = Pair::Both(peak_), sums[2] = {Pair::Both(0.0), Pair::Both(0.0)}, real = Pair::Both(0.0);
+      for (std::size_t i = 0; i < samples; i += 4) {
+        const Four four = samples - i >= 4 ? ReadFour(Policy{}, in + i) : ReadSome<Policy>(in + i, samples - i);
+        std::size_t half = 0;
+        for (const Pair value : {four.a, four.b}) {
+          const Pair size = Magnitude(value), isReal = AtLeast(largest, size), counted = size & isReal;
+          real = real + (Pair::Both(1.0) & isReal);
+          peak = Larger(counted, peak);
+          sums[half] = sums[half] + counted * counted;
+          ++half;
+        }
       }
-      peak_ = peak;
-      sum_ += sum;
-      unreal_ += unreal;
+      peak_ = std::max(peak.low(), peak.high());
+      const Pair sum = sums[0] + sums[1];
+      sum_ += sum.low() + sum.high();
+      // What was made up to fill the last four is real.
+      unreal_ += (samples + 3) / 4 * 4 - static_cast<std::uint64_t>(real.low() + real.high());
     });
     count_ += samples;
   }

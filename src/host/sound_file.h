@@ -157,7 +157,7 @@ class SoundWriter final : public SampleOutput {
   Ending Failure() const;
   Check CheckRoom(std::size_t frames) const;
   Check Count(sf_count_t written, std::size_t frames);
-  std::int32_t Narrowed(double value);
+  void Narrow(const double* from, std::size_t samples, std::int32_t* to) noexcept;
 
   SoundFileHandle file_;
   SoundPlan plan_;

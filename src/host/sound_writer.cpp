@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -90,27 +91,38 @@ Check SoundWriter::Write(const void* data, std::size_t frames) {
   return written ? Count(*written, frames) : WriteDoubles(doubles_.data(), frames);
 }
 
-/// The nearest value of the file in the upper bits of a word. Noise of two dice before the rounding parts its error
+/// The nearest values of the file in the upper bits of words. Noise of two dice before the rounding parts its error
 /// from the sound (Lipshitz, Wannamaker and Vanderkooy, "Quantization and Dither", 1992); what lies on the file's grid
 /// needs none.
-std::int32_t SoundWriter::Narrowed(double value) {
+void SoundWriter::Narrow(const double* from, std::size_t samples, std::int32_t* to) noexcept {
+  // So far off that it is clipped anyway, and not too far for whole numbers to be found by adding the bias.
+  constexpr double kFar = 0x1p50;
   const unsigned bits = CountOf(plan_.bits);
   const double scale = std::ldexp(1.0, static_cast<int>(bits) - 1);
-  const double exact = std::isnan(value) ? 0.0 : value * scale;
-  double rounded = std::nearbyint(exact);
-  if (plan_.dither && rounded != exact) {
-    const auto die = [&] {
-      random_ ^= random_ << 13U;
-      random_ ^= random_ >> 7U;
-      random_ ^= random_ << 17U;
-      return static_cast<double>(random_ >> 11U) * 0x1p-53;
-    };
-    const double first = die();
-    rounded = std::floor(exact + (first - die()) + 0.5);
+  std::uint64_t random = random_;
+  const auto die = [&random] {
+    random ^= random << 13U;
+    random ^= random >> 7U;
+    random ^= random << 17U;
+    return static_cast<double>(static_cast<std::int64_t>(random >> 11U)) * 0x1p-53;
+  };
+  std::int64_t clipped = 0;
+  for (std::size_t i = 0; i < samples; ++i) {
+    const double exact = std::isnan(from[i]) ? 0.0 : std::clamp(from[i] * scale, -kFar, kFar);
+    double rounded = exact + kRoundingBias - kRoundingBias;
+    if (plan_.dither && rounded != exact) {
+      const double first = die();
+      const double aim = exact + (first - die()) + 0.5;
+      // Downwards, without a branch that could only be guessed.
+      const auto whole = static_cast<std::int64_t>(aim);
+      rounded = static_cast<double>(whole - static_cast<std::int64_t>(static_cast<double>(whole) > aim));
+    }
+    clipped += exact > scale - 0.5 || exact < -scale - 0.5 ? 1 : 0;
+    const double held = std::clamp(rounded, -scale, scale - 1);
+    to[i] = static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int32_t>(held)) << (32U - bits));
   }
-  if (exact > scale - 0.5 || exact < -scale - 0.5) ++clipped_;
-  const double held = std::fmin(std::fmax(rounded, -scale), scale - 1);
-  return static_cast<std::int32_t>(static_cast<std::int64_t>(held) * (std::int64_t{1} << (32U - bits)));
+  random_ = random;
+  clipped_ += clipped;
 }
 
 Check SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
@@ -126,7 +138,7 @@ Check SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
     return Count(sf_writef_double(file_.get(), doubles_.data(), count), frames);
   }
   wholes_.resize(samples);
-  for (std::size_t i = 0; i < samples; ++i) wholes_[i] = Narrowed(data[i]);
+  Narrow(data, samples, wholes_.data());
   Reorder(order_, true, wholes_.data(), sizeof(std::int32_t), frames);
   return Count(sf_writef_int(file_.get(), wholes_.data(), count), frames);
 }

@@ -59,16 +59,23 @@ void RunBank(ReverbComb* combs, const ReverbMix& mix, Input input, double* sum, 
   }
 }
 
+/// Two loops over the combs, so that their dampings stay in registers. `block` is what `input` works on.
 template <class Input>
-void RunTwoBanks(ReverbChannel& first, ReverbChannel& second, const ReverbMix& mix, Input input, double* sum,
-                 std::size_t frames) noexcept {
+void RunTwoBanks(ReverbChannel& first, ReverbChannel& second, const ReverbMix& mix, Input input, const double* block,
+                 double* sum, std::size_t frames) noexcept {
+  std::fill_n(sum, 2 * frames, 0.0);
+  ReverbComb *a = first.combs.data(), *b = second.combs.data();
+  RunTwoChannelCombs<PlainRules>(std::make_index_sequence<4>{}, a, b, mix, input, sum, frames);
+  a += 4;
+  b += 4;
+  const FilteredBlock<Pair> filtered(block);
   switch (mix.combCount) {
     case 10:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<10>{}, first, second, mix, input, sum, frames);
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<6>{}, a, b, mix, filtered, sum, frames);
     case 9:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<9>{}, first, second, mix, input, sum, frames);
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<5>{}, a, b, mix, filtered, sum, frames);
     default:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<8>{}, first, second, mix, input, sum, frames);
+      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<4>{}, a, b, mix, filtered, sum, frames);
   }
 }
 
@@ -93,9 +100,11 @@ void RunReverbTwoChannels(ReverbChannel& first, ReverbChannel& second, const Rev
   double sum[2 * kReverbBlock];
   std::copy_n(samples, 2 * frames, input);
   if (mix.bassOn) {
-    RunTwoBanks(first, second, mix, FilteredInput<PlainRules, true, Pair>({&first, &second}, mix, input), sum, frames);
+    const FilteredInput<PlainRules, true, Pair> filtered({&first, &second}, mix, input);
+    RunTwoBanks(first, second, mix, filtered, input, sum, frames);
   } else {
-    RunTwoBanks(first, second, mix, FilteredInput<PlainRules, false, Pair>({&first, &second}, mix, input), sum, frames);
+    const FilteredInput<PlainRules, false, Pair> filtered({&first, &second}, mix, input);
+    RunTwoBanks(first, second, mix, filtered, input, sum, frames);
   }
   Mix<Pair>(first, mix, sum, samples, frames);
 }

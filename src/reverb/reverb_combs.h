@@ -148,18 +148,19 @@ struct TwoChannelComb {
   double* at = nullptr;
 };
 
-/// Runs so many combs of two channels on what `input` gives; `sum` gets what comes out of them.
+/// Runs so many combs of two channels, from `first` and `second` on, on what `input` gives; what comes out of them is
+/// added to `sum`.
 template <class Rules, class Input, std::size_t... C>
-void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbChannel& first, ReverbChannel& second,
+void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, ReverbComb* second,
                         const ReverbMix& mix, Input input, double* sum, std::size_t frames) noexcept {
   const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
-  TwoChannelComb<Rules> combs[] = {{first.combs[C], second.combs[C]}...};
+  TwoChannelComb<Rules> combs[] = {{first[C], second[C]}...};
   while (frames != 0) {
     std::size_t run = frames;
     ((run = combs[C].Begin(run)), ...);
     for (std::size_t i = 0; i < run; ++i) {
       const Pair s = input.At(i);
-      Pair total = Pair::Both(0.0);
+      Pair total = Pair::Load(sum + 2 * i);
       ((total = total + combs[C].Step(i, s, in, back)), ...);
       total.Store(sum + 2 * i);
     }

@@ -83,4 +83,18 @@ class FilteredInput {
   Lanes lowPass_, last_, beforeLast_;
 };
 
+/// That block again, for the combs after the first ones.
+template <class Lanes>
+class FilteredBlock {
+ public:
+  explicit FilteredBlock(const double* block) noexcept : block_(block) {}
+
+  Lanes At(std::size_t i) const noexcept { return Lanes::Load(block_ + i * Lanes::kLanes); }
+  void Move(std::size_t frames) noexcept { block_ += frames * Lanes::kLanes; }
+  void Keep() const noexcept {}
+
+ private:
+  const double* block_;
+};
+
 }  // namespace korva
