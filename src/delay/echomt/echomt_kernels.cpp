@@ -27,14 +27,29 @@ constexpr auto kCounts = [] {
   return counts;
 }();
 
-bool AllFinite(const double* values, int count) noexcept {
-  double sums[4] = {};
+// Runs `work`, which takes lanes and a place, over `count` places: in pairs, and the last odd one by itself.
+template <class Work>
+void ForLanes(int count, Work work) noexcept {
   int i = 0;
-  for (; i + 4 <= count; i += 4) {
-    for (int k = 0; k < 4; ++k) sums[k] += values[i + k] * 0.0;
-  }
-  for (; i < count; ++i) sums[0] += values[i] * 0.0;
-  return sums[0] + sums[1] + sums[2] + sums[3] == 0.0;
+  for (; i + 2 <= count; i += 2) work(Pair{}, i);
+  if (i < count) work(Single{}, i);
+}
+
+// Flushes a block; false if any of it is no number or infinite.
+bool FlushFinite(double* block, int count) noexcept {
+  double unreal = 0.0;
+  Pair unrealPair = Pair::Both(0.0);
+  ForLanes(count, [&](auto lanes, int i) {
+    using Lanes = decltype(lanes);
+    const Lanes value = Lanes::Load(block + i), nothing = value * Lanes::Both(0.0);
+    if constexpr (Lanes::kLanes == 2) {
+      unrealPair = unrealPair + nothing;
+    } else {
+      unreal = nothing.value;
+    }
+    FlushBelow(value, Lanes::Both(kFlushBelow)).Store(block + i);
+  });
+  return unreal + unrealPair.low() + unrealPair.high() == 0.0;
 }
 
 // What a line holds between two slots: `position` counts from `line`. With `kWraps` it may leave the line at either
@@ -150,11 +165,13 @@ int EchomtEngine::IndependentFrames(const Swing& swing) const noexcept {
 
 void EchomtEngine::LowPass(double* block, int frames, double& memory) const noexcept {
   const double in = lowPassIn_, back = lowPassBack_;
-  // Switched off the filter passes its input, unless something that is no number has come into its memory.
-  if (back == 0.0 && std::isfinite(memory) && AllFinite(block, frames)) {
-    for (int i = 0; i < frames; ++i) block[i] = Flush(block[i]);
-    memory = block[0];
-    return;
+  // Switched off the filter passes its input, unless something that is no number has come into its memory. What was
+  // flushed before does not change what becomes of that.
+  if (back == 0.0 && std::isfinite(memory)) {
+    if (FlushFinite(block, frames)) {
+      memory = block[0];
+      return;
+    }
   }
   double state = memory;
   for (int i = frames - 1; i >= 0; --i) {
@@ -233,16 +250,16 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
       const int count = std::min(todo, writePosition + 1);
       double* const slots = line + (writePosition - count + 1);
       const int at = first + todo - count;
-      for (int k = 0; k < count; ++k) {
-        double feed = 0.0;
-        if constexpr (kSides == 2) {
-          feed = ((sums[0][at + k] + sums[1][at + k]) * feedback + (held[0][at + k] + held[1][at + k])) * 0.5;
-        } else {
-          feed = sums[0][at + k] * feedback + held[0][at + k];
-        }
-        feed = feed > kLineLimit ? kLineLimit : feed;
-        slots[k] = feed < -kLineLimit ? -kLineLimit : feed;
-      }
+      ForLanes(count, [&](auto lanes, int k) {
+        using Lanes = decltype(lanes);
+        const auto add = [&](const double(&sides)[kSides][kBlockFrames]) {
+          const Lanes sum = Lanes::Load(sides[0] + at + k);
+          return kSides == 2 ? sum + Lanes::Load(sides[kSides - 1] + at + k) : sum;
+        };
+        Lanes feed = add(sums) * Lanes::Both(feedback) + add(held);
+        if constexpr (kSides == 2) feed = feed * Lanes::Both(0.5);
+        Larger(Lanes::Both(-kLineLimit), Smaller(Lanes::Both(kLineLimit), feed)).Store(slots + k);
+      });
       todo -= count;
       writePosition -= count;
       if (writePosition < 0) writePosition = lineLength_ - 1;
