@@ -228,16 +228,18 @@ HRESULT CQvInPlaceFilter::RunOneChunk(Buffer& buffer, std::uint32_t frames, cons
   afterSkip_ = false;
   pending_ = Pending();
   std::uint32_t produced = frames;
-  {
-    const platform::FlushDenormals flush;
-    result = RunKernel(events.mode, buffer.data, produced, buffer.tailOnly);
-  }
+  result = RunFlushing(events.mode, buffer.data, produced, buffer.tailOnly);
   if (FAILED(result)) produced = 0;
   buffer.done += produced;
   buffer.data += std::size_t{produced} * formatRecord_.blockAlign;
   if (buffer.mode == ModeRestart) buffer.mode = ModeContinue;
   buffer.ended = result != S_OK || produced == 0;
   return result;
+}
+
+HRESULT CQvInPlaceFilter::RunFlushing(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly) {
+  const platform::FlushDenormals flush;
+  return RunKernel(mode, data, frames, tailOnly);
 }
 
 HRESULT CQvInPlaceFilter::EndOfStream() {
@@ -290,8 +292,7 @@ HRESULT CQvInPlaceFilter::FloatProcess(float* buffer, DWORD frames, LONG tailOnl
   sampleSeen_ = true;
   CQvPlugInParams* const values = automation();
   if (values != nullptr) {
-    sampleStart_ = values->hostTime();
-    sampleStop_ = WrappingSum(sampleStart_, values->TimeOf(frames));
+    sampleStart_ = values->HostSpan(frames, sampleStop_);
   }
   Buffer run{reinterpret_cast<std::uint8_t*>(buffer), frames, ModeContinue, true, tailOnly != 0, false};
   run.skip = run.tailOnly && !HasTail();
@@ -312,7 +313,7 @@ HRESULT CQvInPlaceFilter::FloatTail(float* buffer, DWORD* frames) {
   if (buffer == nullptr) return E_POINTER;
   std::fill_n(buffer, std::size_t{*frames} * formatRecord_.channels, 0.0F);
   std::uint32_t produced = *frames;
-  const HRESULT result = RunKernel(ModeFlush, buffer, produced, false);
+  const HRESULT result = RunFlushing(ModeFlush, buffer, produced, false);
   *frames = FAILED(result) ? 0 : produced;
   return result;
 }

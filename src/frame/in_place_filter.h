@@ -124,6 +124,8 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
   HRESULT Transform(IMediaSample& sample, bool tailOnly);
   HRESULT RunChunks(Buffer& buffer);
   HRESULT RunOneChunk(Buffer& buffer, std::uint32_t frames, const TempoInfo* tempo);
+  /// Where both roads and the tail of the direct one meet.
+  HRESULT RunFlushing(ProcessMode mode, void* data, std::uint32_t& frames, bool tailOnly);
   void CountSkippedFrames(const Buffer& buffer);
   /// Nothing cuts the buffers of an effect without the two stores: its engine is asked once for each, however many
   /// frames that yields.

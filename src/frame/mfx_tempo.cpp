@@ -18,6 +18,7 @@ HRESULT CMFXTempo::Connect(IUnknown* host) {
   // The host hands its reference over.
   host->Release();
   connected_ = true;
+  hasMaps_.store(tempoMap_ && meterMap_, std::memory_order_relaxed);
   return S_OK;
 }
 
@@ -28,6 +29,7 @@ HRESULT CMFXTempo::Disconnect() {
   timeConverter_.Reset();
   preciseTempo_.Reset();
   connected_ = false;
+  hasMaps_.store(false, std::memory_order_relaxed);
   return S_OK;
 }
 
@@ -65,11 +67,6 @@ HRESULT CMFXTempo::OnStop(LONG) {
   loopOffset_ = 0;
   pendingTempo_ = PendingChange();
   return S_OK;
-}
-
-bool CMFXTempo::HasTempo() {
-  const std::lock_guard guard(tempoLock_);
-  return tempoMap_ && meterMap_;
 }
 
 void CMFXTempo::SkipFrames(std::int64_t frames) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 
@@ -13,7 +14,7 @@ namespace korva {
 /// Lets an effect follow the tempo and meter of a host's song: keeps a frame position in step with it and cuts chunks
 /// at its changes. Without a host it is inert.
 ///
-/// `tempoLock` guards everything. The host's maps are called under it, so a map must not call back.
+/// `tempoLock` guards everything but `HasTempo`. The host's maps are called under it, so a map must not call back.
 class CMFXTempo : public IMfxSoftSynth {
  public:
   CMFXTempo() = default;
@@ -37,7 +38,7 @@ class CMFXTempo : public IMfxSoftSynth {
   HRESULT BankQuery8(void*) override { return E_NOTIMPL; }
 
   /// Whether the host has given both a tempo map and a meter map.
-  bool HasTempo();
+  bool HasTempo() const noexcept { return hasMaps_.load(std::memory_order_relaxed); }
   /// Fills `info` for the next chunk and moves the position over it. Returns the chunk's frames, at most `frames`: it
   /// ends before the next change of tempo or meter.
   std::uint32_t AdvanceTempo(std::uint32_t frames, std::uint32_t reserved, TempoInfo& info);
@@ -66,6 +67,7 @@ class CMFXTempo : public IMfxSoftSynth {
                  FrameAt&& frameAt, Take&& take);
 
   platform::Lock tempoLock_;
+  std::atomic<bool> hasMaps_{false};  // a stream with no song takes no lock for it
   bool connected_ = false, running_ = false, firstChunk_ = true;
   double rate_ = 0;  // frames per second, as of the call under way
   std::int64_t position_ = 0;

@@ -155,6 +155,12 @@ std::int64_t CQvPlugInParams::hostTime() {
   return hostTime_;
 }
 
+std::int64_t CQvPlugInParams::HostSpan(std::uint32_t frames, std::int64_t& end) {
+  const std::lock_guard guard(paramLock_);
+  end = WrappingSum(hostTime_, Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5));
+  return hostTime_;
+}
+
 void CQvPlugInParams::SetHostTime(std::int64_t time) {
   const std::lock_guard guard(paramLock_);
   hostTime_ = time;

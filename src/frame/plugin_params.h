@@ -74,6 +74,8 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   void LeaveSegments();
   /// In units of 100 ns.
   std::int64_t hostTime();
+  /// The same, and in `end` where it stands after so many frames.
+  std::int64_t HostSpan(std::uint32_t frames, std::int64_t& end);
   void SetHostTime(std::int64_t time);
   /// The time that `frames` take, rounded.
   std::int64_t TimeOf(std::uint32_t frames);

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
+#include <xmmintrin.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstring>
+#include <random>
 #include <thread>
 
 #include "delay/echomt/echomt_filter.h"
@@ -154,6 +157,62 @@ TEST(DirectRoad, AnswersWithItsCodes) {
   EXPECT_EQ(buffer, std::vector<float>(200, 0.5F));
   EXPECT_EQ(direct->FloatStop(), S_OK);
   EXPECT_EQ(direct->FloatProcess(buffer.data(), 100, 0), VFW_E_WRONG_STATE);
+}
+
+/// One channel and three of the same sound give the same samples, and the host's rounding and treatment of small
+/// numbers stand after each call, whatever it gives and whatever small numbers come in.
+template <class Filter>
+void ExpectLanesMeetAndHostsSettingStays() {
+  const auto run = [](WORD channels, unsigned setting, std::vector<float> sound) {
+    Owned<Filter> filter;
+    const auto direct = filter.template As<IQvAudioTransformFloat>();
+    EXPECT_EQ(filter->SetPreset(2), S_OK);
+    EXPECT_EQ(direct->FloatStart(channels, 8000), S_OK);
+    std::vector<float> buffer;
+    for (const float x : sound) buffer.insert(buffer.end(), channels, x);
+    const unsigned before = _mm_getcsr();
+    const auto settings = [] { return _mm_getcsr() & 0xFFC0U; };
+    _mm_setcsr((before & 0x3FU) | setting);
+    // Odd pieces, so that every kernel has frames left over from its lanes.
+    const std::size_t piece = channels == 1 ? sound.size() : 997;
+    for (std::size_t at = 0; at < sound.size(); at += piece) {
+      const auto frames = static_cast<DWORD>(std::min(piece, sound.size() - at));
+      EXPECT_EQ(direct->FloatProcess(buffer.data() + at * channels, frames, 0), S_OK);
+      EXPECT_EQ(settings(), setting);
+    }
+    std::vector<float> tail(std::size_t{256} * channels);
+    DWORD frames = 256;
+    direct->FloatTail(tail.data(), &frames);
+    EXPECT_EQ(settings(), setting);
+    direct->FloatStop();
+    TestGraph graph(*filter, MakeFormat(SampleFormat::kFloat32, 2, 8000));
+    EXPECT_EQ(graph.Start(), S_OK);
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(sound.data());
+    EXPECT_EQ(graph.SendAll({bytes, sound.size() * sizeof(float)}, 500), S_OK);
+    graph.source->pin.DeliverEndOfStream();
+    EXPECT_EQ(settings(), setting);
+    _mm_setcsr(before);
+    return buffer;
+  };
+  constexpr unsigned kUsual = 0x1F80, kUp = 0x5F80, kFlushing = 0x9FC0;
+  std::vector<float> noise(9000), tiny(9000);
+  std::mt19937 random(7);
+  for (std::size_t i = 0; i < noise.size(); ++i) {
+    noise[i] = static_cast<float>(random()) * 0x1p-33F;
+    tiny[i] = static_cast<float>(random()) * 0x1p-33F * 1e-38F;
+  }
+  const auto one = run(1, kUsual, noise), three = run(3, kUsual, noise);
+  for (std::size_t i = 0; i < three.size(); ++i) ASSERT_EQ(three[i], one[i / 3]) << i;
+  for (const unsigned setting : {kUsual, kUp, kFlushing}) {
+    for (const float x : run(2, setting, tiny)) ASSERT_NE(std::fpclassify(x), FP_SUBNORMAL) << setting;
+  }
+}
+
+TEST(DirectRoad, LanesMeetAndTheHostsSettingStays) {
+  ExpectLanesMeetAndHostsSettingStays<CQvChorus>();
+  ExpectLanesMeetAndHostsSettingStays<CQvReverb>();
+  ExpectLanesMeetAndHostsSettingStays<CQvEchos>();
+  ExpectLanesMeetAndHostsSettingStays<CQvEchomt>();
 }
 
 TEST(DirectRoad, CarriesItsOwnTimeForward) {
