@@ -2,6 +2,7 @@
 korva_page_program(page_test ${CMAKE_SOURCE_DIR}/tests/pages/page_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/pitchtime_page_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/tap_page_test.cpp
+                   ${CMAKE_SOURCE_DIR}/tests/pages/page_exchange_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/page_rules_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/page_layout_test.cpp)
 target_link_libraries(page_test PRIVATE ${KORVA_GTEST})

@@ -6,8 +6,8 @@
  * Values are in the units that the rows tell: dB, ms, Hz, percent. Texts are UTF-8.
  *
  * Threads: one effect's audio calls (start, stop, reset, process, tail, stream) come from one thread at a time. All its
- * other calls may come from any thread at any time; the audio calls never wait for them. Different effects have nothing
- * to do with one another. Between start and stop nothing is allocated. The library prints nothing, installs nothing,
+ * other calls may come from any thread at any time; once started, the audio calls never wait for them. Effects share
+ * nothing. Between start and stop nothing is allocated. The library prints nothing, installs nothing,
  * starts no thread and keeps nothing between effects.
  */
 #ifndef KORVA_H

@@ -1,6 +1,7 @@
 #include "frame/mfx_tempo.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "audio/narrow.h"
 #include "audio/wrapping.h"
@@ -9,25 +10,36 @@ namespace korva {
 
 HRESULT CMFXTempo::Connect(IUnknown* host) {
   if (host == nullptr) return E_POINTER;
-  const std::lock_guard guard(tempoLock_);
-  if (connected_) return E_UNEXPECTED;
-  tempoMap_ = Query<IMfxTempoMap>(host);
-  meterMap_ = Query<IMfxMeterMap>(host);
-  timeConverter_ = Query<IMfxTimeConverter>(host);
-  preciseTempo_ = Query<IMfxPreciseTempo>(host);
+  // A host that answers or goes may call back: it is asked, and let go, outside the lock.
+  auto tempoMap = Query<IMfxTempoMap>(host);
+  auto meterMap = Query<IMfxMeterMap>(host);
+  auto timeConverter = Query<IMfxTimeConverter>(host);
+  auto preciseTempo = Query<IMfxPreciseTempo>(host);
+  {
+    const std::lock_guard guard(tempoLock_);
+    if (connected_) return E_UNEXPECTED;
+    tempoMap_ = std::move(tempoMap);
+    meterMap_ = std::move(meterMap);
+    timeConverter_ = std::move(timeConverter);
+    preciseTempo_ = std::move(preciseTempo);
+    hasMaps_.store(tempoMap_ && meterMap_, std::memory_order_relaxed);
+    connected_ = true;
+  }
   // The host hands its reference over.
   host->Release();
-  connected_ = true;
-  hasMaps_.store(tempoMap_ && meterMap_, std::memory_order_relaxed);
   return S_OK;
 }
 
 HRESULT CMFXTempo::Disconnect() {
+  ComPtr<IMfxTempoMap> tempoMap;
+  ComPtr<IMfxMeterMap> meterMap;
+  ComPtr<IMfxTimeConverter> timeConverter;
+  ComPtr<IMfxPreciseTempo> preciseTempo;
   const std::lock_guard guard(tempoLock_);
-  tempoMap_.Reset();
-  meterMap_.Reset();
-  timeConverter_.Reset();
-  preciseTempo_.Reset();
+  tempoMap = std::move(tempoMap_);
+  meterMap = std::move(meterMap_);
+  timeConverter = std::move(timeConverter_);
+  preciseTempo = std::move(preciseTempo_);
   connected_ = false;
   hasMaps_.store(false, std::memory_order_relaxed);
   return S_OK;

@@ -44,7 +44,10 @@ void CQvEffectPage::InitControls() {
   QvText_SetLocale(QvLang_GetLCID(ModuleLanguage()));
   for (const PageControl& row : page_.controls) {
     const HWND control = ::GetDlgItem(window(), row.id);
-    if (row.kind == ControlKind::kList) FillList(row);
+    if (row.kind == ControlKind::kList) {
+      FillList(row);
+      KeepWheelToFocus(control);
+    }
     if (row.kind == ControlKind::kSpinner) {
       ::SendMessageW(control, kSetBuddy, reinterpret_cast<WPARAM>(::GetDlgItem(window(), row.readout.id)), 8);
     }
@@ -147,6 +150,9 @@ HRESULT CQvEffectPage::OnConnect(IUnknown* object) {
 HRESULT CQvEffectPage::OnDisconnect() {
   if (filter_ == nullptr) return E_UNEXPECTED;
   CommitFocusedText();
+  // A drag ends with the filter that it was meant for.
+  const HWND held = ::GetCapture();
+  if (held != nullptr && window() != nullptr && ::IsChild(window(), held)) ::SendMessageW(held, WM_CANCELMODE, 0, 0);
   ShowFilterGone();
   openLists_ = 0;  // an open list may close when nobody listens any more
   static_cast<IUnknown*>(std::exchange(filter_, nullptr))->Release();

@@ -124,6 +124,7 @@ class CQvEffectPage : public CBasePropertyPage, protected PageValues {
   std::uint32_t openLists_ = 0;        // rows whose list is dropped down
   std::uint32_t openEdits_ = 0;        // rows between BeginEdit and EndEdit
   double valueAtOpening_ = 0;          // of the list that is dropped down
+  bool triedInList_ = false;           // an entry of it was chosen, for this filter
   std::array<Shown, 32> lastShown_{};  // by row
   std::array<ImageList, kImageLists> images_{};
 };

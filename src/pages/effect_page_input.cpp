@@ -40,6 +40,7 @@ void CQvEffectPage::ScrollSpinner(const PageControl& row, UINT message, WPARAM w
       EndEdit(row);
       return;
     default: {
+      CommitText(row);  // the wheel begins with no code of its own
       const ControlRange range = RangeOf(page_, row);
       const auto value = static_cast<LONG>(ValueOf(row));
       SetValue(row, Spinner_DefScrollProc(message, wparam, lparam, range.line, range.page, value));
@@ -98,6 +99,7 @@ bool CQvEffectPage::CommandOfList(const PageControl& row, WORD code) {
     case CBN_DROPDOWN:
       openLists_ |= BitOf(row);
       valueAtOpening_ = ValueOf(row);
+      triedInList_ = false;
       BeginEdit(row);
       return true;
     case CBN_SELCHANGE: {
@@ -105,11 +107,13 @@ bool CQvEffectPage::CommandOfList(const PageControl& row, WORD code) {
       if (item < 0) return false;
       const LRESULT value = ::SendDlgItemMessageW(window(), row.id, CB_GETITEMDATA, static_cast<WPARAM>(item), 0);
       SetValue(row, static_cast<double>(value));
+      triedInList_ = true;
       return true;
     }
     case CBN_SELENDCANCEL:
-      // The arrow keys have set a value each; escape takes them back. Leaving the list in another way does not.
-      if (::GetKeyState(VK_ESCAPE) >= 0 || ValueOf(row) == valueAtOpening_) return false;
+      // The arrow keys have set a value each; escape takes them back. Leaving the list in another way does not, and a
+      // value that came from elsewhere, or belongs to a filter that came meanwhile, stays.
+      if (::GetKeyState(VK_ESCAPE) >= 0 || !triedInList_ || (openLists_ & BitOf(row)) == 0) return false;
       SetValue(row, valueAtOpening_);
       return true;
     case CBN_CLOSEUP:
@@ -129,7 +133,11 @@ void CQvEffectPage::CommitText(const PageControl& row) {
   const std::size_t room = std::min(text.characters.size(), static_cast<std::size_t>(row.form->limit) + 1);
   ::GetDlgItemTextW(window(), row.readout.id, text.characters.data(), static_cast<int>(room));
   // Compared with what stood there and not with the value: the language, and with it the signs, may be another by now.
-  if (::lstrcmpW(text.Text(), LastShown(row).text.Text()) == 0) return;
+  if (::lstrcmpW(text.Text(), LastShown(row).text.Text()) == 0) {
+    // What others set while it was being typed is shown now.
+    ShowReadout(row, ValueOf(row), row.readout.id);
+    return;
+  }
   const bool stillMeant = LastShown(row).meaning == MeaningOf(row);
   if (stillMeant && row.own.read != nullptr) {
     row.own.read(*this, text.Text());

@@ -1,5 +1,4 @@
 // A page told in tables. A page file holds, from top to bottom:
-//
 //   - `using Property = IQv...;` and a table of `ParameterAccess`, made from the interface's own list of groups or of
 //     pairs (`KORVA_GROUP_ACCESS`, `KORVA_PAIR_ACCESS`). What is none of the filter's parameters, such as a value that
 //     stands for one of two, is an entry by hand, with a row above the description's.
@@ -8,11 +7,9 @@
 //     comes from the parameter's description row; `PageOwn` says what the page has of its own.
 //   - A table of `EnableRule`: which controls are enabled when. What no rule names is always enabled.
 //   - The `PageDescription`, which the header declares and gives to `CQvEffectPageOf`.
-//
-// A gain with its text under it; a box that can be typed into; names that only the page uses; numbers for names;
-// buttons with ids in a row, one for each value; a parameter of the current tap; a text with a form of its own, both
-// ways; a caption that changes:
-//
+// For example a gain with its text under it; a box that can be typed into; names that only the page uses; numbers for
+// names; buttons with ids in a row, one for each value; a parameter of the current tap; a text with a form of its own,
+// both ways; a caption that changes:
 //     Fader(6020, kChorusDryOut, Value(6023), kDecibelForm),
 //     Trackbar(6037, kChorusAttenuationHz, Box(6038), kGroupedForm, {.page = 100}),
 //     DropDown(5030, kReverbReverbMode, {.names = kStringFirstReverbMode}),

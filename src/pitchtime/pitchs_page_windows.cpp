@@ -82,8 +82,9 @@ constexpr NumberForm kTimeForm{.limit = 40};
 constexpr PageOwn kSemitones{
     .markOrigin = true, .also = {2016, 2028, 2032}, .before = Transpose, .range = NarrowSemitones};
 constexpr PageOwn kCents{.markOrigin = true, .also = {2016, 2028, 2032}, .before = Transpose};
-constexpr PageOwn kDuration{.also = {2021, 2022, 2016, 2028, 2032}};
-constexpr PageOwn kInitialTime{.also = {2029, 2028}, .show = ShowInitialTime, .read = ReadInitialTime};
+constexpr PageOwn kDuration{.also = {2021, 2121, 2022, 2016, 2028, 2032}};
+constexpr PageOwn kInitialTime{
+    .also = {2029, 2022, 2016, 2028, 2032}, .show = ShowInitialTime, .read = ReadInitialTime};
 
 using Property = IQvPitchsProp;
 // clang-format off
@@ -102,6 +103,7 @@ constexpr ParameterAccess kAccess[] = {
 constexpr PageControl kControls[] = {
     Check(2004, kPitchsPreserveDuration, kDuration),
     Computed(2021, ShowSemitoneCaption),
+    Computed(2121, ShowSemitoneCaption),
     Trackbar(2022, kPitchsSemitones, Box(2011), kWholeForm, kSemitones),
     Trackbar(2023, kPitchsCents, Box(2012), kTenthsForm, kCents),
     Trackbar(2024, kPitchsAccuracy, Value(2025), kWholeForm),

@@ -89,7 +89,7 @@ bool HoldRanges(TimeParams& block) noexcept {
 }
 
 double PercentTimes100ForTempo(std::uint32_t tempoTimes100, double finalBpm) noexcept {
-  return tempoTimes100 / (finalBpm * 0.01);
+  return tempoTimes100 / (finalBpm * 0.01 + 0.0);  // a negative zero is none
 }
 
 double PercentTimes100ForFrames(double initialFrames, double finalFrames) noexcept {

@@ -1,5 +1,4 @@
 // Locks for objects that come and go: what one holds is freed with it.
-//
 // On Windows these are the system's own. The C++ library's there allocate at first use and, being trivially
 // destructible, never free it, so that every filter created and released would leave some memory, and a handle too
 // where threads had met. Elsewhere they are the C++ library's.

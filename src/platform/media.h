@@ -1,5 +1,4 @@
 // Published interfaces of the media-streaming model: filters, pins, samples, allocators, clocks, seeking.
-//
 // Includes the records, identifiers and wave formats that go with them.
 #pragma once
 

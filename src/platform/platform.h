@@ -1,5 +1,4 @@
 // The basic published types, the identifiers and the component interfaces that everything else is written in.
-//
 // On Windows these are the system's own headers. Elsewhere the same names are declared here, with the same sizes:
 // 32-bit HRESULT, LONG, DWORD, ULONG and BOOL, 64-bit LONGLONG and 16-bit WCHAR. The two systems differ in the language
 // type behind a name (LONG is `long` on one and `int` on the other), so pass pointers as LONG* or DWORD*, not as

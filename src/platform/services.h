@@ -1,5 +1,4 @@
 // The few services of the system that effects need, under one set of names.
-//
 // Every function may be called from any thread, and none throws.
 #pragma once
 

@@ -1,5 +1,4 @@
 // The interfaces through which a host that plays music shares its tempo and its meter.
-//
 // They are fixed by the hosts in use: slots may not move, and those that nothing here calls keep their place.
 #pragma once
 

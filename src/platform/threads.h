@@ -1,5 +1,4 @@
 // A thread that one object owns: started and joined by it, and never left to end by itself.
-//
 // On Windows it is the system's own. The C++ library's there would bring in a thread library that keeps memory, an
 // index of thread data and handles of every loading of the module. Elsewhere it is the C++ library's.
 #pragma once

@@ -1,5 +1,4 @@
 // The control classes of the pages: fader, trackbar, spinner, static and logo bar, as window classes for dialogs.
-//
 // All but the logo bar are the system's own controls with our messages added. A class belongs to the module that
 // registers it. Windows belong to the thread that makes them, as everywhere.
 #pragma once
@@ -57,6 +56,10 @@ inline constexpr WORD kScrollBegin = 9;
 LONG Fader_DefScrollProc(UINT message, WPARAM wparam, LPARAM lparam, LONG line, LONG page) noexcept;
 LONG Trackbar_DefScrollProc(UINT message, WPARAM wparam, LPARAM lparam, LONG line, LONG page) noexcept;
 LONG Spinner_DefScrollProc(UINT message, WPARAM wparam, LPARAM lparam, LONG line, LONG page, LONG value) noexcept;
+
+/// Lets a list of the system turn with the wheel only while it has the focus: a page that moves under the pointer must
+/// not change the sound. The other controls are so by themselves.
+void KeepWheelToFocus(HWND list) noexcept;
 
 /// The button id of the name on a logo bar.
 inline constexpr int kLogoName = 1;

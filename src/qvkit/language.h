@@ -1,5 +1,4 @@
 // Language strings: every text that a user sees, by id, in the language in force.
-//
 // A handle holds one language at a time. Several threads may ask for texts while another switches the language; each
 // gets the old language's text or the new one's. Opening and closing a handle belong to one thread.
 // Nothing here throws. The ids that code asks for are in string_ids.h.

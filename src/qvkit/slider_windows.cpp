@@ -57,6 +57,10 @@ class SliderWindow {
         // Without the focus it goes on to whatever scrolls the page: a page that moves under the pointer must not
         // change the sound. The system's trackbar would turn with it.
         return ::GetFocus() == window_ ? Wheel(wparam) : ::DefWindowProcW(window_, message, wparam, lparam);
+      case WM_CANCELMODE:
+        // The system's trackbar gives the capture back and goes on dragging; only the button's release ends it.
+        if (::GetCapture() == window_) base_.PassOn(window_, WM_LBUTTONUP, 0, 0);
+        break;
       case WM_KILLFOCUS:
       case WM_ENABLE: {
         // The key or button whose release would end the change is now released elsewhere.

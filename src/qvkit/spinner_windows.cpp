@@ -126,6 +126,9 @@ LRESULT CALLBACK SpinnerProc(HWND window, UINT message, WPARAM wparam, LPARAM lp
       Tell(window, SB_ENDSCROLL);
       return result;
     }
+    case WM_MOUSEWHEEL:
+      if (::GetFocus() != spinner->buddy) return ::DefWindowProcW(window, message, wparam, lparam);
+      return spinnerBase.PassOn(window, message, wparam, lparam);
     default:
       return spinnerBase.PassOn(window, message, wparam, lparam);
   }

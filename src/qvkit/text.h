@@ -1,5 +1,4 @@
 // Numbers as text and text as numbers, the way a person at a control reads and types them.
-//
 // Decimal sign and digit grouping are those of the locale last set, for the whole module. Nothing here allocates or
 // throws; texts that do not fit are cut, always terminated. Any thread.
 #pragma once

@@ -1,7 +1,6 @@
 // Memory tokens: a record that names a block of memory so that another process can reach it, and the two classes over
 // it. This is the header for programs that use the module: link with its import library, or look the members up by
 // their exported names, which are those of the Microsoft compiler for x64 and those of the GNU compiler.
-//
 // Sizes are in bytes. Nothing throws: a failure is a state of the object, told by what its members return. There are no
 // locks: an object belongs to one thread at a time, and who writes to a block when is agreed between the two processes.
 #pragma once

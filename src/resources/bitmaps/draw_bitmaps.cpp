@@ -1,5 +1,4 @@
 // Draws the images of the logo bar's buttons, for 100, 150 and 200 % scale, as bitmaps with an alpha channel.
-//
 // Not part of the build: the bitmaps stand beside this file. To draw them anew:
 //   g++ -std=c++20 draw_bitmaps.cpp -o draw_bitmaps && ./draw_bitmaps
 #include <algorithm>
