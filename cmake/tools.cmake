@@ -13,7 +13,7 @@ korva_page_program(page_show ${CMAKE_SOURCE_DIR}/tools/page_show_main.cpp)
 
 # Renders files through the registered module in a graph, for the comparison with the native command.
 add_executable(graph_render ${CMAKE_SOURCE_DIR}/tools/graph_render_main.cpp
-                            ${CMAKE_SOURCE_DIR}/tests/windows/wav_file.cpp
+                            ${CMAKE_SOURCE_DIR}/tools/wav_file.cpp
                             ${CMAKE_SOURCE_DIR}/tests/windows/graph_kit.cpp)
 target_include_directories(graph_render PRIVATE ${CMAKE_SOURCE_DIR}/tests)
 target_link_libraries(graph_render PRIVATE korva_streaming)

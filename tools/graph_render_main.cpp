@@ -10,8 +10,8 @@
 
 #include "frame/interfaces.h"
 #include "platform/wide_text.h"
+#include "wav_file.h"
 #include "windows/graph_kit.h"
-#include "windows/wav_file.h"
 
 // Renders WAV files through the registered module in the system's filter graph, found as a host finds it: by its name
 // in the list of filters.
@@ -144,11 +144,11 @@ int Render(const Arguments& call) {
   }
   const FormatRecord format = stream->format;
   Graph graph;
-  const ComPtr<SourceFilter> source(new SourceFilter(std::move(*stream), options));
-  const ComPtr<SinkFilter> sink(new SinkFilter);
+  const ComPtr<StreamSource> source(new StreamSource(std::move(*stream), options));
+  const ComPtr<WaitingSink> sink(new WaitingSink);
   if (FAILED(graph.Chain(*source.Get(), chain, *sink.Get(), false))) return Complain("the graph cannot be joined");
-  if (FAILED(graph.Run()) || !sink->WaitForEnd()) return Complain("the graph does not run to its end");
-  const Stream rendered{format, sink->bytes()};
+  if (FAILED(graph.Run()) || !sink->pin.WaitForEnd()) return Complain("the graph does not run to its end");
+  const Stream rendered{format, sink->pin.received};
   graph.Stop();
   if (!WriteWav(call[1], rendered)) return Complain("cannot write " + call[1]);
   return compareWith.empty() ? 0 : CompareWith(compareWith, rendered, places);

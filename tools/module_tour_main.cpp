@@ -12,6 +12,7 @@
 
 #include "platform/wide_text.h"
 #include "streaming/com_ptr.h"
+#include "support/help_page.h"
 
 namespace korva {
 namespace {
@@ -49,7 +50,7 @@ std::string VisitPage(REFCLSID pageClass, IUnknown* filter, std::string& title) 
   info.cb = sizeof info;
   if (FAILED(page->GetPageInfo(&info))) return "no page information";
   title = platform::ToUtf8(info.pszTitle);
-  const bool helped = info.pszHelpFile != nullptr && ::GetFileAttributesW(info.pszHelpFile) != INVALID_FILE_ATTRIBUTES;
+  const bool helped = HasHelpPage(info);
   ::CoTaskMemFree(info.pszTitle);
   ::CoTaskMemFree(info.pszHelpFile);
   ::CoTaskMemFree(info.pszDocString);

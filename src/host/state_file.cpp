@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "frame/record.h"
+#include "host/byte_stream.h"
 #include "host/interrupt.h"
 #include "host/output_file.h"
 #include "host/parameter_text.h"
@@ -112,29 +113,6 @@ Outcome<StateRecord> RecordOf(const std::string& path, const std::string& conten
 
 }  // namespace
 
-HRESULT MemoryStream::QueryInterface(REFIID iid, void** out) {
-  if (out == nullptr) return E_POINTER;
-  const bool known =
-      iid == InterfaceId<IUnknown>() || iid == InterfaceId<ISequentialStream>() || iid == InterfaceId<IStream>();
-  *out = known ? static_cast<IStream*>(this) : nullptr;
-  return known ? S_OK : E_NOINTERFACE;
-}
-
-HRESULT MemoryStream::Read(void* buffer, ULONG bytes, ULONG* bytesRead) {
-  const std::size_t count = std::min<std::size_t>(bytes, bytes_.size() - position_);
-  if (count != 0) std::memcpy(buffer, bytes_.data() + position_, count);
-  position_ += count;
-  if (bytesRead != nullptr) *bytesRead = static_cast<ULONG>(count);
-  return count == bytes ? S_OK : S_FALSE;
-}
-
-HRESULT MemoryStream::Write(const void* buffer, ULONG bytes, ULONG* bytesWritten) {
-  const auto* const data = static_cast<const std::uint8_t*>(buffer);
-  bytes_.insert(bytes_.end(), data, data + bytes);
-  if (bytesWritten != nullptr) *bytesWritten = bytes;
-  return S_OK;
-}
-
 Outcome<StateRecord> ReadStateFile(const std::string& path, std::istream& in) {
   const Outcome<std::string> read = ReadState(path, in);
   if (!read) return read.ending();
@@ -143,7 +121,7 @@ Outcome<StateRecord> ReadStateFile(const std::string& path, std::istream& in) {
 
 Check LoadState(const StateRecord& record, EffectInstance& instance) {
   const ComPtr<IPersistStream> persist = Query<IPersistStream>(instance.filter.Get());
-  MemoryStream stream(record.bytes);
+  ByteStream stream(record.bytes);
   if (!persist || FAILED(persist->Load(&stream))) {
     return Failed("the " + std::string(record.effect->description.name) + " record cannot be loaded");
   }
@@ -176,9 +154,9 @@ std::string StateText(const EffectRow& effect, const EffectInstance& instance) {
 
 Outcome<std::vector<std::uint8_t>> SaveState(EffectInstance& instance) {
   const ComPtr<IPersistStream> persist = Query<IPersistStream>(instance.filter.Get());
-  MemoryStream stream;
+  ByteStream stream;
   if (!persist || FAILED(persist->Save(&stream, 1))) return Failed("the effect's record cannot be made");
-  return stream.bytes();
+  return std::move(stream.bytes);
 }
 
 }  // namespace korva

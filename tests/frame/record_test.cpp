@@ -4,13 +4,13 @@
 
 #include <cstring>
 #include <limits>
-#include <random>
 
 #include "frame_rig.h"
 #include "platform/services.h"
 #include "platform/wide_text.h"
 #include "qvkit/language.h"
 #include "support/memory_stream.h"
+#include "support/seed.h"
 
 namespace korva {
 namespace {
@@ -93,7 +93,8 @@ TEST(Record, OneThatEndsEarlyOrFailsChangesNothing) {
 }
 
 TEST(Record, AnyBodyLeavesValuesInTheirRanges) {
-  std::mt19937 random(5);
+  const Seed seed;
+  std::mt19937 random(seed);
   for (int round = 0; round < 500; ++round) {
     Owned<CQvChorus> chorus;
     auto bytes = Record(84, kNewest, kBlock, 64);

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
 
 #include "audio/tempo_info.h"
 #include "frame/mfx_tempo.h"
+#include "support/seed.h"
 #include "support/test_song.h"
 
 namespace korva {
@@ -169,9 +169,9 @@ TEST(Tempo, ConnectsOnceAndNeedsBothMaps) {
 }
 
 /// A host whose maps answer anything.
-class WildSong final : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConverter {
+class WildSong final : public TestSong {
  public:
-  KORVA_STACK_UNKNOWN(IMfxTempoMap, IMfxMeterMap, IMfxTimeConverter);
+  WildSong() : TestSong({{0, 12000}}, {{1, 4, 2}}, 48000) {}
   LONG TicksToMsecs(LONG) override { return Word(); }
   LONG MsecsToTicks(LONG) override { return Word(); }
   int GetTicksPerQuarterNote() override { return Word(); }
@@ -184,14 +184,11 @@ class WildSong final : public IMfxTempoMap, public IMfxMeterMap, public IMfxTime
     *bpm100 = Word();
     return random() % 4 != 0 ? S_OK : E_FAIL;
   }
-  HRESULT TicksToMBT(LONG, int*, int*, int*) override { return E_NOTIMPL; }
   LONG MBTToTicks(int, int, int) override { return Word(); }
   int GetMeterIndexForTime(LONG) override { return Word(); }
   int GetMeterCount() override { return GetTempoCount(); }
   HRESULT GetMeterAt(int, int* measure, int* top, int* power) override {
-    *measure = Word();
-    *top = Word();
-    *power = Word();
+    for (int* const answer : {measure, top, power}) *answer = Word();
     return S_OK;
   }
   HRESULT ConvertMfxTime(MfxTime* time, int newFormat) override {
@@ -206,7 +203,8 @@ class WildSong final : public IMfxTempoMap, public IMfxMeterMap, public IMfxTime
     return pick < 9 ? kWords[pick] : static_cast<int>(random());
   }
 
-  std::mt19937 random{11};
+  const Seed seed;
+  std::mt19937 random{seed};
 };
 
 TEST(Tempo, NoAnswerOfAHostCanHoldItUp) {
@@ -214,8 +212,7 @@ TEST(Tempo, NoAnswerOfAHostCanHoldItUp) {
   for (int round = 0; round < 300; ++round) {
     Follower follower;
     follower.rate = std::vector<DWORD>{0, 1, 48000, 0xFFFFFFFF}[static_cast<std::size_t>(round % 4)];
-    song.AddRef();
-    ASSERT_EQ(follower.Connect(static_cast<IMfxTempoMap*>(&song)), S_OK);
+    ASSERT_EQ(song.ConnectTo(follower), S_OK);
     if (round % 2 == 0) follower.OnStart(song.Word());
     for (int i = 0; i < 50; ++i) {
       TempoInfo info;

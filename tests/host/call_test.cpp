@@ -23,28 +23,15 @@ TEST_F(CallTest, WhatIsUnderstoodOtherwiseIsTold) {
                         {"chorus --set mod-rate=0.8", ""},
                         {"time-stretch --set mode=speech", "mode=speech is "},
                         {"chorus --set mod-period-note=13", ""}}) {
-    const Run run = KorvaLine("render @in.wav @out.wav --overwrite --dry-run " + std::string(c.line));
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_NE(run.err.find(c.told), std::string::npos) << run.err;
-    EXPECT_EQ(run.err.empty(), *c.told == '\0') << run.err;
+    ExpectSaid(Render("@in.wav @out.wav --dry-run " + std::string(c.line)), c.told);
   }
   EXPECT_FALSE(Exists("out.wav"));
 }
 
 // A ramp comes to rest on the value that was typed, wherever the stream is cut.
 TEST_F(CallTest, ARampEndsOnItsEndValue) {
-  SF_INFO info{};
-  info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
-  info.channels = 1;
-  info.samplerate = 48000;
-  SNDFILE* const file = sf_open(Path("one.wav").c_str(), SFM_WRITE, &info);
-  const std::vector<float> ones(24000, 0.5F);
-  sf_writef_float(file, ones.data(), 24000);
-  sf_close(file);
-  const Run run = KorvaLine(
-      "render @one.wav @out.wav reverb --set reverb-out=-80 --set early-out=-80 --automate dry-out:0:0.1:-40:0 "
-      "--no-tail");
-  ASSERT_EQ(run.exitCode, 0) << run.err;
+  PutSamples("one.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, std::vector<double>(24000, 0.5));
+  Render("@one.wav @out.wav reverb --set reverb-out=-80 --set early-out=-80 --automate dry-out:0:0.1:-40:0 --no-tail");
   EXPECT_NEAR(Read("out.wav").samples[20000], 0.5, 1e-6);
 }
 
@@ -59,16 +46,14 @@ TEST_F(CallTest, ALengthThatIsAskedForIsKeptToTheFrame) {
                         {"reverb --set decay=0.5 --tail 0.25", 60000},
                         {"simple-delay --tail 0", 48000}}) {
     for (const char* format : {"", " --format s16"}) {
-      const Run run = KorvaLine("render @in.wav @out.wav --overwrite " + std::string(c.chain) + format);
-      ASSERT_EQ(run.exitCode, 0) << run.err;
+      Render("@in.wav @out.wav " + std::string(c.chain) + format);
       EXPECT_EQ(Read("out.wav").info.frames, c.frames) << c.chain << format;
     }
   }
 }
 
 TEST_F(CallTest, WetLeavesTheDrySignalOut) {
-  ASSERT_EQ(KorvaLine("render @in.wav @out.wav simple-delay --wet --set delay=500 --set multiple-delays=off").exitCode,
-            0);
+  Render("@in.wav @out.wav simple-delay --wet --set delay=500 --set multiple-delays=off");
   const Sound out = Read("out.wav");
   EXPECT_TRUE(std::all_of(out.samples.begin(), out.samples.begin() + 24000, [](double x) { return x == 0; }));
   EXPECT_EQ(KorvaLine("render @in.wav @b.wav time-stretch --wet").exitCode, 2);
@@ -76,12 +61,11 @@ TEST_F(CallTest, WetLeavesTheDrySignalOut) {
 
 TEST_F(CallTest, ATextOfAStateIsReadBackWhole) {
   for (const EffectRow& effect : EffectTable()) {
-    const std::string name = effect.description.name, preset = " --preset 1 --overwrite --save-state ";
-    ASSERT_EQ(KorvaLine("render @in.wav @o.wav " + name + preset + "@a.state").exitCode, 0);
+    const std::string name = effect.description.name;
+    Render("@in.wav @o.wav " + name + " --preset 1 --save-state @a.state");
     const Run text = KorvaLine("state @a.state --text");
     Put("a.preset", text.out);
-    const Run run = KorvaLine("render @in.wav @o.wav " + name + " --state @a.preset --overwrite --save-state @b.state");
-    ASSERT_EQ(run.exitCode, 0) << run.err;
+    Render("@in.wav @o.wav " + name + " --state @a.preset --save-state @b.state");
     EXPECT_EQ(Bytes("b.state"), Bytes("a.state")) << text.out;
   }
   Put("bad.preset", "effect = chorus\ndelay = 5\nfeedbak = 3\n");
@@ -138,13 +122,15 @@ TEST_F(CallTest, TheManualPageAndTheCompletionAreWellFormed) {
     Put("try.bash", script);
     return std::system(("bash " + Path("try.bash")).c_str()) == 0;
   };
-  EXPECT_TRUE(completes("korva rend", "render"));
-  EXPECT_TRUE(completes("korva params rev", "reverb"));
-  EXPECT_TRUE(completes("korva render a.wav b.wav cho", "chorus"));
-  EXPECT_TRUE(completes("korva render a.wav b.wav chorus --pre", "--preset"));
-  EXPECT_TRUE(completes("korva render a.wav b.wav chorus --set feed", "feedback="));
-  EXPECT_TRUE(completes("korva render a.wav b.wav chorus --set bypass = o", "on"));
-  EXPECT_TRUE(completes("korva render a.wav b.wav reverb --preset cath", "Cathedral"));
+  for (const auto& [words, reply] : {std::pair("korva rend", "render"),
+                                     {"korva params rev", "reverb"},
+                                     {"korva render a.wav b.wav cho", "chorus"},
+                                     {"korva render a.wav b.wav chorus --pre", "--preset"},
+                                     {"korva render a.wav b.wav chorus --set feed", "feedback="},
+                                     {"korva render a.wav b.wav chorus --set bypass = o", "on"},
+                                     {"korva render a.wav b.wav reverb --preset cath", "Cathedral"}}) {
+    EXPECT_TRUE(completes(words, reply)) << words;
+  }
   for (const OptionText& option : RenderOptions()) {
     EXPECT_NE(Bytes("korva.bash").find(option.name), std::string::npos) << option.name;
   }

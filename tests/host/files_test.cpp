@@ -11,14 +11,9 @@ class FilesTest : public HostTest {
  protected:
   /// A sound whose channel `c` holds the constant `values[c]`.
   void PutLevels(const std::string& name, int format, const std::vector<double>& values, int frames = 4800) const {
-    SF_INFO info{};
-    info.format = format;
-    info.channels = static_cast<int>(values.size());
-    info.samplerate = 48000;
-    SNDFILE* const file = sf_open(Path(name).c_str(), SFM_WRITE, &info);
-    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
-    for (int i = 0; i < frames; ++i) sf_writef_double(file, values.data(), 1);
-    sf_close(file);
+    std::vector<double> samples;
+    for (int i = 0; i < frames; ++i) samples.insert(samples.end(), values.begin(), values.end());
+    PutSamples(name, format, samples, static_cast<int>(values.size()));
   }
   double Level(const Sound& sound, std::size_t channel) const {
     const auto channels = static_cast<std::size_t>(sound.info.channels);

@@ -13,11 +13,30 @@
 #include <vector>
 
 #include "host/korva.h"
+#include "support/signals.h"
 
 namespace korva {
 
 /// The names of presets and choices follow the environment's language.
 inline const int kPlainLanguage = ::setenv("LC_ALL", "C", 1);
+
+/// A MIDI file of one track with 96 ticks to the quarter, and its events, each so many ticks after the one before.
+inline std::string MidiText(std::initializer_list<int> bytes) {
+  std::string text;
+  for (const int byte : bytes) text.push_back(static_cast<char>(byte));
+  return text;
+}
+inline std::string MidiFile(const std::string& events) {
+  const auto size = static_cast<int>(events.size()) + 4;
+  return "MThd" + MidiText({0, 0, 0, 6, 0, 0, 0, 1, 0, 96}) + "MTrk" + MidiText({0, 0, size >> 8, size & 255}) +
+         events + MidiText({0, 0xFF, 0x2F, 0});
+}
+inline std::string MidiTempo(int delta, int microseconds) {
+  return MidiText({delta, 0xFF, 0x51, 3, microseconds >> 16, microseconds >> 8 & 255, microseconds & 255});
+}
+inline std::string MidiMeter(int delta, int top, int power) {
+  return MidiText({delta, 0xFF, 0x58, 4, top, power, 24, 8});
+}
 
 /// A folder that goes with the test, and is where its files are.
 class HostTest : public ::testing::Test {
@@ -62,22 +81,22 @@ class HostTest : public ::testing::Test {
     sf_close(file);
     return sound;
   }
-  /// A sound of `frames` frames that is nowhere periodic, in any format of the library.
-  void PutSound(const std::string& name, int format, int channels, int frames, int rate = 48000) const {
+  /// A file of these samples, channel after channel in each frame.
+  void PutSamples(const std::string& name, int format, const std::vector<double>& samples, int channels = 1,
+                  int rate = 48000) const {
     SF_INFO info{};
     info.format = format;
     info.channels = channels;
     info.samplerate = rate;
     SNDFILE* const file = sf_open(Path(name).c_str(), SFM_WRITE, &info);
     ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
-    std::vector<std::int32_t> samples(static_cast<std::size_t>(frames * channels));
-    std::uint32_t state = 7;
-    for (std::int32_t& sample : samples) {
-      state = state * 1664525U + 1013904223U;
-      sample = static_cast<std::int32_t>(state) / 4;
-    }
-    sf_writef_int(file, samples.data(), frames);
+    sf_write_double(file, samples.data(), static_cast<sf_count_t>(samples.size()));
     sf_close(file);
+  }
+  /// A sound of `frames` frames that is nowhere periodic, in any format of the library.
+  void PutSound(const std::string& name, int format, int channels, int frames, int rate = 48000) const {
+    constexpr double kFine = 0x1p31;
+    PutSamples(name, format, GridNoise(static_cast<std::size_t>(frames * channels), 0.25, 7, kFine), channels, rate);
   }
 
   /// What one run said, and how it ended.
@@ -101,6 +120,17 @@ class HostTest : public ::testing::Test {
   Run KorvaLine(const std::string& line, const std::string& input = "") const {
     std::istringstream words(line);
     return Korva({std::istream_iterator<std::string>(words), {}}, input);
+  }
+  /// `render`, over what there is already; it has to go well.
+  Run Render(const std::string& line) const {
+    Run run = KorvaLine("render " + line + " --overwrite");
+    EXPECT_EQ(run.exitCode, 0) << line << "\n" << run.err;
+    return run;
+  }
+  /// That `part` is among what a run says; for no part, that it says nothing.
+  static void ExpectSaid(const Run& run, const std::string& part) {
+    EXPECT_NE(run.err.find(part), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.empty(), part.empty()) << run.err;
   }
 
   /// Refused with a code, a text that holds `part`, nothing on standard output, and no file left over.

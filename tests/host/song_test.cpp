@@ -5,25 +5,6 @@
 namespace korva {
 namespace {
 
-std::string Bytes(std::initializer_list<int> bytes) {
-  std::string text;
-  for (const int byte : bytes) text.push_back(static_cast<char>(byte));
-  return text;
-}
-
-/// A MIDI file of one track with 96 ticks to the quarter.
-std::string Midi(const std::string& events) {
-  const auto size = static_cast<int>(events.size()) + 4;
-  return "MThd" + Bytes({0, 0, 0, 6, 0, 0, 0, 1, 0, 96}) + "MTrk" + Bytes({0, 0, size >> 8, size & 255}) + events +
-         Bytes({0, 0xFF, 0x2F, 0});
-}
-std::string Tempo(int delta, int microseconds) {
-  return Bytes({delta, 0xFF, 0x51, 3, microseconds >> 16, microseconds >> 8 & 255, microseconds & 255});
-}
-std::string Meter(int delta, int top, int power) {
-  return Bytes({delta, 0xFF, 0x58, 4, top, power, 24, 8});
-}
-
 TEST(SongHost, TimesAndMeasuresFollowTheMaps) {
   // 120 bpm for four quarters, then 60; a measure of 4/4, one of 4/4 cut short by 6/8 at its third quarter.
   SongMap map;
@@ -71,7 +52,8 @@ TEST(SongHost, NoTimeOverflows) {
 class MidiSong : public HostTest {};
 
 TEST_F(MidiSong, TempoAndMeterEventsBecomeTheMaps) {
-  Put("song.mid", Midi(Tempo(0, 500000) + Meter(0, 3, 2) + Tempo(96, 1000000) + Meter(0, 6, 3) + Tempo(96, 250000)));
+  Put("song.mid", MidiFile(MidiTempo(0, 500000) + MidiMeter(0, 3, 2) + MidiTempo(96, 1000000) + MidiMeter(0, 6, 3) +
+                           MidiTempo(96, 250000)));
   const Outcome<SongMap> map = ReadMidiSong(Path("song.mid"));
   ASSERT_TRUE(map);
   EXPECT_EQ(map->ticksPerQuarter, 96);
@@ -89,7 +71,7 @@ TEST_F(MidiSong, TempoAndMeterEventsBecomeTheMaps) {
 // Every single byte of a good file set to each of several hostile values, and every cut of it: an answer, never an end
 // of this process.
 TEST_F(MidiSong, BrokenFilesAreRefusedAndNothingWorse) {
-  const std::string good = Midi(Tempo(0, 500000) + Meter(0, 3, 2) + Tempo(96, 1000000));
+  const std::string good = MidiFile(MidiTempo(0, 500000) + MidiMeter(0, 3, 2) + MidiTempo(96, 1000000));
   std::vector<std::string> hostile;
   for (std::size_t i = 0; i < good.size(); ++i) {
     hostile.push_back(good.substr(0, i));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "pages/preset_menu.h"
 #include "platform/wide_text.h"
 #include "qvkit/system_controls.h"
+#include "support/listening_host.h"
 
 namespace korva::test {
 
@@ -42,29 +44,6 @@ inline std::string TextOf(HWND window) {
   return platform::ToUtf8(text);
 }
 
-/// Writes down what a host hears of edits: "[row", "row=value", "row]".
-class Recorder final : public IMediaParamsUICallback {
- public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE ParamsBeginCapture(DWORD* rows, DWORD) override {
-    heard.append("[").append(std::to_string(rows[0]));
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE ParamsChanged(DWORD* rows, DWORD, MP_DATA*) override {
-    heard.append(" ").append(std::to_string(rows[0])).append("=");
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE ParamsEndCapture(DWORD* rows, DWORD) override {
-    heard.append(std::to_string(rows[0])).append("]");
-    return S_OK;
-  }
-  std::string Take() { return std::exchange(heard, std::string()); }
-
-  std::string heard;
-};
-
 /// The one window on the screen that all hosts are in: a system without a window manager takes seconds to let one go.
 inline HWND Desk() {
   static const HWND desk = ::CreateWindowExW(0, L"STATIC", L"desk", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 1000, 800,
@@ -92,6 +71,7 @@ class PageBench {
     ::DestroyWindow(host);
     Pump();
     EXPECT_EQ(site.references, 0u);
+    EXPECT_EQ(recorder.references, 0u);
   }
 
   void Connect() { Connect(filter); }
@@ -126,8 +106,8 @@ class PageBench {
   LRESULT Send(int id, UINT message, WPARAM wparam, LPARAM lparam) const {
     return ::SendMessageW((*this)[id], message, wparam, lparam);
   }
-  void Command(int id, WORD code = 0) const {
-    ::SendMessageW(dialog(), WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>((*this)[id]));
+  LRESULT Command(int id, WORD code = 0) const {
+    return ::SendMessageW(dialog(), WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>((*this)[id]));
   }
   void Press(int id, WPARAM key) const {
     Send(id, WM_KEYDOWN, key, 1);
@@ -145,11 +125,23 @@ class PageBench {
     Send(id, WM_CLEAR, 0, 0);
     for (; *text != 0; ++text) Send(id, WM_CHAR, *text, 1);
   }
+  /// Tells the system that a key is down or up, beside the messages of it.
+  static void Hold(int key, bool down) {
+    BYTE keys[256] = {};
+    keys[key] = down ? 0x80 : 0;
+    ::SetKeyboardState(keys);
+  }
   void Leave() const { ::SetFocus((*this)[kLogoName]); }
   void Type(int id, const WCHAR* text) const {
     Enter(id, text);
     Leave();
   }
+  /// Takes an item of a list.
+  void Choose(int id, LONG item) const {
+    Send(id, CB_SETCURSEL, static_cast<WPARAM>(item), 0);
+    Command(id, CBN_SELCHANGE);
+  }
+  void Drop(int id, bool open) const { Send(id, CB_SHOWDROPDOWN, open ? TRUE : FALSE, 0); }
   void Tick() const { ::SendMessageW(dialog(), WM_TIMER, 0, 0); }
   /// Tells the page that the filter holds something new, and lets it catch up.
   void Notice() const {
@@ -162,6 +154,14 @@ class PageBench {
   }
   double Get(int row) const { return Access(row).get(property_); }
   void Set(int row, double value) const { Access(row).set(property_, value); }
+  /// Sets a value as somebody else does.
+  void Show(int row, double value) {
+    Set(row, value);
+    Notice();
+    recorder.Take();
+    site.told = 0;
+  }
+  bool Automated(int row) const { return Access(row).beginEdit != nullptr; }
   LONG Whole(int row) const { return static_cast<LONG>(Get(row)); }
   const ParamDescriptor& Row(int row) const { return kind.page.effect.rows[static_cast<std::size_t>(row)]; }
 
@@ -169,12 +169,33 @@ class PageBench {
   ComPtr<IUnknown> filter;
   ComPtr<IMediaParams> params;
   PageSite site;
-  Recorder recorder;
+  ListeningHost recorder;
   HWND host;
   ComPtr<IPropertyPage> page;
 
  private:
   void* property_ = nullptr;
 };
+
+/// A test of one page; everything that it made must be gone at its end.
+class PageTest : public testing::TestWithParam<std::size_t> {
+ protected:
+  void TearDown() override {
+    opened.reset();
+    EXPECT_EQ(CBaseObject::ObjectsActive(), objects);
+  }
+
+  const long objects = CBaseObject::ObjectsActive();
+  const PageCase& kind = Pages()[GetParam()];
+  std::optional<PageBench> opened{std::in_place, kind};
+  PageBench& bench = *opened;
+};
+
+#define KORVA_FOR_EVERY_PAGE(suite)                                                                           \
+  INSTANTIATE_TEST_SUITE_P(Every, suite, testing::Range(std::size_t{0}, Pages().size()), [](const auto& at) { \
+    std::string name = Pages()[at.param].name();                                                              \
+    std::ranges::replace(name, '-', '_');                                                                     \
+    return name;                                                                                              \
+  })
 
 }  // namespace korva::test

@@ -16,6 +16,7 @@
 #include "qvkit/language.h"
 #include "streaming/com_ptr.h"
 #include "streaming/unknown.h"
+#include "support/owned.h"
 
 namespace korva::test {
 
@@ -64,14 +65,7 @@ class Components {
 /// Counts what a page tells its site.
 class PageSite final : public IPropertyPageSite {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (iid != InterfaceId<IUnknown>() && iid != InterfaceId<IPropertyPageSite>()) return E_NOINTERFACE;
-    AddRef();
-    *out = this;
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-  ULONG STDMETHODCALLTYPE Release() override { return --references; }
+  KORVA_STACK_UNKNOWN(IPropertyPageSite);
   HRESULT STDMETHODCALLTYPE OnStatusChange(DWORD flags) override {
     ++told;
     lastFlags = flags;
@@ -81,7 +75,6 @@ class PageSite final : public IPropertyPageSite {
   HRESULT STDMETHODCALLTYPE GetPageContainer(IUnknown**) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE TranslateAccelerator(MSG*) override { return S_FALSE; }
 
-  ULONG references = 0;
   int told = 0;
   DWORD lastFlags = 0;
 };
@@ -95,13 +88,7 @@ class PageFactory final : public IClassFactory {
   ~PageFactory() { ::CoRevokeClassObject(cookie_); }
   PageFactory(const PageFactory&) = delete;
   PageFactory& operator=(const PageFactory&) = delete;
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (iid != InterfaceId<IUnknown>() && iid != InterfaceId<IClassFactory>()) return E_NOINTERFACE;
-    *out = this;
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  KORVA_STACK_UNKNOWN(IClassFactory);
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** out) override {
     return page_.Page()->QueryInterface(iid, out);
   }

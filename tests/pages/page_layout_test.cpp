@@ -88,89 +88,85 @@ bool TakesTheKeyboard(HWND child) {
          IsClass(child, kFaderClass) || IsClass(child, kTrackbarClass);
 }
 
-TEST(PageLayout, EveryTextFitsInEveryLanguageAndEveryControlHasAName) {
-  for (const PageCase& kind : Pages()) {
-    for (const std::uint32_t locale : kLanguageLocales) {
-      SCOPED_TRACE(std::string(kind.name()).append(" ").append(std::to_string(locale)));
-      Environment::components->Speak(locale);
-      PageBench bench(kind);
-      bench.Open();
-      std::map<wchar_t, int> mnemonics;
-      for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
-           child = ::GetWindow(child, GW_HWNDNEXT)) {
-        WCHAR text[160] = {};
-        ::GetWindowTextW(child, text, 160);
-        const int id = ::GetDlgCtrlID(child);
-        if (TakesTheKeyboard(child) && !IsClass(child, WC_BUTTONW)) {
-          const HWND previous = ::GetWindow(child, GW_HWNDPREV);
-          EXPECT_TRUE(IsClass(previous, WC_STATICW) && !TextOf(previous).empty()) << id << " has no spoken name";
-        }
-        if ((::GetWindowLongPtrW(child, GWL_STYLE) & WS_VISIBLE) == 0) continue;  // there to be spoken
-        if (const wchar_t letter = id != kLogo ? Mnemonic(text) : 0; letter != 0) {
-          EXPECT_EQ(std::exchange(mnemonics[letter], id), 0) << "and " << id;
-        }
-        if (id == kLogo) {
-          ExpectFits(bench[kLogoName], text);
-        } else if (IsClass(child, WC_COMBOBOXW)) {
-          for (int item = 0; item < bench.Send(id, CB_GETCOUNT, 0, 0); ++item) {
-            bench.Send(id, CB_GETLBTEXT, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(text));
-            ExpectFits(child, text, false);
-          }
-        } else if (text[0] != 0) {
-          ExpectFits(child, text);
-        }
-        for (const std::wstring& value : LongestTexts(bench, id)) ExpectFits(child, value.c_str());
+class PageLayout : public PageTest {};
+KORVA_FOR_EVERY_PAGE(PageLayout);
+
+TEST_P(PageLayout, EveryTextFitsInEveryLanguageAndEveryControlHasAName) {
+  for (const std::uint32_t locale : kLanguageLocales) {
+    SCOPED_TRACE(locale);
+    Environment::components->Speak(locale);
+    opened.emplace(kind);
+    bench.Open();
+    std::map<wchar_t, int> mnemonics;
+    for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
+         child = ::GetWindow(child, GW_HWNDNEXT)) {
+      WCHAR text[160] = {};
+      ::GetWindowTextW(child, text, 160);
+      const int id = ::GetDlgCtrlID(child);
+      if (TakesTheKeyboard(child) && !IsClass(child, WC_BUTTONW)) {
+        const HWND previous = ::GetWindow(child, GW_HWNDPREV);
+        EXPECT_TRUE(IsClass(previous, WC_STATICW) && !TextOf(previous).empty()) << id << " has no spoken name";
       }
-      EXPECT_GE(mnemonics.size(), 3u);
+      if ((::GetWindowLongPtrW(child, GWL_STYLE) & WS_VISIBLE) == 0) continue;  // there to be spoken
+      if (const wchar_t letter = id != kLogo ? Mnemonic(text) : 0; letter != 0) {
+        EXPECT_EQ(std::exchange(mnemonics[letter], id), 0) << "and " << id;
+      }
+      if (id == kLogo) {
+        ExpectFits(bench[kLogoName], text);
+      } else if (IsClass(child, WC_COMBOBOXW)) {
+        for (int item = 0; item < bench.Send(id, CB_GETCOUNT, 0, 0); ++item) {
+          bench.Send(id, CB_GETLBTEXT, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(text));
+          ExpectFits(child, text, false);
+        }
+      } else if (text[0] != 0) {
+        ExpectFits(child, text);
+      }
+      for (const std::wstring& value : LongestTexts(bench, id)) ExpectFits(child, value.c_str());
     }
+    EXPECT_GE(mnemonics.size(), 3u);
   }
   Environment::components->Speak(1033);
 }
 
-TEST(PageLayout, ControlsKeepApartAndTheTabKeyReachesAll) {
-  for (const PageCase& kind : Pages()) {
-    SCOPED_TRACE(kind.name());
-    PageBench bench(kind);
-    bench.Open();
-    PROPPAGEINFO info = {};
-    ASSERT_EQ(bench.page->GetPageInfo(&info), S_OK);
-    ::CoTaskMemFree(info.pszTitle);
-    ::CoTaskMemFree(info.pszHelpFile);
-    const RECT dialog = {0, 0, info.size.cx, info.size.cy};
-    RECT client = {};
-    ::GetClientRect(bench.dialog(), &client);
-    ASSERT_GT(client.right, dialog.right);
-    EXPECT_EQ(PlaceIn(bench.dialog(), bench[kLogo]).right, client.right) << "the bar goes all across the room there is";
-    std::vector<HWND> children, stops = {bench[kLogoName], bench[kHelpItem]};
-    if (bench[kBypassButton] != nullptr) stops.push_back(bench[kBypassButton]);
-    for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr;
-         child = ::GetWindow(child, GW_HWNDNEXT)) {
-      RECT place = PlaceIn(bench.dialog(), child), both = {};
-      if (child == bench[kLogo]) place.right = dialog.right;
-      ::UnionRect(&both, &dialog, &place);
-      EXPECT_TRUE(::EqualRect(&both, &dialog)) << ::GetDlgCtrlID(child);
-      for (const HWND other : children) {
-        if (IsClass(child, kSpinnerClass) && IsClass(other, WC_EDITW)) continue;  // a spinner shares its box's edge
-        const RECT otherPlace = PlaceIn(bench.dialog(), other);
-        EXPECT_FALSE(::IntersectRect(&both, &place, &otherPlace))
-            << ::GetDlgCtrlID(child) << " lies on " << ::GetDlgCtrlID(other);
-      }
-      children.push_back(child);
-      ::EnableWindow(child, TRUE);
-      if (TakesTheKeyboard(child) && (::GetWindowLongPtrW(child, GWL_STYLE) & WS_TABSTOP) != 0) stops.push_back(child);
+TEST_P(PageLayout, ControlsKeepApartAndTheTabKeyReachesAll) {
+  bench.Open();
+  PROPPAGEINFO info = {};
+  ASSERT_EQ(bench.page->GetPageInfo(&info), S_OK);
+  ::CoTaskMemFree(info.pszTitle);
+  ::CoTaskMemFree(info.pszHelpFile);
+  const RECT dialog = {0, 0, info.size.cx, info.size.cy};
+  RECT client = {};
+  ::GetClientRect(bench.dialog(), &client);
+  ASSERT_GT(client.right, dialog.right);
+  EXPECT_EQ(PlaceIn(bench.dialog(), bench[kLogo]).right, client.right) << "the bar goes all across the room there is";
+  std::vector<HWND> children, stops = {bench[kLogoName], bench[kHelpItem]};
+  if (bench[kBypassButton] != nullptr) stops.push_back(bench[kBypassButton]);
+  for (HWND child = ::GetWindow(bench.dialog(), GW_CHILD); child != nullptr; child = ::GetWindow(child, GW_HWNDNEXT)) {
+    RECT place = PlaceIn(bench.dialog(), child), both = {};
+    if (child == bench[kLogo]) place.right = dialog.right;
+    ::UnionRect(&both, &dialog, &place);
+    EXPECT_TRUE(::EqualRect(&both, &dialog)) << ::GetDlgCtrlID(child);
+    for (const HWND other : children) {
+      if (IsClass(child, kSpinnerClass) && IsClass(other, WC_EDITW)) continue;  // a spinner shares its box's edge
+      const RECT otherPlace = PlaceIn(bench.dialog(), other);
+      EXPECT_FALSE(::IntersectRect(&both, &place, &otherPlace))
+          << ::GetDlgCtrlID(child) << " lies on " << ::GetDlgCtrlID(other);
     }
-    std::vector<HWND> reached;
-    HWND at = ::GetNextDlgTabItem(bench.dialog(), nullptr, FALSE);
-    for (; std::ranges::find(reached, at) == reached.end(); at = ::GetNextDlgTabItem(bench.dialog(), at, FALSE)) {
-      reached.push_back(at);
-    }
-    std::ranges::sort(stops);
-    std::ranges::sort(reached);
-    EXPECT_EQ(reached, stops);
-    for (const PageControl& control : kind.page.controls) {
-      if (control.kind == ControlKind::kComputed || control.kind == ControlKind::kSpinner) continue;
-      EXPECT_TRUE(std::ranges::binary_search(stops, bench[control.id])) << control.id;
-    }
+    children.push_back(child);
+    ::EnableWindow(child, TRUE);
+    if (TakesTheKeyboard(child) && (::GetWindowLongPtrW(child, GWL_STYLE) & WS_TABSTOP) != 0) stops.push_back(child);
+  }
+  std::vector<HWND> reached;
+  HWND at = ::GetNextDlgTabItem(bench.dialog(), nullptr, FALSE);
+  for (; std::ranges::find(reached, at) == reached.end(); at = ::GetNextDlgTabItem(bench.dialog(), at, FALSE)) {
+    reached.push_back(at);
+  }
+  std::ranges::sort(stops);
+  std::ranges::sort(reached);
+  EXPECT_EQ(reached, stops);
+  for (const PageControl& control : kind.page.controls) {
+    if (control.kind == ControlKind::kComputed || control.kind == ControlKind::kSpinner) continue;
+    EXPECT_TRUE(std::ranges::binary_search(stops, bench[control.id])) << control.id;
   }
 }
 
@@ -191,45 +187,39 @@ struct Handles {
   int lowestUser, lowestDrawing;
 };
 
-TEST(PageLayout, ManyOpeningsLeaveNothing) {
+TEST_P(PageLayout, ManyOpeningsLeaveNothing) {
   // KORVA_ROUNDS=1000 opens each page as often. The lowest free drawing object wanders by about a hundred.
   const char* const asked = std::getenv("KORVA_ROUNDS");
   const int kWarmUp = 20, kRounds = asked != nullptr ? std::atoi(asked) : 300;
-  const auto objects = CBaseObject::ObjectsActive();
-  for (const PageCase& kind : Pages()) {
-    SCOPED_TRACE(kind.name());
-    PageBench bench(kind);
-    ::ShowWindow(bench.host, SW_HIDE);
-    Handles before = {};
-    Usage used;
-    for (int round = -kWarmUp; round < kRounds; ++round) {
-      if (round == 0) {
-        Pump();
-        before = Handles::Now();
-        used = Usage::Now();
-      }
-      bench.Connect();
-      bench.Activate();
-      if (round % 10 == 0) ::DestroyMenu(CreatePageMenu(bench.filter.Get()));
-      ASSERT_EQ(bench.page->Deactivate(), S_OK);
-      ASSERT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+  ::ShowWindow(bench.host, SW_HIDE);
+  Handles before = {};
+  Usage used;
+  for (int round = -kWarmUp; round < kRounds; ++round) {
+    if (round == 0) {
       Pump();
+      before = Handles::Now();
+      used = Usage::Now();
     }
-    const Usage grown = Usage::Now() - used;
-    const Handles after = Handles::Now();
-    std::printf("%s, %d openings: %ld handles, %lld bytes, %ld user objects, %ld drawing objects, handles %+d %+d\n",
-                kind.name(), kRounds, grown.handles, grown.bytes,
-                static_cast<long>(after.users) - static_cast<long>(before.users),
-                static_cast<long>(after.drawings) - static_cast<long>(before.drawings),
-                after.lowestUser - before.lowestUser, after.lowestDrawing - before.lowestDrawing);
-    EXPECT_LE(grown.handles, 4);
-    EXPECT_LE(grown.bytes, 64 * 1024);
-    EXPECT_LE(after.users, before.users + 2);
-    EXPECT_LE(after.drawings, before.drawings + 2);
-    EXPECT_LE(after.lowestUser, before.lowestUser + kRounds / 2);
-    EXPECT_LE(after.lowestDrawing, before.lowestDrawing + kRounds / 2);
+    bench.Connect();
+    bench.Activate();
+    if (round % 10 == 0) ::DestroyMenu(CreatePageMenu(bench.filter.Get()));
+    ASSERT_EQ(bench.page->Deactivate(), S_OK);
+    ASSERT_EQ(bench.page->SetObjects(0, nullptr), S_OK);
+    Pump();
   }
-  EXPECT_EQ(CBaseObject::ObjectsActive(), objects);
+  const Usage grown = Usage::Now() - used;
+  const Handles after = Handles::Now();
+  std::printf("%s, %d openings: %ld handles, %lld bytes, %ld user objects, %ld drawing objects, handles %+d %+d\n",
+              kind.name(), kRounds, grown.handles, grown.bytes,
+              static_cast<long>(after.users) - static_cast<long>(before.users),
+              static_cast<long>(after.drawings) - static_cast<long>(before.drawings),
+              after.lowestUser - before.lowestUser, after.lowestDrawing - before.lowestDrawing);
+  EXPECT_LE(grown.handles, 4);
+  EXPECT_LE(grown.bytes, 64 * 1024);
+  EXPECT_LE(after.users, before.users + 2);
+  EXPECT_LE(after.drawings, before.drawings + 2);
+  EXPECT_LE(after.lowestUser, before.lowestUser + kRounds / 2);
+  EXPECT_LE(after.lowestDrawing, before.lowestDrawing + kRounds / 2);
 }
 
 }  // namespace

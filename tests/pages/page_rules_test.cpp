@@ -2,7 +2,7 @@
 #include "delay/echos/echos_property.h"
 #include "page_bench.h"
 #include "reverb/reverb_params.h"
-#include "song_maps.h"
+#include "support/test_song.h"
 
 // What single pages have of their own, and the parts of the page.
 namespace korva::test {
@@ -127,9 +127,9 @@ TEST(PageRules, ControlsAreEnabledByWhatTheyDependOn) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.effect);
+    TestSong song({{0, 12000}});
     PageBench bench(PageOf(c.effect));
-    SongMaps song;
-    if (c.song) Query<IMfxSoftSynth>(bench.filter.Get())->Connect(static_cast<IMfxTempoMap*>(&song));
+    if (c.song) song.ConnectTo(*Query<IMfxSoftSynth>(bench.filter.Get()).Get());
     bench.Open();
     for (const auto& [row, value] : c.rows) bench.Set(row, value);
     bench.Notice();

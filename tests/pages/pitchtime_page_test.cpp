@@ -21,10 +21,6 @@ class StretchBench {
     if (rate != 0) graph = std::make_unique<TestGraph>(*filter, MakeFormat(SampleFormat::kPcm16, 2, rate));
     Pump();
   }
-  void Choose(int id, int item) const {
-    bench.Send(id, CB_SETCURSEL, static_cast<WPARAM>(item), 0);
-    bench.Command(id, CBN_SELCHANGE);
-  }
 
   Owned<Filter> filter;
   PageBench bench;
@@ -89,7 +85,7 @@ TEST(PitchPage, KeepingTheDurationNarrowsTheShift) {
   EXPECT_EQ(bench.Text(2021), "Se&mitones to shift pitch by (-50 to 50):");
   bench.Press(2022, VK_HOME);
   EXPECT_EQ(bench.Whole(kPitchsSemitones), -50);
-  page.Choose(2010, 18);
+  page.bench.Choose(2010, 18);
   EXPECT_EQ(bench.Whole(kPitchsMode), 18);
 }
 
@@ -155,7 +151,7 @@ TEST(TimePage, ThreeFormatsSpeakOfOneLength) {
     page.params->SetPercent(10000);
     page.params->SetTempo(static_cast<DWORD>(c.format == 1 ? c.initial : 12000));
     page.params->SetInitialSamples(c.initial);
-    page.Choose(1015, c.format);
+    page.bench.Choose(1015, c.format);
     EXPECT_EQ(bench.Get(kTimePercent), 10000) << "the format is not heard";
     bench.Type(1007, c.typed);
     EXPECT_NEAR(bench.Get(kTimePercent), c.percentTimes100, 1e-9);
@@ -174,11 +170,11 @@ TEST(TimePage, TheFinalValueFollowsTheInitialOneAndTheSlider) {
   const PageBench& bench = page.bench;
   page.Input(44100);
   page.params->SetPercent(20000);
-  page.Choose(1015, 1);
+  page.bench.Choose(1015, 1);
   bench.Type(1008, L"100.005");
   EXPECT_EQ(bench.Get(kTimeTempo), 10000);
   EXPECT_EQ(bench.Text(1007), "50.00");
-  page.Choose(1015, 2);
+  page.bench.Choose(1015, 2);
   EXPECT_EQ(bench.Text(1016), "&Initial Time (hr:mn:sc.xxx):");
   bench.Type(1008, L"1:30");
   EXPECT_EQ(bench.Text(1008), "00:01:30.000");
@@ -195,7 +191,7 @@ TEST(TimePage, TheFinalValueFollowsTheInitialOneAndTheSlider) {
   EXPECT_EQ(bench.Text(1002), "Need input pin");
   EXPECT_EQ(bench.Text(1016), "&Initial Time (hr:mn:sc.xxx):") << "stays";
   // A preset brings back the percentage: what was typed as a tempo is not meant any more.
-  page.Choose(1015, 1);
+  page.bench.Choose(1015, 1);
   bench.Enter(1007, L"240");
   Query<IStaticFilterPreset>(bench.filter.Get())->SetPreset(2);
   Pump();

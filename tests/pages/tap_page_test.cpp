@@ -171,8 +171,7 @@ TEST(TapPage, TheGraphShowsBarsWhereAndAsHighAsTold) {
     for (const LONG resolution : {0, 1, 2, 3}) {
       SCOPED_TRACE(preset * 10 + resolution);
       bench.Preset(preset);
-      bench.Send(4043, CB_SETCURSEL, static_cast<WPARAM>(resolution), 0);
-      bench.Command(4043, CBN_SELCHANGE);
+      bench.Choose(4043, resolution);
       ASSERT_EQ(bench.Params().graphResolution, resolution);
       compare("preset");
     }
@@ -182,8 +181,7 @@ TEST(TapPage, TheGraphShowsBarsWhereAndAsHighAsTold) {
   bench.Type(4118, L"500");
   compare("delay");
   while (bench.Params().feedback < 100) bench.Press(4013, VK_PRIOR);
-  bench.Send(4043, CB_SETCURSEL, 3, 0);
-  bench.Command(4043, CBN_SELCHANGE);
+  bench.Choose(4043, 3);
   Picture full = compare("feedback");
   for (int echo = 1; echo <= 10; ++echo) {
     const int x = 1 + (full.width - 3) * echo * 500 / 5000;

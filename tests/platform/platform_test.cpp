@@ -6,52 +6,17 @@
 #include <cstring>
 #include <limits>
 #include <thread>
+#include <vector>
 
 #include "platform/media.h"
 #include "platform/media_params.h"
 #include "platform/notice_window.h"
 #include "platform/services.h"
 #include "platform/tempo_host.h"
+#include "platform/wide_text.h"
 
 namespace korva::platform {
 namespace {
-
-// Both builds run the tables of layouts and slots: the cross build proves them against the system's own headers, and
-// the native one that its declarations are the same.
-TEST(Platform, PublishedRecordsHaveTheirLayout) {
-  const struct {
-    const char* what;
-    std::size_t actual;
-    std::size_t expected;
-  } rows[] = {
-      {"GUID", sizeof(GUID), 16},
-      {"HRESULT", sizeof(HRESULT), 4},
-      {"WCHAR", sizeof(WCHAR), 2},
-      {"ULARGE_INTEGER", sizeof(ULARGE_INTEGER), 8},
-      {"AM_MEDIA_TYPE", sizeof(AM_MEDIA_TYPE), 88},
-      {"AM_MEDIA_TYPE.formattype", offsetof(AM_MEDIA_TYPE, formattype), 44},
-      {"AM_MEDIA_TYPE.pbFormat", offsetof(AM_MEDIA_TYPE, pbFormat), 80},
-      {"PIN_INFO", sizeof(PIN_INFO), 272},
-      {"PIN_INFO.achName", offsetof(PIN_INFO, achName), 12},
-      {"FILTER_INFO.pGraph", offsetof(FILTER_INFO, pGraph), 256},
-      {"ALLOCATOR_PROPERTIES", sizeof(ALLOCATOR_PROPERTIES), 16},
-      {"AM_SAMPLE2_PROPERTIES", sizeof(AM_SAMPLE2_PROPERTIES), 64},
-      {"AM_SAMPLE2_PROPERTIES.pMediaType", offsetof(AM_SAMPLE2_PROPERTIES, pMediaType), 40},
-      {"Quality.TimeStamp", offsetof(Quality, TimeStamp), 16},
-      {"WAVEFORMATEX", sizeof(WAVEFORMATEX), 18},
-      {"WAVEFORMATEXTENSIBLE", sizeof(WAVEFORMATEXTENSIBLE), 40},
-      {"WAVEFORMATEXTENSIBLE.SubFormat", offsetof(WAVEFORMATEXTENSIBLE, SubFormat), 24},
-      {"STATSTG", sizeof(STATSTG), 80},
-      {"STATSTG.cbSize", offsetof(STATSTG, cbSize), 16},
-      {"CAUUID.pElems", offsetof(CAUUID, pElems), 8},
-      {"MP_PARAMINFO", sizeof(MP_PARAMINFO), 148},
-      {"MP_PARAMINFO.szLabel", offsetof(MP_PARAMINFO, szLabel), 84},
-      {"MP_ENVELOPE_SEGMENT", sizeof(MP_ENVELOPE_SEGMENT), 32},
-      {"MfxTime", sizeof(MfxTime), 16},
-      {"MfxTime.ticks", offsetof(MfxTime, ticks), 8},
-  };
-  for (const auto& row : rows) EXPECT_EQ(row.actual, row.expected) << row.what;
-}
 
 // Where a virtual function stands in its table, read from what the compilers of both builds keep in a member pointer.
 template <class Function>
@@ -61,36 +26,66 @@ std::size_t Slot(Function function) {
   return (word - 1) / sizeof(void*);
 }
 
-TEST(Platform, InterfacesKeepTheirSlots) {
+// Both builds run it: the cross build proves the table against the system's own headers, and the native one that its
+// declarations are the same.
+TEST(Platform, PublishedRecordsAndInterfacesHaveTheirLayout) {
+#define SIZE(type) #type, sizeof(type)
+#define AT(type, field) #type "." #field, offsetof(type, field)
+#define SLOT(interface, operation) #interface "::" #operation, Slot(&interface::operation)
   const struct {
     const char* what;
-    std::size_t actual;
-    std::size_t expected;
-  } rows[] = {
-      {"IClassFactory::LockServer", Slot(&IClassFactory::LockServer), 4},
-      {"IStream::Clone", Slot(&IStream::Clone), 13},
-      {"IPersistStream::GetSizeMax", Slot(&IPersistStream::GetSizeMax), 7},
-      {"IPin::QueryAccept", Slot(&IPin::QueryAccept), 11},
-      {"IPin::NewSegment", Slot(&IPin::NewSegment), 17},
-      {"IEnumPins::Clone", Slot(&IEnumPins::Clone), 6},
-      {"IFilterGraph::SetDefaultSyncSource", Slot(&IFilterGraph::SetDefaultSyncSource), 10},
-      {"IBaseFilter::GetState", Slot(&IBaseFilter::GetState), 7},
-      {"IBaseFilter::QueryVendorInfo", Slot(&IBaseFilter::QueryVendorInfo), 14},
-      {"IReferenceClock::Unadvise", Slot(&IReferenceClock::Unadvise), 6},
-      {"IMediaSample::GetActualDataLength", Slot(&IMediaSample::GetActualDataLength), 11},
-      {"IMediaSample2::SetProperties", Slot(&IMediaSample2::SetProperties), 20},
-      {"IMemAllocator::ReleaseBuffer", Slot(&IMemAllocator::ReleaseBuffer), 8},
-      {"IMemInputPin::ReceiveCanBlock", Slot(&IMemInputPin::ReceiveCanBlock), 8},
-      {"IQualityControl::SetSink", Slot(&IQualityControl::SetSink), 4},
-      {"IMediaSeeking::GetPreroll", Slot(&IMediaSeeking::GetPreroll), 19},
-      {"IMediaParamInfo::GetCurrentTimeFormat", Slot(&IMediaParamInfo::GetCurrentTimeFormat), 8},
-      {"IMediaParams::SetTimeFormat", Slot(&IMediaParams::SetTimeFormat), 7},
-      {"IMfxSoftSynth::OnStop", Slot(&IMfxSoftSynth::OnStop), 7},
-      {"IMfxSoftSynth::GetFormat", Slot(&IMfxSoftSynth::GetFormat), 18},
-      {"IMfxTempoMap::GetTempoAt", Slot(&IMfxTempoMap::GetTempoAt), 8},
-      {"IMfxMeterMap::MBTToTicks", Slot(&IMfxMeterMap::MBTToTicks), 4},
-      {"IMfxMeterMap::GetMeterAt", Slot(&IMfxMeterMap::GetMeterAt), 7},
-  };
+    std::size_t actual, expected;
+  } rows[] = {{SIZE(GUID), 16},
+              {SIZE(HRESULT), 4},
+              {SIZE(WCHAR), 2},
+              {SIZE(ULARGE_INTEGER), 8},
+              {SIZE(AM_MEDIA_TYPE), 88},
+              {AT(AM_MEDIA_TYPE, formattype), 44},
+              {AT(AM_MEDIA_TYPE, pbFormat), 80},
+              {SIZE(PIN_INFO), 272},
+              {AT(PIN_INFO, achName), 12},
+              {AT(FILTER_INFO, pGraph), 256},
+              {SIZE(ALLOCATOR_PROPERTIES), 16},
+              {SIZE(AM_SAMPLE2_PROPERTIES), 64},
+              {AT(AM_SAMPLE2_PROPERTIES, pMediaType), 40},
+              {AT(Quality, TimeStamp), 16},
+              {SIZE(WAVEFORMATEX), 18},
+              {SIZE(WAVEFORMATEXTENSIBLE), 40},
+              {AT(WAVEFORMATEXTENSIBLE, SubFormat), 24},
+              {SIZE(STATSTG), 80},
+              {AT(STATSTG, cbSize), 16},
+              {AT(CAUUID, pElems), 8},
+              {SIZE(MP_PARAMINFO), 148},
+              {AT(MP_PARAMINFO, szLabel), 84},
+              {SIZE(MP_ENVELOPE_SEGMENT), 32},
+              {SIZE(MfxTime), 16},
+              {AT(MfxTime, ticks), 8},
+              {SLOT(IClassFactory, LockServer), 4},
+              {SLOT(IStream, Clone), 13},
+              {SLOT(IPersistStream, GetSizeMax), 7},
+              {SLOT(IPin, QueryAccept), 11},
+              {SLOT(IPin, NewSegment), 17},
+              {SLOT(IEnumPins, Clone), 6},
+              {SLOT(IFilterGraph, SetDefaultSyncSource), 10},
+              {SLOT(IBaseFilter, GetState), 7},
+              {SLOT(IBaseFilter, QueryVendorInfo), 14},
+              {SLOT(IReferenceClock, Unadvise), 6},
+              {SLOT(IMediaSample, GetActualDataLength), 11},
+              {SLOT(IMediaSample2, SetProperties), 20},
+              {SLOT(IMemAllocator, ReleaseBuffer), 8},
+              {SLOT(IMemInputPin, ReceiveCanBlock), 8},
+              {SLOT(IQualityControl, SetSink), 4},
+              {SLOT(IMediaSeeking, GetPreroll), 19},
+              {SLOT(IMediaParamInfo, GetCurrentTimeFormat), 8},
+              {SLOT(IMediaParams, SetTimeFormat), 7},
+              {SLOT(IMfxSoftSynth, OnStop), 7},
+              {SLOT(IMfxSoftSynth, GetFormat), 18},
+              {SLOT(IMfxTempoMap, GetTempoAt), 8},
+              {SLOT(IMfxMeterMap, MBTToTicks), 4},
+              {SLOT(IMfxMeterMap, GetMeterAt), 7}};
+#undef SIZE
+#undef AT
+#undef SLOT
   for (const auto& row : rows) EXPECT_EQ(row.actual, row.expected) << row.what;
 }
 
@@ -175,6 +170,23 @@ TEST(Platform, FlushedDenormalsStayOnTheirThread) {
   EXPECT_TRUE(flushed);
 #endif
   EXPECT_TRUE(survives());
+}
+
+TEST(WideText, ComesOutAsUtf8) {
+  const struct {
+    std::vector<WCHAR> text;
+    const char* expected;
+  } kCases[] = {
+      {{'a', 0x7F, 0}, "a\x7F"},
+      {{0x80, 0x7FF, 0}, "\xC2\x80\xDF\xBF"},
+      {{0x800, 0xFFFF, 0}, "\xE0\xA0\x80\xEF\xBF\xBF"},
+      {{0xD83C, 0xDFB5, 'x', 0}, "\xF0\x9F\x8E\xB5x"},  // a pair
+      {{0xD83C, 'x', 0}, "\xEF\xBF\xBDx"},              // its halves alone, in the middle and at the end
+      {{0xDFB5, 0xD83C, 0}, "\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {{0}, ""},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(ToUtf8(c.text.data()), c.expected);
+  EXPECT_EQ(ToUtf8(nullptr), "");
 }
 
 }  // namespace

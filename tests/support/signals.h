@@ -21,12 +21,13 @@ inline std::string Describe(const FormatRecord& format) {
          (format.formatTag == kTagFloat ? " float" : " bits") + " at " + std::to_string(format.samplesPerSecond);
 }
 
-/// Noise on the grid of 8-bit samples, which every format holds exactly.
-inline std::vector<double> GridNoise(std::size_t samples, double level = 0.5, std::uint32_t seed = 1) {
+/// Noise on the grid of 8-bit samples, which every format holds exactly, or on one of so many `steps` to full scale.
+inline std::vector<double> GridNoise(std::size_t samples, double level = 0.5, std::uint32_t seed = 1,
+                                     double steps = 128) {
   std::minstd_rand random(seed);
   std::vector<double> noise(samples);
   for (double& x : noise) {
-    x = std::floor((static_cast<double>(random()) / 2147483647.0 * 2 - 1) * level * 128) / 128;
+    x = std::floor((static_cast<double>(random()) / 2147483647.0 * 2 - 1) * level * steps) / steps;
   }
   return noise;
 }

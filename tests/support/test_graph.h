@@ -74,8 +74,7 @@ class TestGraph {
     if (stamp.tailOnly) {
       TestSample sample(Bytes(bytes.begin(), bytes.end()));
       sample.tailOnly = 1;
-      sample.hasTime = stamp.time >= 0;
-      sample.start = sample.stop = stamp.time;
+      if (stamp.time >= 0) sample.SetTime(&stamp.time, &stamp.time);
       return input().Receive(&sample);
     }
     ComPtr<IMediaSample> sample;

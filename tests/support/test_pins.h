@@ -14,7 +14,7 @@ namespace korva {
 
 /// A filter with nothing but one pin.
 template <class Pin>
-class OnePinFilter final : public CBaseFilter {
+class OnePinFilter : public CBaseFilter {
  public:
   OnePinFilter() : CBaseFilter(nullptr, GUID_NULL) {}
   KORVA_DELEGATE_UNKNOWN()
@@ -26,7 +26,7 @@ class OnePinFilter final : public CBaseFilter {
 };
 
 /// Where a test's samples come from. Proposes `formats` in order, and has its buffers as `wanted` says.
-class SourcePin final : public CBaseOutputPin {
+class SourcePin : public CBaseOutputPin {
  public:
   explicit SourcePin(CBaseFilter& owner) : CBaseOutputPin(owner, KORVA_WTEXT("Source"), KORVA_WTEXT("Out")) {}
 
@@ -72,7 +72,7 @@ class SourcePin final : public CBaseOutputPin {
 };
 
 /// Where a test's samples go. Keeps what came and the order of events.
-class SinkPin final : public CBaseInputPin {
+class SinkPin : public CBaseInputPin {
  public:
   struct Arrival {
     std::size_t bytes;

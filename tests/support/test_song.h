@@ -10,7 +10,7 @@ namespace korva {
 
 /// A host's song as its maps: tempos by tick, meters by measure. With `converterRate` the song also converts times, to
 /// the exact frame; without, an effect has whole milliseconds to go by.
-class TestSong final : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConverter {
+class TestSong : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConverter {
  public:
   struct Tempo {
     LONG tick;

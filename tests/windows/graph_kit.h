@@ -1,17 +1,11 @@
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "audio/format_record.h"
 #include "platform/media.h"
-#include "streaming/base_filter.h"
-#include "streaming/base_pin.h"
+#include "support/test_pins.h"
 // The graph's control interfaces; the header needs those above.
 #include <control.h>
 
@@ -20,12 +14,12 @@ KORVA_PLATFORM_INTERFACE(IMediaControl)
 KORVA_INTERFACE_ID(IMediaEvent, IID_IMediaEvent)
 KORVA_PLATFORM_INTERFACE(IAMFilterMiscFlags)
 
-// A source and a sink of our own, and the system's filter graph that joins them with the module's filters.
+// A source and a sink that work by themselves, and the system's filter graph that joins them with the module's filters.
 namespace korva {
 
 struct Stream {
   FormatRecord format;
-  std::vector<std::uint8_t> bytes;
+  Bytes bytes;
 
   std::size_t frames() const { return bytes.size() / format.blockAlign; }
 };
@@ -40,13 +34,12 @@ struct SourceOptions {
 };
 
 /// Sends a stream from its start each time it leaves the stopped state, on a thread of its own, as fast as it is taken.
-class SourceFilter final : public CBaseFilter {
+class StreamPin final : public SourcePin {
  public:
-  explicit SourceFilter(Stream stream, SourceOptions options = {});
-  KORVA_DELEGATE_UNKNOWN()
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int n) override;
-  IPin* Output();
+  using SourcePin::SourcePin;
+  HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override;
+  HRESULT Active() override;
+  HRESULT Inactive() override;
 
   /// Takes effect with the next connection or start.
   void SetStream(Stream stream, SourceOptions options = {});
@@ -56,52 +49,59 @@ class SourceFilter final : public CBaseFilter {
   HRESULT lastResult() const { return lastResult_; }
 
  private:
-  class Pin;
-  ~SourceFilter() override;
+  bool ProposesFirst() const noexcept override { return true; }
+  void Start(std::size_t frame);
+  void Join();
+  void Send(std::size_t start);
 
-  Stream stream_;
+  Stream stream_{};
   SourceOptions options_;
+  std::thread thread_;
+  std::atomic<bool> stop_{false};
   std::atomic<HRESULT> lastResult_{S_OK};
-  Pin* pin_;
 };
 
 /// Keeps what it gets. Each time it leaves the stopped state it starts anew.
-class SinkFilter final : public CBaseFilter, public IAMFilterMiscFlags {
+class WaitingPin final : public SinkPin {
  public:
-  SinkFilter();
-  KORVA_DELEGATE_UNKNOWN()
-  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override;
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int n) override;
-  HRESULT Pause() override;
-  ULONG STDMETHODCALLTYPE GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
-  IPin* Input();
-
-  /// The samples from this one on are answered with `result`, and not kept.
-  void RefuseFrom(std::size_t sample, HRESULT result);
-  /// The sample with this number waits inside `Receive` until a flush or a stop.
-  void BlockAt(std::size_t sample);
-  /// Answers every allocator but the sink's own with a failure.
-  void InsistOnOwnAllocator() { ownAllocatorOnly_ = true; }
-  bool WaitUntilBlocked();
-  bool WaitForEnd();
-  std::vector<std::uint8_t> bytes();
-  std::size_t samples();
-
- private:
-  class Pin;
-  ~SinkFilter() override;
+  explicit WaitingPin(CBaseFilter& owner);
+  HRESULT EndOfStream() override;
+  HRESULT BeginFlush() override;
+  HRESULT EndFlush() override;
+  HRESULT Active() override;
+  HRESULT Inactive() override;
 
   static constexpr std::size_t kNever = static_cast<std::size_t>(-1);
-  bool ownAllocatorOnly_ = false;
+  std::size_t refuseFrom = kNever;  ///< the samples from this one on are answered with `refusal`
+  HRESULT refusal = E_FAIL;
+  std::size_t blockAt = kNever;  ///< the sample with this number waits inside `Receive` until a flush or a stop
+  bool WaitUntilBlocked() { return Wait(blocked_); }
+  bool WaitForEnd() { return Wait(ended_); }
+
+ private:
+  bool Wait(const bool& state);
+  void Change(bool& state, bool to);
+  HRESULT Hold();
+
   // Shared by all sinks: this library's locks keep their memory when they go, and the soak test counts bytes.
   static inline std::mutex lock_;
   static inline std::condition_variable changed_;
-  std::vector<std::uint8_t> bytes_;
-  std::size_t samples_ = 0, refuseFrom_ = kNever, blockAt_ = kNever;
-  HRESULT refusal_ = E_FAIL;
+  std::size_t samples_ = 0;
   bool ended_ = false, blocked_ = false, released_ = false;
-  Pin* pin_;
+};
+
+class StreamSource final : public OnePinFilter<StreamPin> {
+ public:
+  explicit StreamSource(Stream stream, SourceOptions options = {}) { pin.SetStream(std::move(stream), options); }
+};
+
+class WaitingSink final : public OnePinFilter<WaitingPin>, public IAMFilterMiscFlags {
+ public:
+  KORVA_DELEGATE_UNKNOWN()
+  HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {
+    KORVA_ANSWER_OR(CBaseFilter, AnswerInterface<IAMFilterMiscFlags>(this, iid, out));
+  }
+  ULONG STDMETHODCALLTYPE GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
 };
 
 /// The system's own filter graph.
@@ -115,7 +115,7 @@ class Graph {
   IGraphBuilder* operator->() const { return builder_.Get(); }
   HRESULT Add(IBaseFilter* filter) { return builder_->AddFilter(filter, L""); }
   /// Through the filter's pins "In" and "Out".
-  HRESULT Chain(SourceFilter& source, const std::vector<IBaseFilter*>& effects, SinkFilter& sink, bool direct);
+  HRESULT Chain(StreamSource& source, const std::vector<IBaseFilter*>& effects, WaitingSink& sink, bool direct);
   HRESULT Run() { return Reach(control_->Run(), State_Running); }
   HRESULT Pause() { return Reach(control_->Pause(), State_Paused); }
   HRESULT Stop() { return Reach(control_->Stop(), State_Stopped); }

@@ -5,26 +5,27 @@
 #include <future>
 #include <vector>
 
-#include "chorus/chorus_property.h"
+#include "chorus/chorus_params.h"
+#include "delay/echos/echos_params.h"
+#include "delay/echos/echos_property.h"
 #include "frame/interfaces.h"
 #include "graph_kit.h"
 #include "module/class_table.h"
 #include "platform/tempo_host.h"
 #include "registered_module.h"
+#include "reverb/reverb_params.h"
 #include "support/test_song.h"
 
 namespace korva {
 namespace {
 
-constexpr SampleFormat kFormats[] = {SampleFormat::kPcm8, SampleFormat::kPcm16, SampleFormat::kPcm32,
-                                     SampleFormat::kFloat32, SampleFormat::kFloat64};
 constexpr LONG kFeedback = 3;  // "Fast flange 2": what it holds rings on for a while
 
 /// Source, filters of one class and sink in a graph.
 struct Chained {
   explicit Chained(Stream stream, SourceOptions options = {}, int filters = 1, bool direct = false,
                    REFCLSID classId = kChorusEffect.filterClass)
-      : source(new SourceFilter(std::move(stream), options)), sink(new SinkFilter) {
+      : source(new StreamSource(std::move(stream), options)), sink(new WaitingSink) {
     std::vector<IBaseFilter*> chain;
     for (int i = 0; i < filters; ++i) {
       effects.push_back(CreateRegistered<IBaseFilter>(classId));
@@ -35,17 +36,17 @@ struct Chained {
   }
   ~Chained() { graph.Stop(); }
 
-  std::vector<std::uint8_t> Play() {
-    if (FAILED(graph.Run()) || !sink->WaitForEnd()) return {};
-    std::vector<std::uint8_t> bytes = sink->bytes();
+  Bytes Play() {
+    if (FAILED(graph.Run()) || !sink->pin.WaitForEnd()) return {};
+    Bytes bytes = sink->pin.received;
     graph.Stop();
     return bytes;
   }
 
   Graph graph;
-  ComPtr<SourceFilter> source;
+  ComPtr<StreamSource> source;
   std::vector<ComPtr<IBaseFilter>> effects;
-  ComPtr<SinkFilter> sink;
+  ComPtr<WaitingSink> sink;
   HRESULT joined;
 };
 
@@ -53,18 +54,18 @@ Stream Noise(std::size_t frames = 20000, std::size_t silentFrom = static_cast<st
   return MakeNoise(SampleFormat::kFloat32, 2, frames, silentFrom);
 }
 
-std::vector<std::uint8_t> PlayOnce(Stream stream) {
+Bytes PlayOnce(Stream stream) {
   return Chained(std::move(stream)).Play();
 }
 
-bool IsSilent(const std::vector<std::uint8_t>& bytes, std::size_t fromFrame) {
+bool IsSilent(const Bytes& bytes, std::size_t fromFrame) {
   const std::size_t from = fromFrame * sizeof(float) * 2;
   return from < bytes.size() && std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(),
                                             [](auto byte) { return byte == 0; });
 }
 
 TEST(Graph, EveryFormatGoesThroughByEveryKindOfConnection) {
-  for (const SampleFormat format : kFormats) {
+  for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}, std::uint16_t{6}, std::uint16_t{32}}) {
       const Stream noise = MakeNoise(format, channels, 5000);
       Chained intelligent(noise), direct(noise, {4096}, 1, true), two(noise, {7}, 2);
@@ -92,15 +93,15 @@ TEST(Graph, RefusesWhatItCannotTakeAndIsNeverPickedByItself) {
   type.SetWave(deep.format);
   const ComPtr<IPin> in = PinOf(refused.effects[0].Get(), L"In");
   EXPECT_EQ(in->QueryAccept(&type.get()), S_FALSE);
-  EXPECT_EQ(in->ReceiveConnection(refused.source->Output(), &type.get()), VFW_E_TYPE_NOT_ACCEPTED);
+  EXPECT_EQ(in->ReceiveConnection(&refused.source->pin, &type.get()), VFW_E_TYPE_NOT_ACCEPTED);
 
   Graph graph;
-  const ComPtr<SourceFilter> source(new SourceFilter(Noise(100)));
-  const ComPtr<SinkFilter> sink(new SinkFilter);
+  const ComPtr<StreamSource> source(new StreamSource(Noise(100)));
+  const ComPtr<WaitingSink> sink(new WaitingSink);
   ASSERT_EQ(graph.Chain(*source.Get(), {}, *sink.Get(), false), S_OK);
   ComPtr<IPin> peer;
-  source->Output()->ConnectedTo(peer.Put());
-  EXPECT_EQ(peer.Get(), sink->Input());
+  source->pin.ConnectedTo(peer.Put());
+  EXPECT_EQ(peer.Get(), static_cast<IPin*>(&sink->pin));
 }
 
 TEST(Graph, EveryRunStartsAnew) {
@@ -108,23 +109,19 @@ TEST(Graph, EveryRunStartsAnew) {
   Chained chained(noise);
   const auto first = chained.Play();
   ASSERT_EQ(first.size(), noise.bytes.size());
-  EXPECT_TRUE(chained.graph.SaysComplete() || !first.empty());
+  ASSERT_EQ(chained.graph.Run(), S_OK);
+  EXPECT_TRUE(chained.graph.SaysComplete()) << "the graph hears the end";
+  EXPECT_EQ(chained.graph.Stop(), S_OK);
   EXPECT_EQ(chained.graph.Pause(), S_OK);
   EXPECT_EQ(chained.graph.Stop(), S_OK);
   EXPECT_EQ(chained.graph.Pause(), S_OK);
   EXPECT_EQ(chained.Play(), first);
-  chained.sink->BlockAt(3);
+  chained.sink->pin.blockAt = 3;
   EXPECT_EQ(chained.graph.Run(), S_OK);
-  EXPECT_TRUE(chained.sink->WaitUntilBlocked());
+  EXPECT_TRUE(chained.sink->pin.WaitUntilBlocked());
   EXPECT_EQ(chained.graph.Stop(), S_OK) << "in the middle of a sample";
-  chained.sink->BlockAt(static_cast<std::size_t>(-1));
+  chained.sink->pin.blockAt = WaitingPin::kNever;
   EXPECT_EQ(chained.Play(), first);
-}
-
-TEST(Graph, TheGraphHearsTheEnd) {
-  Chained chained(Noise());
-  ASSERT_EQ(chained.graph.Run(), S_OK);
-  EXPECT_TRUE(chained.graph.SaysComplete());
 }
 
 TEST(Graph, DiscontinuityLetsNoOldAudioThrough) {
@@ -134,59 +131,91 @@ TEST(Graph, DiscontinuityLetsNoOldAudioThrough) {
   EXPECT_TRUE(IsSilent(Chained(Noise(20000, kCut), {1000, 0, kCut}).Play(), kCut));
 }
 
-TEST(Graph, AnEnvelopeOfTheHostIsHeard) {
-  constexpr std::size_t kFadedFrame = 12000;  // past 0.2 s and one chunk, at 48 kHz and below
-  Chained chained(Noise());
-  const auto params = Query<IMediaParams>(chained.effects[0].Get());
-  ASSERT_TRUE(params);
-  ASSERT_EQ(params->SetParam(kChorusOut, -60), S_OK);
-  MP_ENVELOPE_SEGMENT silence{2'000'000, 1'000'000'000, -60, -60, MP_CURVE_JUMP, 0};
-  ASSERT_EQ(params->AddEnvelope(kChorusDryOut, 1, &silence), S_OK);
-  const std::vector<std::uint8_t> bytes = chained.Play();
+std::vector<float> Samples(const Bytes& bytes) {
   std::vector<float> samples(bytes.size() / sizeof(float));
   std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-  ASSERT_GT(samples.size(), 2 * kFadedFrame);
-  const auto faded = samples.begin() + 2 * kFadedFrame;
-  EXPECT_TRUE(std::any_of(samples.begin(), samples.begin() + 2000, [](float sample) { return sample != 0; }));
-  EXPECT_TRUE(std::all_of(faded, samples.end(), [](float sample) { return sample == 0; }));
+  return samples;
 }
 
-std::vector<std::uint8_t> PlaySynced(int bpm100) {
-  Chained chained(Noise());
-  IBaseFilter* const effect = chained.effects[0].Get();
-  const auto params = Query<IMediaParams>(effect);
-  params->SetParam(kChorusTempoSync, 1);
-  params->SetParam(kChorusModPeriodNote, 13);
+TEST(Graph, AnEnvelopeOfTheHostIsHeard) {
+  constexpr std::size_t kFadedFrame = 12000;  // past 0.2 s and one chunk, at 48 kHz and below
+  const struct {
+    const EffectDescription& effect;
+    DWORD dry;
+    std::vector<DWORD> wet;
+  } kCases[] = {{kChorusEffect, kChorusDryOut, {kChorusOut}},
+                {kEchosEffect, kEchosDryOut, {kEchosDelayOut}},
+                {kReverbEffect, kReverbDryOut, {kReverbReverbOut, kReverbEarlyOut}}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.effect.name);
+    Chained chained(Noise(), {}, 1, false, c.effect.filterClass);
+    const auto params = Query<IMediaParams>(chained.effects[0].Get());
+    ASSERT_TRUE(params);
+    const float silent = c.effect.rows[c.dry].info.mpdMinValue;
+    for (const DWORD row : c.wet) ASSERT_TRUE(SUCCEEDED(params->SetParam(row, silent)));
+    MP_ENVELOPE_SEGMENT silence{2'000'000, 1'000'000'000, silent, silent, MP_CURVE_JUMP, 0};
+    ASSERT_EQ(params->AddEnvelope(c.dry, 1, &silence), S_OK);
+    const std::vector<float> samples = Samples(chained.Play());
+    ASSERT_GT(samples.size(), 2 * kFadedFrame);
+    const auto sounds = [](float sample) { return sample != 0; };
+    EXPECT_TRUE(std::any_of(samples.begin(), samples.begin() + 2000, sounds));
+    EXPECT_TRUE(std::none_of(samples.begin() + 2 * kFadedFrame, samples.end(), sounds));
+  }
+}
+
+/// What an effect makes of an impulse while it follows a song of that tempo, in hundredths; 0: of none.
+std::vector<float> PlaySynced(const EffectDescription& effect, DWORD follow, DWORD note, int bpm100) {
+  Stream impulse = Noise(40000, 0);
+  constexpr float kOne = 0.5F;
+  std::memcpy(impulse.bytes.data(), &kOne, sizeof kOne);
+  Chained chained(impulse, {}, 1, false, effect.filterClass);
+  IBaseFilter* const filter = chained.effects[0].Get();
+  EXPECT_EQ(Query<IMediaParams>(filter)->SetParam(follow, 1), S_OK);
+  EXPECT_TRUE(SUCCEEDED(Query<IMediaParams>(filter)->SetParam(note, 13)));  // a quarter note
   TestSong song({{0, bpm100}});
-  const auto transport = Query<IMfxSoftSynth>(effect);
+  const auto transport = Query<IMfxSoftSynth>(filter);
   if (bpm100 != 0) {
     EXPECT_EQ(song.ConnectTo(*transport.Get()), S_OK);
     EXPECT_EQ(transport->OnStart(0), S_OK);
-    EXPECT_EQ(Query<IQvChorusProp2>(effect)->IsTempoAvailable(), 1);
   }
-  std::vector<std::uint8_t> bytes = chained.Play();
+  std::vector<float> samples = Samples(chained.Play());
   transport->Disconnect();
-  return bytes;
+  return samples;
 }
 
 TEST(Graph, AConnectedTempoMapIsHeard) {
-  const std::vector<std::uint8_t> none = PlaySynced(0), slow = PlaySynced(9000), fast = PlaySynced(24000);
-  ASSERT_FALSE(none.empty());
-  EXPECT_NE(slow, none);
-  EXPECT_NE(fast, none);
-  EXPECT_NE(slow, fast);
-  EXPECT_EQ(slow, PlaySynced(9000));
+  const struct {
+    const EffectDescription& effect;
+    DWORD follow, note;
+  } kCases[] = {{kChorusEffect, kChorusTempoSync, kChorusModPeriodNote},
+                {kEchosEffect, kEchosTempoSyncDelay, kEchosDelayNote}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.effect.name);
+    const auto play = [&c](int bpm100) { return PlaySynced(c.effect, c.follow, c.note, bpm100); };
+    const std::vector<float> none = play(0), slow = play(9000), fast = play(24000);
+    ASSERT_GE(none.size(), 80000U);
+    EXPECT_NE(slow, none);
+    EXPECT_NE(fast, none);
+    EXPECT_NE(slow, fast);
+    EXPECT_EQ(slow, play(9000));
+    if (&c.effect != &kEchosEffect) continue;
+    for (const auto& [samples, frame] : {std::pair(slow, 29400), std::pair(fast, 11025)}) {
+      const auto echo = std::find_if(samples.begin() + 2, samples.end(), [](float sample) { return sample != 0; });
+      EXPECT_EQ((echo - samples.begin()) / 2, frame) << "one quarter note later";
+    }
+  }
+  EXPECT_FALSE(Query<IMfxSoftSynth>(CreateRegistered<IBaseFilter>(kReverbEffect.filterClass).Get())) << "has no tempo";
 }
 
 TEST(Graph, FlushInTheMiddleOfABuffer) {
   constexpr std::size_t kCut = 10000;
   Chained chained(Noise(20000, kCut));
-  chained.sink->BlockAt(6);
+  chained.sink->pin.blockAt = 6;
   ASSERT_EQ(chained.graph.Run(), S_OK);
-  ASSERT_TRUE(chained.sink->WaitUntilBlocked());
-  chained.source->Seek(kCut);
-  ASSERT_TRUE(chained.sink->WaitForEnd());
-  const auto bytes = chained.sink->bytes();
+  ASSERT_TRUE(chained.sink->pin.WaitUntilBlocked());
+  chained.source->pin.Seek(kCut);
+  ASSERT_TRUE(chained.sink->pin.WaitForEnd());
+  const auto bytes = chained.sink->pin.received;
   EXPECT_EQ(bytes.size(), Noise(20000 - kCut).bytes.size());
   EXPECT_TRUE(IsSilent(bytes, 0));
 }
@@ -194,12 +223,13 @@ TEST(Graph, FlushInTheMiddleOfABuffer) {
 TEST(Graph, RefusalDownstreamComesBackUpstream) {
   for (const HRESULT refusal : {E_FAIL, S_FALSE, VFW_E_SAMPLE_REJECTED}) {
     Chained chained(Noise());
-    chained.sink->RefuseFrom(4, refusal);
+    chained.sink->pin.refuseFrom = 4;
+    chained.sink->pin.refusal = refusal;
     ASSERT_EQ(chained.graph.Run(), S_OK);
-    for (int i = 0; i < 2000 && chained.source->lastResult() == S_OK; ++i) ::Sleep(1);
-    EXPECT_EQ(chained.source->lastResult(), refusal);
+    for (int i = 0; i < 2000 && chained.source->pin.lastResult() == S_OK; ++i) ::Sleep(1);
+    EXPECT_EQ(chained.source->pin.lastResult(), refusal);
     EXPECT_EQ(chained.graph.Stop(), S_OK);
-    chained.sink->RefuseFrom(static_cast<std::size_t>(-1), S_OK);
+    chained.sink->pin.refuseFrom = WaitingPin::kNever;
     EXPECT_EQ(chained.Play(), PlayOnce(Noise()));
   }
 }
@@ -212,18 +242,19 @@ TEST(Graph, ConnectionsChangeOnlyWhileStopped) {
   ASSERT_EQ(chained.graph.Run(), S_OK);
   EXPECT_EQ(in->Disconnect(), VFW_E_NOT_STOPPED);
   EXPECT_EQ(out->Disconnect(), VFW_E_NOT_STOPPED);
-  EXPECT_EQ(in->ReceiveConnection(chained.source->Output(), &type.get()), VFW_E_ALREADY_CONNECTED);
-  chained.sink->WaitForEnd();
+  EXPECT_EQ(in->ReceiveConnection(&chained.source->pin, &type.get()), VFW_E_ALREADY_CONNECTED);
+  chained.sink->pin.WaitForEnd();
   ASSERT_EQ(chained.graph.Stop(), S_OK);
 
-  for (const SampleFormat format : kFormats) {
+  for (const SampleFormat format : kAllFormats) {
     const Stream noise = MakeNoise(format, 6, 5000);
-    for (IPin* pin : {chained.source->Output(), in.Get(), out.Get(), chained.sink->Input()}) {
+    for (IPin* pin :
+         {static_cast<IPin*>(&chained.source->pin), in.Get(), out.Get(), static_cast<IPin*>(&chained.sink->pin)}) {
       EXPECT_EQ(chained.graph->Disconnect(pin), S_OK);
     }
-    chained.source->SetStream(noise);
-    ASSERT_EQ(chained.graph->Connect(chained.source->Output(), in.Get()), S_OK);
-    ASSERT_EQ(chained.graph->Connect(out.Get(), chained.sink->Input()), S_OK);
+    chained.source->pin.SetStream(noise);
+    ASSERT_EQ(chained.graph->Connect(&chained.source->pin, in.Get()), S_OK);
+    ASSERT_EQ(chained.graph->Connect(out.Get(), &chained.sink->pin), S_OK);
     EXPECT_EQ(chained.Play(), PlayOnce(noise));
   }
 }
@@ -232,10 +263,10 @@ TEST(Graph, RenegotiatesDownstreamWhenUpstreamChanges) {
   Chained chained(Noise());
   const ComPtr<IPin> in = PinOf(chained.effects[0].Get(), L"In"), out = PinOf(chained.effects[0].Get(), L"Out");
   const Stream noise = MakeNoise(SampleFormat::kPcm16, 1, 5000);
-  chained.graph->Disconnect(chained.source->Output());
+  chained.graph->Disconnect(&chained.source->pin);
   chained.graph->Disconnect(in.Get());
-  chained.source->SetStream(noise);
-  ASSERT_EQ(chained.graph->ConnectDirect(chained.source->Output(), in.Get(), nullptr), S_OK);
+  chained.source->pin.SetStream(noise);
+  ASSERT_EQ(chained.graph->ConnectDirect(&chained.source->pin, in.Get(), nullptr), S_OK);
   CMediaType upstream, downstream;
   in->ConnectionMediaType(&upstream.get());
   // A graph may do it on a thread of its own.
@@ -251,15 +282,15 @@ TEST(Graph, RenegotiatesDownstreamWhenUpstreamChanges) {
 TEST(Graph, CopiesForASinkWithItsOwnMemory) {
   Graph graph;
   const Stream noise = Noise();
-  const ComPtr<SourceFilter> source(new SourceFilter(noise));
-  const ComPtr<SinkFilter> sink(new SinkFilter);
+  const ComPtr<StreamSource> source(new StreamSource(noise));
+  const ComPtr<WaitingSink> sink(new WaitingSink);
   const auto effect = CreateRegistered<IBaseFilter>(kChorusEffect.filterClass);
   Query<IStaticFilterPreset>(effect.Get())->SetPreset(kFeedback);
-  sink->InsistOnOwnAllocator();
+  sink->pin.insistsOnOwn = true;
   ASSERT_EQ(graph.Chain(*source.Get(), {effect.Get()}, *sink.Get(), false), S_OK);
   ASSERT_EQ(graph.Run(), S_OK);
-  ASSERT_TRUE(sink->WaitForEnd());
-  EXPECT_EQ(sink->bytes(), PlayOnce(noise));
+  ASSERT_TRUE(sink->pin.WaitForEnd());
+  EXPECT_EQ(sink->pin.received, PlayOnce(noise));
 }
 
 TEST(Graph, FilterLeavesWhileConnected) {
@@ -280,7 +311,7 @@ TEST(Graph, FilterLeavesWhileConnected) {
 }
 
 TEST(Graph, TwoGraphsInTwoThreads) {
-  const std::vector<std::uint8_t> expected = PlayOnce(Noise());
+  const Bytes expected = PlayOnce(Noise());
   const auto play = [&expected] {
     ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     bool same = true;

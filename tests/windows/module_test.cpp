@@ -7,7 +7,9 @@
 #include "frame/interfaces.h"
 #include "graph_kit.h"
 #include "module/class_table.h"
+#include "platform/wide_text.h"
 #include "registered_module.h"
+#include "support/help_page.h"
 
 namespace korva {
 namespace {
@@ -150,6 +152,22 @@ TEST(Module, CarriesItsResources) {
   for (std::size_t i = 1; i < names.size(); ++i) EXPECT_NE(names[i], names[0]);
   EXPECT_EQ(language->UpdateLanguage(1, 0, 0), E_FAIL);
   language->UpdateLanguage(1033, 0, 0);
+}
+
+TEST(Module, EveryPageFindsItsHelpBesideTheModule) {
+  int pages = 0;
+  for (const ClassRow& row : ClassTable()) {
+    if (row.setup) continue;
+    ComPtr<IPropertyPage> page;
+    ASSERT_EQ(Factory(row.classId)->CreateInstance(nullptr, IID_IPropertyPage, page.PutVoid()), S_OK);
+    PROPPAGEINFO info{};
+    ASSERT_EQ(page->GetPageInfo(&info), S_OK);
+    EXPECT_TRUE(HasHelpPage(info)) << platform::ToUtf8(info.pszTitle);
+    ::CoTaskMemFree(info.pszTitle);
+    ::CoTaskMemFree(info.pszHelpFile);
+    ++pages;
+  }
+  EXPECT_EQ(pages, 6);
 }
 
 }  // namespace

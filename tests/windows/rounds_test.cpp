@@ -62,7 +62,7 @@ TEST(Rounds, RunCompleteAndStopInFrontOfTheSystemsRenderer) {
   for (const ClassRow& row : ClassTable()) {
     if (!row.setup) continue;
     Graph graph;
-    ComPtr<IBaseFilter> own(new SourceFilter(noise)), file, parser, renderer;
+    ComPtr<IBaseFilter> own(new StreamSource(noise)), file, parser, renderer;
     std::vector<IBaseFilter*> chain;
     const auto effect = CreateRegistered<IBaseFilter>(row.classId);
     if (asked != nullptr) {

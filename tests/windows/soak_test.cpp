@@ -16,20 +16,20 @@ namespace {
 /// apart. `classId` null: with no filter between source and sink.
 void OneRound(int round, const CLSID* classId) {
   Graph graph;
-  const ComPtr<SourceFilter> source(new SourceFilter(MakeNoise(SampleFormat::kPcm16, 2, 400), {100}));
-  const ComPtr<SinkFilter> sink(new SinkFilter);
+  const ComPtr<StreamSource> source(new StreamSource(MakeNoise(SampleFormat::kPcm16, 2, 400), {100}));
+  const ComPtr<WaitingSink> sink(new WaitingSink);
   const auto effect = classId != nullptr ? CreateRegistered<IBaseFilter>(*classId) : ComPtr<IBaseFilter>();
   std::vector<IBaseFilter*> chain;
   if (effect) chain.push_back(effect.Get());
   ASSERT_EQ(graph.Chain(*source.Get(), chain, *sink.Get(), round % 2 == 0), S_OK);
-  sink->BlockAt(round % 4 == 0 ? 0 : 100000);
+  sink->pin.blockAt = round % 4 == 0 ? 0 : WaitingPin::kNever;
   ASSERT_EQ(graph.Run(), S_OK);
   if (round % 4 == 0) {
-    ASSERT_TRUE(sink->WaitUntilBlocked());
-    source->Seek(300);
+    ASSERT_TRUE(sink->pin.WaitUntilBlocked());
+    source->pin.Seek(300);
   }
   if (round % 3 != 0) {
-    ASSERT_TRUE(sink->WaitForEnd());
+    ASSERT_TRUE(sink->pin.WaitForEnd());
   }
   ASSERT_EQ(graph.Pause(), S_OK);
   ASSERT_EQ(graph.Stop(), S_OK);

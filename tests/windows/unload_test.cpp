@@ -4,7 +4,7 @@
 
 #include "frame/interfaces.h"
 #include "module/class_table.h"
-#include "module_file.h"
+#include "registered_module.h"
 #include "streaming/com_ptr.h"
 #include "usage.h"
 

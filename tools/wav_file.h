@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "graph_kit.h"
+#include "windows/graph_kit.h"
 
 namespace korva {
 
