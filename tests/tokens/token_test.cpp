@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <new>
 
 #include "module/tokens/shared_token.h"
 #include "module/tokens/token_system.h"
 #include "peer.h"
 #include "token_text.h"
+#include "windows/usage.h"
 
 namespace korva {
 namespace {
@@ -96,6 +96,14 @@ class Token : public testing::Test {
     EXPECT_EQ(Fault::held, 0);
     Fault::Unwatch();
   }
+};
+
+/// With a block of each kind in another process.
+class TokenOfPeer : public Token {
+ protected:
+  Peer peer;
+  const _qvmemorytoken plain = TokenOf(peer.Ask("make plain 48 16"));
+  const _qvmemorytoken shared = TokenOf(peer.Ask("make shared 48 16"));
 };
 
 std::string Pattern(unsigned long size) {
@@ -266,10 +274,7 @@ TEST_F(Token, AnOwnerMayEndInBetween) {
   }
 }
 
-TEST_F(Token, HostileTokensFailAndTouchNothing) {
-  Peer peer;
-  const _qvmemorytoken plain = TokenOf(peer.Ask("make plain 48 16"));
-  const _qvmemorytoken shared = TokenOf(peer.Ask("make shared 48 16"));
+TEST_F(TokenOfPeer, HostileTokensFailAndTouchNothing) {
   const _qvmemorytoken event = TokenOf(peer.Ask("event"));
   const auto with = [](_qvmemorytoken token, auto change) {
     change(token);
@@ -322,10 +327,7 @@ TEST_F(Token, HostileTokensFailAndTouchNothing) {
 }
 
 /// Every system call fails once, in every thing that can be done.
-TEST_F(Token, AFailedCallLeavesNothingBehind) {
-  Peer peer;
-  const _qvmemorytoken plain = TokenOf(peer.Ask("make plain 48 16"));
-  const _qvmemorytoken shared = TokenOf(peer.Ask("make shared 48 16"));
+TEST_F(TokenOfPeer, AFailedCallLeavesNothingBehind) {
   const auto open = [](const _qvmemorytoken& token, unsigned long access) {
     CMappingOfQvMemoryToken opened(token, access);
     const bool good = opened.Pointer() != nullptr;
@@ -367,24 +369,8 @@ TEST_F(Token, AFailedCallLeavesNothingBehind) {
   EXPECT_EQ(DestroySharedToken(token), E_INVALIDARG);
 }
 
-/// The system does not tell how many handles a process holds everywhere; the values of new ones rise when some are
-/// kept.
-std::uintptr_t HighestNewHandle() {
-  std::array<HANDLE, 300> handles{};
-  std::uintptr_t highest = 0;
-  for (HANDLE& handle : handles) {
-    handle = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    highest = std::max(highest, reinterpret_cast<std::uintptr_t>(handle));
-  }
-  for (const HANDLE handle : handles) ::CloseHandle(handle);
-  return highest;
-}
-
-TEST_F(Token, AThousandRoundsKeepNoHandle) {
-  Peer peer;
-  const _qvmemorytoken plain = TokenOf(peer.Ask("make plain 48 16"));
-  const _qvmemorytoken shared = TokenOf(peer.Ask("make shared 48 16"));
-  const std::uintptr_t before = HighestNewHandle();
+TEST_F(TokenOfPeer, AThousandRoundsKeepNoHandle) {
+  const long before = Usage::Now().handles;
   for (int i = 0; i < 1000; ++i) {
     for (_qvmemorytoken token : {plain, shared}) {
       CMappingOfQvMemoryToken opened(token, kAccesses[i % 4]);
@@ -393,7 +379,7 @@ TEST_F(Token, AThousandRoundsKeepNoHandle) {
       COutOfProcessMemoryToken portable(token, kAccesses[i % 4], 0);
     }
   }
-  EXPECT_EQ(HighestNewHandle(), before);
+  EXPECT_EQ(Usage::Now().handles, before);
 }
 
 }  // namespace
