@@ -135,33 +135,6 @@ TEST(Flags, OnlyAChangeRaisesThem) {
   }
 }
 
-TEST(PropertyInterface, SlotsStandInTheTabledOrder) {
-  // The interface as a host without our headers sees it: a table of functions.
-  Owned<CQvChorus> chorus;
-  IQvChorusProp2* const property = chorus.Get();
-  using Slot = HRESULT (*)(void*, LONG*);
-  const auto* const table = *reinterpret_cast<Slot* const*>(property);
-  ChorusParams block{-10, -20, -30, 2, 40, 1, 500, 6000, 70, 1, 8000, 1, 1, 9, 10000, 1};
-  property->SetParams(&block);
-  const LONG groups[] = {-10, -20, -30, 2, 40, 1, 500, 6000, 70, 1, 8000, 1, 9, 10000, 1, 1};
-  for (std::size_t group = 0; group < 16; ++group) {
-    LONG value = -1;
-    EXPECT_EQ(table[7 + 5 * group](property, &value), 0);
-    EXPECT_EQ(value, groups[group]) << "group " << group + 1;
-  }
-  LONG value = 5;
-  EXPECT_EQ(table[88](property, &value), 0);
-  EXPECT_EQ(value, 0);
-  property->SetReserved(31);
-  EXPECT_EQ(table[90](property, &value), 0);
-  EXPECT_EQ(value, 31);
-  EXPECT_EQ(table[91](property, nullptr), 0);  // no tempo
-  // The two words that differ from another group only in their place.
-  property->SetBypass(0);
-  EXPECT_EQ(table[7 + 5 * 15](property, &value), 0);
-  EXPECT_EQ(value, 0);
-}
-
 TEST(Notices, GoToTheWindowsThatAreRegisteredAndAlive) {
   Owned<CQvChorus> chorus;
   platform::NoticeWindow first, third;
