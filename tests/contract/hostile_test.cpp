@@ -125,7 +125,7 @@ TEST_P(Contract, OtherThreadsMayChangeEverythingWhileAudioRuns) {
         if (rounds % 7 == 0) made.presets->SetPreset(static_cast<LONG>(random() % 4));
         if (made.inPlace != nullptr) made.inPlace->FloatQuery();
         if (made.inPlace != nullptr && rounds % 5 == 0) made.inPlace->FloatReset(rounds % 2);
-        LONG value = 0;
+        std::uint64_t value = 0;  // room for a number of any kind
         if (made.automation) CallSlot(made.property.Get(), 9), CallSlot(made.property.Get(), 10);
         CallSlot(made.property.Get(), 7, &value);
       }
