@@ -98,7 +98,8 @@ KORVA_API korva_result korva_save_record(const korva_effect* effect, void* recor
 KORVA_API korva_result korva_load_record(korva_effect* effect, const void* record, size_t size);
 /* For effects that follow it: quarter notes a minute, 1 to 1000, and a meter such as 6/8. */
 KORVA_API korva_result korva_set_tempo(korva_effect* effect, double bpm, int32_t beats, int32_t unit);
-/* 0 lets the sound through unchanged, as late as the effect would; a change fades over 10 ms. */
+/* 0 lets the sound through unchanged, as late as the effect would; a change fades over 10 ms. For korva_process and
+ * korva_tail: korva_stream, whose output is of another length, does not heed it. */
 KORVA_API korva_result korva_set_enabled(korva_effect* effect, int32_t enabled);
 
 /* ---- As many frames out as in. Pitch Shift only with preserve-duration on; not for Time Stretch. */
@@ -109,9 +110,8 @@ KORVA_API uint32_t korva_latency(const korva_effect* effect);
 /* Rewrites `frames` frames in place: interleaved, or a buffer for each channel. */
 KORVA_API korva_result korva_process(korva_effect* effect, float* samples, uint32_t frames);
 KORVA_API korva_result korva_process_planar(korva_effect* effect, float* const* channels, uint32_t frames);
-/* After the last input: fills up to `*frames` interleaved frames with what still comes. `*frames` becomes how many
- * came;
- * `*ended` 1 with the last of them. */
+/* After the last input: fills up to `*frames` interleaved frames with what still comes; of an effect that is not
+ * enabled, the held input alone. `*frames` becomes how many came; `*ended` 1 with the last of them. */
 KORVA_API korva_result korva_tail(korva_effect* effect, float* samples, uint32_t* frames, int32_t* ended);
 
 /* ---- Any length: all six effects, with no latency taken off or put in. */
@@ -126,7 +126,7 @@ KORVA_API uint64_t korva_held_frames(const korva_effect* effect);
 
 /* ---- Both. */
 
-/* Drops all that rings, as if just started. */
+/* Drops all that rings, as if just started. Values, tempo and the switch stay. */
 KORVA_API korva_result korva_reset(korva_effect* effect);
 /* Frees what start took. Parameters stay. Stopping an effect that is not started does nothing. */
 KORVA_API void korva_stop(korva_effect* effect);

@@ -283,7 +283,7 @@ korva_result korva_process(korva_effect* effect, float* samples, uint32_t frames
 
 korva_result korva_process_planar(korva_effect* effect, float* const* channels, uint32_t frames) {
   if (effect == nullptr || (channels == nullptr && frames != 0)) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.ProcessPlanar(channels, frames));
+  return Told(effect->live.ProcessPlanar(channels, channels, frames));
 }
 
 korva_result korva_tail(korva_effect* effect, float* samples, uint32_t* frames, int32_t* ended) {

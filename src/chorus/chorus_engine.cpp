@@ -27,7 +27,12 @@ std::int32_t ChorusEngine::Start(const FormatRecord& format) noexcept {
   StreamBudget budget;
   for (Voice& voice : voices_) {
     const std::size_t entries = (static_cast<std::size_t>(lineFrames_) + 1) * format.channels;
-    if (!voice.line.Allocate(entries, budget)) return kEngineOutOfMemory;
+    // A stream that starts over asks for no memory.
+    if (voice.line.size() == entries) {
+      std::fill_n(voice.line.data(), entries, 0.0);
+    } else if (!voice.line.Allocate(entries, budget)) {
+      return kEngineOutOfMemory;
+    }
     voice.writePos = 0;
     voice.memory.fill(0.0);
     voice.phase = 0;

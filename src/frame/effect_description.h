@@ -44,8 +44,10 @@ class PresetTable {
   const void* (*block_)(const void*, std::int32_t) noexcept;
 };
 
-/// What the shared code has room for: rows in the store of automated parameters, bytes of any parameter block.
+/// What the shared code has room for: rows in the store of automated parameters, rows of any effect, bytes of any
+/// parameter block.
 inline constexpr std::size_t kMostAutomatedRows = 16;
+inline constexpr std::size_t kMostRows = 40;
 inline constexpr std::size_t kLargestBlock = 256;
 
 /// The rows of an effect with automation. A table that the store has no room for does not compile.
@@ -82,10 +84,11 @@ struct EffectDescription {
   void (*afterSet)(std::size_t row, void* block) noexcept = nullptr;
 };
 
-/// `effect` as it is. One whose block or record forms the shared code has no room for, or whose rows lie outside of the
-/// block, does not compile.
+/// `effect` as it is. One whose rows, block or record forms the shared code has no room for, or whose rows lie outside
+/// of the block, does not compile.
 consteval EffectDescription Checked(EffectDescription effect) {
   if (effect.blockSize > kLargestBlock || effect.forms.empty()) throw "no room for the block, or no form to write";
+  if (effect.rows.size() > kMostRows) throw "no room for the rows";
   for (const RecordForm& form : effect.forms) {
     if (form.bodySize > effect.blockSize) throw "a form is larger than the block";
   }

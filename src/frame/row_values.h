@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -63,6 +64,20 @@ inline void CopyField(const ParamDescriptor& row, void* target, const void* sour
   const std::size_t size = row.storage == Storage::kDouble ? sizeof(double) : sizeof(std::int32_t);
   std::memcpy(static_cast<std::uint8_t*>(target) + row.blockOffset,
               static_cast<const std::uint8_t*>(source) + row.blockOffset, size);
+}
+/// Holds the field of a row to its range; what is no number becomes the least. Returns whether it was within.
+inline bool HoldField(const ParamDescriptor& row, void* block) noexcept {
+  if (row.storage != Storage::kDouble) {
+    const std::int32_t value = LoadField(row, block), held = std::clamp(value, row.externalMin, row.externalMax);
+    StoreField(row, block, held);
+    return held == value;
+  }
+  auto* const field = static_cast<std::uint8_t*>(block) + row.blockOffset;
+  double value = 0;
+  std::memcpy(&value, field, sizeof value);
+  const double held = value >= row.externalMin ? std::min<double>(value, row.externalMax) : row.externalMin;
+  std::memcpy(field, &held, sizeof held);
+  return held == value;
 }
 inline bool SameField(const ParamDescriptor& row, const void* a, const void* b) noexcept {
   const std::size_t size = row.storage == Storage::kDouble ? sizeof(double) : sizeof(std::int32_t);

@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::uint32_t kStepsPerSecond = 1000;
 constexpr std::uint32_t kFadesPerSecond = 100;
-constexpr std::uint32_t kMostRate = 384000;
 
 bool Glides(const ParamDescriptor& row) noexcept {
   return row.info.mopCaps == static_cast<MP_CAPS>(kCurvesAll) && row.changeBit == kChangeRefresh && !row.buildsLine;
@@ -41,7 +40,7 @@ LiveEffect::LiveEffect(const EffectKind& kind) noexcept
 LiveEffect::~LiveEffect() {
   Stop();
   // The effect must not outlive the map that it holds uncounted.
-  if (tempoTold_) {
+  if (connected_) {
     if (const ComPtr<IMfxSoftSynth> synth = Query<IMfxSoftSynth>(instance_.filter.Get())) synth->Disconnect();
   }
   delete road_;
@@ -108,6 +107,7 @@ LiveResult LiveEffect::SaveRecord(std::span<std::byte> record) const noexcept {
 LiveResult LiveEffect::LoadRecord(std::span<const std::byte> record) noexcept {
   LiveBlock block;
   if (!ReadRecord(description(), record, block.data())) return LiveResult::kRecord;
+  for (const ParamDescriptor& row : description().rows) HoldField(row, block.data());
   const std::lock_guard guard(control_);
   ranges_.parameters->WriteBlock(block.data());
   ranges_.parameters->ReadBlock(block.data());
@@ -133,14 +133,15 @@ LiveResult LiveEffect::Start(Use use, std::uint32_t channels, std::uint32_t rate
     use_ = use;
     running_.store(true, std::memory_order_relaxed);
     now_ = block_;
+    // What has been posted so far is in the block.
+    const LiveBlock* posted = nullptr;
+    mail_.Take(posted);
   }
-  // What has been posted so far is in the block.
-  const LiveBlock* posted = nullptr;
-  mail_.Take(posted);
   instance_.parameters->WriteBlock(now_.data());
   channels_ = channels;
   rate_ = rate;
   gliding_ = 0;
+  tempoTold_ = false;
   fadeLength_ = std::max(rate / kFadesPerSecond, std::uint32_t{1});
   fade_ = enabled_.load(std::memory_order_relaxed) ? fadeLength_ : 0;
   fresh_ = true;
@@ -164,9 +165,11 @@ void LiveEffect::Stop() noexcept {
 
 void LiveEffect::Rewind() noexcept {
   if (!running()) return;
+  EndGlides();
+  tempoTold_ = false;
+  fresh_ = true;
   PickUp();
   road_->Rewind();
-  fresh_ = true;
   owed_ = 0;
   held_.store(0, std::memory_order_relaxed);
 }
@@ -196,14 +199,19 @@ void LiveEffect::WriteRow(std::size_t row, const LiveBlock& block) noexcept {
   if (rebuilds) road_->EngineRebuilt();
 }
 
+/// Once for each start: an engine that was made ready knows no tempo, and the song's first chunk brings it.
+void LiveEffect::TellTempo() noexcept {
+  if (tempoTold_ || !tempo_.known()) return;
+  tempoTold_ = true;
+  const ComPtr<IMfxSoftSynth> synth = Query<IMfxSoftSynth>(instance_.filter.Get());
+  if (!synth) return;
+  if (!connected_) synth->Connect(static_cast<IMfxTempoMap*>(&tempo_));
+  connected_ = true;
+  synth->OnStart(0);
+}
+
 void LiveEffect::PickUp() noexcept {
-  if (!tempoTold_ && tempo_.known()) {
-    tempoTold_ = true;
-    if (const ComPtr<IMfxSoftSynth> synth = Query<IMfxSoftSynth>(instance_.filter.Get())) {
-      synth->Connect(static_cast<IMfxTempoMap*>(&tempo_));
-      synth->OnStart(0);
-    }
-  }
+  TellTempo();
   const LiveBlock* block = nullptr;
   std::uint64_t changes = mail_.Take(block);
   if (changes == 0) return;
@@ -246,6 +254,11 @@ void LiveEffect::StepGlides() noexcept {
   }
 }
 
+void LiveEffect::EndGlides() noexcept {
+  for (Glide& glide : glides_) glide.stepsLeft = 1;
+  StepGlides();
+}
+
 LiveResult LiveEffect::Run(float* samples, std::uint32_t frames) noexcept {
   while (frames != 0) {
     if (gliding_ != 0 && framesToStep_ == 0) StepGlides();
@@ -265,18 +278,23 @@ HRESULT LiveEffect::RunFaded(float* samples, std::uint32_t frames, bool enabled)
   while (frames != 0) {
     const std::uint32_t run = std::min(frames, kPiece);
     if (const HRESULT result = road_->Run(samples, dry_.data(), run); FAILED(result)) return result;
-    const float* dry = dry_.data();
-    for (std::uint32_t i = 0; i < run; ++i) {
-      if (enabled && fade_ < fadeLength_) ++fade_;
-      if (!enabled && fade_ > 0) --fade_;
-      const float wet = static_cast<float>(fade_) / static_cast<float>(fadeLength_);
-      for (std::uint32_t c = 0; c < channels_; ++c, ++samples, ++dry) {
-        *samples = fade_ == 0 ? *dry : fade_ == fadeLength_ ? *samples : *dry + (*samples - *dry) * wet;
-      }
-    }
+    Fade(samples, run, enabled);
+    samples += std::size_t{run} * channels_;
     frames -= run;
   }
   return S_OK;
+}
+
+void LiveEffect::Fade(float* samples, std::uint32_t frames, bool enabled) noexcept {
+  const float* dry = dry_.data();
+  for (std::uint32_t i = 0; i < frames; ++i) {
+    if (enabled && fade_ < fadeLength_) ++fade_;
+    if (!enabled && fade_ > 0) --fade_;
+    const float wet = static_cast<float>(fade_) / static_cast<float>(fadeLength_);
+    for (std::uint32_t c = 0; c < channels_; ++c, ++samples, ++dry) {
+      *samples = fade_ == 0 ? *dry : fade_ == fadeLength_ ? *samples : *dry + (*samples - *dry) * wet;
+    }
+  }
 }
 
 LiveResult LiveEffect::Process(float* samples, std::uint32_t frames) noexcept {
@@ -285,17 +303,17 @@ LiveResult LiveEffect::Process(float* samples, std::uint32_t frames) noexcept {
   return Run(samples, frames);
 }
 
-LiveResult LiveEffect::ProcessPlanar(float* const* channels, std::uint32_t frames) noexcept {
+LiveResult LiveEffect::ProcessPlanar(const float* const* in, float* const* out, std::uint32_t frames) noexcept {
   if (!running() || use_ != Use::kFixedLatency) return LiveResult::kState;
   BeginBuffer(frames);
   for (std::uint32_t done = 0; done < frames;) {
     const std::uint32_t run = std::min(frames - done, kPiece);
     for (std::uint32_t c = 0; c < channels_; ++c) {
-      for (std::uint32_t i = 0; i < run; ++i) piece_[std::size_t{i} * channels_ + c] = channels[c][done + i];
+      for (std::uint32_t i = 0; i < run; ++i) piece_[std::size_t{i} * channels_ + c] = in[c][done + i];
     }
     if (const LiveResult result = Run(piece_.data(), run); result != LiveResult::kDone) return result;
     for (std::uint32_t c = 0; c < channels_; ++c) {
-      for (std::uint32_t i = 0; i < run; ++i) channels[c][done + i] = piece_[std::size_t{i} * channels_ + c];
+      for (std::uint32_t i = 0; i < run; ++i) out[c][done + i] = piece_[std::size_t{i} * channels_ + c];
     }
     done += run;
   }
@@ -307,9 +325,24 @@ LiveResult LiveEffect::Tail(float* samples, std::uint32_t& frames, bool& ended) 
     frames = 0;
     return LiveResult::kState;
   }
-  const HRESULT result = road_->Tail(samples, frames);
-  ended = result != S_OK;
-  return Told(result);
+  const std::uint32_t room = frames;
+  frames = 0;
+  ended = false;
+  if (fresh_) fade_ = enabled_.load(std::memory_order_relaxed) ? fadeLength_ : 0;
+  do {
+    const bool enabled = enabled_.load(std::memory_order_relaxed);
+    const bool plain = enabled && fade_ == fadeLength_, off = !enabled && fade_ == 0;
+    std::uint32_t run = room - frames;
+    if (!plain) run = std::min(run, kPiece);
+    if (off) run = std::min(run, road_->dryFrames());
+    const HRESULT result = road_->Tail(samples, plain ? nullptr : dry_.data(), run);
+    if (FAILED(result)) return Told(result);
+    if (!plain) Fade(samples, run, enabled);
+    samples += std::size_t{run} * channels_;
+    frames += run;
+    ended = result != S_OK || (off && road_->dryFrames() == 0);
+  } while (frames < room && !ended);
+  return LiveResult::kDone;
 }
 
 LiveResult LiveEffect::Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames,

@@ -56,7 +56,8 @@ class LiveEffect {
   LiveResult LoadRecord(std::span<const std::byte> record) noexcept;
   /// Tempo in beats a minute, 1 to 1000; meter as beats over a power of two.
   LiveResult SetTempo(double bpm, std::int32_t top, std::int32_t bottom) noexcept;
-  /// Whether the effect is heard. A change fades over 10 ms; the effect goes on listening meanwhile.
+  /// Whether the effect is heard, but by `Stream`, which has no sound of the same length to give instead. A change
+  /// fades over 10 ms; the effect goes on listening meanwhile.
   void SetEnabled(bool enabled) noexcept { enabled_.store(enabled, std::memory_order_relaxed); }
 
   // Audio.
@@ -66,6 +67,7 @@ class LiveEffect {
     kFixedLatency,   ///< `Process`: as many frames out as in
     kVariableLength  ///< `Stream`
   };
+  static constexpr std::uint32_t kMostRate = 384000;
   /// `channels` 1 to 32, `rate` in frames a second.
   LiveResult Start(Use use, std::uint32_t channels, std::uint32_t rate) noexcept;
   void Stop() noexcept;
@@ -80,16 +82,16 @@ class LiveEffect {
   std::uint64_t heldFrames() const noexcept;
 
   LiveResult Process(float* samples, std::uint32_t frames) noexcept;
-  /// A buffer for each channel.
-  LiveResult ProcessPlanar(float* const* channels, std::uint32_t frames) noexcept;
-  /// After the last of the input: fills up to `frames` frames with what rings on. `ended` with the last of them.
+  /// A buffer for each channel. Those of `out` may be those of `in`, in any order.
+  LiveResult ProcessPlanar(const float* const* in, float* const* out, std::uint32_t frames) noexcept;
+  /// After the last of the input: fills up to `frames` frames with what rings on, or of an effect that is not heard
+  /// with what of the input is held back. `ended` with the last of them.
   LiveResult Tail(float* samples, std::uint32_t& frames, bool& ended) noexcept;
   /// `in` null: the input has ended. Counts are read and written: what is offered, what was taken and given.
   LiveResult Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames,
                     bool& ended) noexcept;
 
  private:
-  static constexpr std::size_t kMostRows = 40;
   static constexpr std::uint32_t kPiece = 256;
   static constexpr std::int32_t kGlideSteps = 20;
 
@@ -100,12 +102,15 @@ class LiveEffect {
 
   LiveResult Post(const LiveBlock& block, bool whole) noexcept;
   void PickUp() noexcept;
+  void TellTempo() noexcept;
   void WriteRow(std::size_t row, const LiveBlock& block) noexcept;
   void StepGlides() noexcept;
+  void EndGlides() noexcept;
   void BeginBuffer(std::uint32_t frames) noexcept;
   void TellLatency() noexcept;
   LiveResult Run(float* samples, std::uint32_t frames) noexcept;
   HRESULT RunFaded(float* samples, std::uint32_t frames, bool enabled) noexcept;
+  void Fade(float* samples, std::uint32_t frames, bool enabled) noexcept;
 
   const EffectKind& kind_;
   EffectInstance instance_;
@@ -124,8 +129,9 @@ class LiveEffect {
 
   // The side of audio.
   std::uint32_t channels_ = 0, rate_ = 0;
-  bool fresh_ = true;  // nothing has run since the start
-  bool tempoTold_ = false;
+  bool fresh_ = true;                   // nothing has run since the start
+  bool connected_ = false;              // the effect has the tempo map
+  bool tempoTold_ = false;              // since the start
   double owed_ = 0;                     // frames that the input taken so far makes
   std::atomic<std::uint64_t> held_{0};  // those of them that have not come
   LiveBlock now_;                       // the values that the effect has

@@ -21,6 +21,7 @@ struct alignas(8) LiveBlock {
 class LiveMail {
  public:
   static constexpr std::uint64_t kWholeBlock = std::uint64_t{1} << 63U;
+  static_assert(kMostRows < 63, "the highest bit stands for the whole block");
   static constexpr std::uint64_t RowBit(std::size_t row) noexcept { return std::uint64_t{1} << row; }
 
   /// One control thread at a time. `changes` are row bits, or the whole block, as a preset sets it.

@@ -9,11 +9,13 @@
 #include "live/pitch_pace.h"
 #include "pitchtime/stretch_filter.h"
 #include "pitchtime/stretch_modes.h"
+#include "platform/denormals.h"
 
 namespace korva {
 
 HRESULT InPlaceRoad::Start(std::uint32_t channels, std::uint32_t rate) {
   channels_ = channels;
+  rate_ = rate;
   filter_.ReserveForRows(true);
   return filter_.FloatStart(static_cast<WORD>(channels), rate);
 }
@@ -23,7 +25,8 @@ void InPlaceRoad::Stop() {
 }
 
 void InPlaceRoad::Rewind() {
-  filter_.FloatReset(1);
+  // A reset of the filter lets a part of what rings go on. A start in a stream finds all its memory there.
+  filter_.FloatStart(static_cast<WORD>(channels_), rate_);
 }
 
 HRESULT InPlaceRoad::Run(float* samples, float* dry, std::uint32_t frames) {
@@ -31,15 +34,16 @@ HRESULT InPlaceRoad::Run(float* samples, float* dry, std::uint32_t frames) {
   return filter_.FloatProcess(samples, frames, 0);
 }
 
-HRESULT InPlaceRoad::Tail(float* samples, std::uint32_t& frames) {
+HRESULT InPlaceRoad::Tail(float* samples, float* dry, std::uint32_t& frames) {
   DWORD produced = frames;
   const HRESULT result = filter_.FloatTail(samples, &produced);
   frames = static_cast<std::uint32_t>(produced);
+  if (dry != nullptr) std::fill_n(dry, std::size_t{frames} * channels_, 0.0F);
   return result;
 }
 
 HRESULT InPlaceRoad::Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames) {
-  if (in == nullptr) return Tail(out, outFrames);
+  if (in == nullptr) return Tail(out, nullptr, outFrames);
   const std::uint32_t frames = std::min(inFrames, outFrames);
   std::copy_n(in, std::size_t{frames} * channels_, out);
   inFrames = outFrames = frames;
@@ -161,6 +165,8 @@ void StretchRoad::EngineRebuilt() {
 }
 
 HRESULT StretchRoad::Run(float* samples, float* dry, std::uint32_t frames) {
+  // As in a graph.
+  const platform::FlushDenormals denormals;
   while (frames != 0) {
     const std::uint32_t piece = std::min(frames, kPiece);
     if (const HRESULT result = RunPiece(samples, dry, piece); FAILED(result)) return result;
@@ -197,7 +203,25 @@ HRESULT StretchRoad::RunPiece(float* samples, float* dry, std::uint32_t frames) 
   return S_OK;
 }
 
-HRESULT StretchRoad::Tail(float* samples, std::uint32_t& frames) {
+HRESULT StretchRoad::Tail(float* samples, float* dry, std::uint32_t& frames) {
+  const std::uint32_t room = frames;
+  HRESULT result = WetTail(samples, frames);
+  if (FAILED(result)) return result;
+  if (dry != nullptr && frames < room && dry_.level() > frames) {
+    // A ratio that changed may have made less than there was.
+    const std::uint32_t more = std::min(room, dry_.level()) - frames;
+    std::fill_n(samples + std::size_t{frames} * channels_, std::size_t{more} * channels_, 0.0F);
+    frames += more;
+    if (dry_.level() > frames) result = kGoOn;
+  }
+  const std::uint32_t held = std::min(frames, dry_.level());
+  dry_.Get(dry, held);
+  if (dry != nullptr) std::fill_n(dry + std::size_t{held} * channels_, std::size_t{frames - held} * channels_, 0.0F);
+  return result;
+}
+
+HRESULT StretchRoad::WetTail(float* samples, std::uint32_t& frames) {
+  const platform::FlushDenormals denormals;
   const std::uint32_t room = frames;
   frames = 0;
   for (;;) {
@@ -215,6 +239,7 @@ HRESULT StretchRoad::Tail(float* samples, std::uint32_t& frames) {
 }
 
 HRESULT StretchRoad::Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames) {
+  const platform::FlushDenormals denormals;
   StretchEngine& engine = filter_.engine();
   const std::uint32_t offered = in != nullptr ? inFrames : 0, room = outFrames;
   inFrames = outFrames = 0;

@@ -27,8 +27,11 @@ class LiveRoad {
 
   /// Rewrites `frames` frames in place. `dry`, where it is not null, gets what came in, as late as what goes out.
   virtual HRESULT Run(float* samples, float* dry, std::uint32_t frames) = 0;
-  /// The next frames after the end of the input; `frames` is read and written. 1 with the last of them.
-  virtual HRESULT Tail(float* samples, std::uint32_t& frames) = 0;
+  /// The next frames after the end of the input; `frames` is read and written. `dry` as above, silence after its last.
+  /// 1 with the last of them.
+  virtual HRESULT Tail(float* samples, float* dry, std::uint32_t& frames) = 0;
+  /// Frames of the input that are held back for `dry`.
+  virtual std::uint32_t dryFrames() const noexcept { return 0; }
   /// Takes input and gives output in numbers of their own. `in` null: the input has ended. 1 with the last output.
   virtual HRESULT Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames) = 0;
 
@@ -44,12 +47,12 @@ class InPlaceRoad final : public LiveRoad {
   void Stop() override;
   void Rewind() override;
   HRESULT Run(float* samples, float* dry, std::uint32_t frames) override;
-  HRESULT Tail(float* samples, std::uint32_t& frames) override;
+  HRESULT Tail(float* samples, float* dry, std::uint32_t& frames) override;
   HRESULT Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames) override;
 
  private:
   CQvInPlaceFilter& filter_;
-  std::uint32_t channels_ = 0;
+  std::uint32_t channels_ = 0, rate_ = 0;
 };
 
 /// Frames that wait: what is written comes out `level` frames later. Fixed memory.
@@ -78,13 +81,15 @@ class StretchRoad final : public LiveRoad {
   void Rewind() override;
   void EngineRebuilt() override;
   HRESULT Run(float* samples, float* dry, std::uint32_t frames) override;
-  HRESULT Tail(float* samples, std::uint32_t& frames) override;
+  HRESULT Tail(float* samples, float* dry, std::uint32_t& frames) override;
+  std::uint32_t dryFrames() const noexcept override { return dry_.level(); }
   HRESULT Stream(const float* in, std::uint32_t& inFrames, float* out, std::uint32_t& outFrames) override;
   std::uint32_t latency() const noexcept override { return latency_; }
 
  private:
   static constexpr std::uint32_t kPiece = 256;  // frames that are worked at once
 
+  HRESULT WetTail(float* samples, std::uint32_t& frames);
   HRESULT RunPiece(float* samples, float* dry, std::uint32_t frames);
   std::uint32_t LatencyOf(std::int32_t mode) const noexcept;
   std::uint32_t LatencyNow() const;

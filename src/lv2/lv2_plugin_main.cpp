@@ -27,7 +27,7 @@ struct Uris {
   LV2_URID floats = 0, doubles = 0, ints = 0, longs = 0;
 };
 
-/// Channels as separate buffers, on which LV2 may let input and output share memory.
+/// Channels as separate buffers. Outputs may share memory with inputs, their own or another's.
 class Plugin {
  public:
   Plugin(const Lv2Plugin& plugin, double rate, const LV2_URID_Map* map)
@@ -50,12 +50,6 @@ class Plugin {
 
   void Run(std::uint32_t frames) noexcept {
     TakePorts();
-    for (std::uint32_t c = 0; c < plugin_.channels; ++c) {
-      const auto* const in = static_cast<const float*>(ports_[c]);
-      auto* const out = static_cast<float*>(ports_[plugin_.channels + c]);
-      if (in != nullptr && out != nullptr && in != out) std::memmove(out, in, frames * sizeof(float));
-      channels_[c] = out;
-    }
     std::uint32_t done = 0;
     if (plugin_.followsTempo && uris_.sequence != 0) done = RunToEvents(frames);
     RunTo(done, frames);
@@ -90,12 +84,18 @@ class Plugin {
   }
 
   void RunTo(std::uint32_t from, std::uint32_t to) noexcept {
-    std::array<float*, 2> at{};
+    std::array<const float*, 2> in{};
+    std::array<float*, 2> out{};
     for (std::uint32_t c = 0; c < plugin_.channels; ++c) {
-      if (channels_[c] == nullptr) return;
-      at[c] = channels_[c] + from;
+      in[c] = static_cast<const float*>(ports_[c]);
+      out[c] = static_cast<float*>(ports_[plugin_.channels + c]);
+      if (in[c] == nullptr || out[c] == nullptr) return;
+      in[c] += from;
+      out[c] += from;
     }
-    effect_.ProcessPlanar(at.data(), to - from);
+    if (effect_.ProcessPlanar(in.data(), out.data(), to - from) == korva::LiveResult::kDone) return;
+    // Not started for want of memory.
+    for (std::uint32_t c = 0; c < plugin_.channels; ++c) std::fill_n(out[c], to - from, 0.0F);
   }
 
   std::uint32_t RunToEvents(std::uint32_t frames) noexcept {
@@ -144,7 +144,6 @@ class Plugin {
   Uris uris_;
   std::vector<void*> ports_;
   std::vector<float> last_;
-  std::array<float*, 2> channels_{};
   std::int32_t top_ = 4, bottom_ = 4;
   double quarters_ = 0;
 };
@@ -163,6 +162,7 @@ const Table& PluginTable() {
 }
 
 LV2_Handle Instantiate(const LV2_Descriptor* descriptor, double rate, const char*, const LV2_Feature* const* features) {
+  if (!(rate >= 1 && rate <= korva::LiveEffect::kMostRate)) return nullptr;
   try {
     const Table& table = PluginTable();
     const auto index = static_cast<std::size_t>(descriptor - table.descriptors.data());

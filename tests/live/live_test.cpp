@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "frame/in_place_filter.h"
@@ -10,6 +12,20 @@
 #include "live/live_effect.h"
 #include "pitchtime/stretch_filter.h"
 #include "support/signals.h"
+
+#ifndef KORVA_SANITIZED
+#include <dlfcn.h>
+#include <pthread.h>
+
+// What a test has happen as soon as this thread next leaves a lock.
+static thread_local const std::function<void()>* afterUnlock = nullptr;
+extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) {
+  static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
+  const int result = real(mutex);
+  if (const auto* const run = std::exchange(afterUnlock, nullptr)) (*run)();
+  return result;
+}
+#endif
 
 namespace korva {
 namespace {
@@ -68,7 +84,7 @@ const EffectKind& Kind(std::string_view name) {
 
 std::size_t Row(const EffectKind& kind, std::string_view name) {
   std::size_t row = 0;
-  while (name != kind.description.rows[row].name) ++row;
+  while (row < kind.description.rows.size() && name != kind.description.rows[row].name) ++row;
   return row;
 }
 
@@ -148,6 +164,91 @@ TEST(Live, ARaisedPitchNeverRunsDry) {
       }
     }
     EXPECT_GT(quietest, 0.2) << cents;
+  }
+}
+
+// What was set, told or still gliding before holds from the first frame on, and nothing rings over.
+TEST(Live, AResetAndANewStartAreAsTheFirst) {
+  constexpr std::uint32_t kFrames = 20000;
+  const auto prepare = [](LiveEffect& effect, const EffectKind& kind) {
+    for (const char* name : {"tempo-sync", "tempo-sync-delay", "preserve-duration"}) {
+      if (Row(kind, name) < kind.description.rows.size()) effect.Set(Row(kind, name), 1);
+    }
+    effect.SetTempo(60, 4, 4);
+    return effect.Start(LiveEffect::Use::kFixedLatency, 2, 8000);
+  };
+  for (const EffectKind& kind : EffectKinds()) {
+    const bool pitch = kind.description.name == std::string_view("pitch-shift");
+    const std::size_t knob = Row(kind, pitch ? "semitones" : "dry-out");
+    std::vector<float> wanted = Noise(2 * kFrames);
+    LiveEffect first(kind);
+    if (prepare(first, kind) != LiveResult::kDone) continue;
+    first.Set(knob, -3);
+    ASSERT_EQ(first.Process(wanted.data(), kFrames), LiveResult::kDone);
+    for (const bool stop : {true, false}) {
+      for (const bool glides : {true, false}) {
+        LiveEffect effect(kind);
+        ASSERT_EQ(prepare(effect, kind), LiveResult::kDone);
+        std::vector<float> audio = Noise(2 * kFrames + 2 * 50);
+        effect.Process(audio.data(), kFrames);
+        effect.Set(knob, -3);
+        if (glides) effect.Process(audio.data(), 50);
+        if (stop) {
+          effect.Stop();
+          ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 2, 8000), LiveResult::kDone);
+        } else {
+          FailAllocationsAfter(0);
+          effect.Rewind();
+        }
+        audio = Noise(2 * kFrames);
+        effect.Process(audio.data(), kFrames);
+        FailAllocationsAfter(-1);
+        EXPECT_TRUE(audio == wanted) << kind.description.name << (stop ? " started" : " reset") << glides;
+      }
+    }
+  }
+}
+
+#ifndef KORVA_SANITIZED
+TEST(Live, WhatIsSetWhileAStreamStartsCounts) {
+  const EffectKind& kind = Kind("simple-delay");
+  LiveEffect effect(kind);
+  const std::function<void()> set = [&] { effect.Set(Row(kind, "dry-out"), -60); };
+  afterUnlock = &set;
+  ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 1, 8000), LiveResult::kDone);
+  float sample = 1;
+  effect.Process(&sample, 1);
+  EXPECT_NEAR(sample, 0.001, 1e-6);
+}
+#endif
+
+// The input that is still held back comes as it was, and nothing after it.
+TEST(Live, AnEffectThatIsNotHeardHasNoTail) {
+  constexpr std::uint32_t kFrames = 30000;
+  for (const EffectKind& kind : EffectKinds()) {
+    for (const std::uint32_t heardFrames : {0U, kFrames / 2, kFrames - 20}) {
+      LiveEffect effect(kind);
+      effect.Set(Row(kind, "preserve-duration"), 1);
+      effect.Set(Row(kind, "semitones"), 5);
+      if (effect.Start(LiveEffect::Use::kFixedLatency, 1, 8000) != LiveResult::kDone) continue;
+      const std::vector<float> in = Noise(kFrames);
+      std::vector<float> audio = in, tail(kFrames, 9);
+      effect.Process(audio.data(), heardFrames);
+      effect.SetEnabled(false);
+      effect.Process(audio.data() + heardFrames, kFrames - heardFrames);
+      bool ended = false;
+      std::uint32_t length = 0;
+      for (int i = 0; !ended && i < 100; ++i) {
+        std::uint32_t frames = 300;
+        ASSERT_EQ(effect.Tail(tail.data() + length, frames, ended), LiveResult::kDone);
+        length += frames;
+      }
+      // The fade of 80 frames may reach into it.
+      const std::uint32_t faded = heardFrames == kFrames - 20 ? 60 : 0;
+      if (effect.latency() == 0 && faded != 0) continue;
+      ASSERT_EQ(length, effect.latency()) << kind.description.name;
+      EXPECT_TRUE(std::equal(in.end() - length + faded, in.end(), tail.begin() + faded)) << kind.description.name;
+    }
   }
 }
 

@@ -75,11 +75,20 @@ class PluginHost {
     lv2_atom_forge_pop(&forge_, &all);
   }
 
+  /// Whether the plug-in can be made for a rate.
+  bool Takes(double rate) const {
+    const LV2_Feature* const none = nullptr;
+    LV2_Handle other = descriptor_->instantiate(descriptor_, rate, KORVA_BUNDLE, &none);
+    if (other != nullptr) descriptor_->cleanup(other);
+    return other != nullptr;
+  }
+
   /// Buffers for each channel, in place.
-  void Run(const std::vector<float*>& channels, std::uint32_t frames) {
+  void Run(const std::vector<float*>& channels, std::uint32_t frames) { Run(channels, channels, frames); }
+  void Run(const std::vector<float*>& in, const std::vector<float*>& out, std::uint32_t frames) {
     for (std::uint32_t c = 0; c < plugin_.channels; ++c) {
-      descriptor_->connect_port(handle_, c, channels[c]);
-      descriptor_->connect_port(handle_, plugin_.channels + c, channels[c]);
+      descriptor_->connect_port(handle_, c, in[c]);
+      descriptor_->connect_port(handle_, plugin_.channels + c, out[c]);
     }
     descriptor_->run(handle_, frames);
   }

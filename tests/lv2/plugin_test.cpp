@@ -66,6 +66,20 @@ TEST(Lv2Plugin, RunAsksForNoMemoryAndWaitsForNoLockWhateverChanges) {
   }
 }
 
+// A host may give the buffer of one channel's input to the other channel's output.
+TEST(Lv2Plugin, BuffersMayBeSharedCrosswiseAndRatesAreTold) {
+  constexpr std::uint32_t kFrames = 700;
+  for (const Lv2Plugin& plugin : Lv2Plugins()) {
+    PluginHost straight(plugin, 48000), crossed(plugin, 48000);
+    EXPECT_TRUE(straight.Takes(384000) && !straight.Takes(500000) && !straight.Takes(std::nan("")));
+    if (plugin.channels != 2) continue;
+    std::vector<float> left = Noise(kFrames), right(left.rbegin(), left.rend()), a = left, b = right;
+    straight.Run({left.data(), right.data()}, kFrames);
+    crossed.Run({a.data(), b.data()}, {b.data(), a.data()}, kFrames);
+    EXPECT_TRUE(b == left && a == right) << plugin.uri();
+  }
+}
+
 using Lv2Tempo = HostTest;
 
 TEST_F(Lv2Tempo, IsThatOfTheCommand) {

@@ -1,10 +1,9 @@
 #include "delay/echomt/echomt_params.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <cstring>
 
 #include "audio/gain.h"
+#include "frame/row_values.h"
 #include "qvkit/string_ids.h"
 
 namespace korva {
@@ -195,14 +194,8 @@ constexpr EffectDescription kEchomtEffect = Checked({
 
 bool ValidateParams(EchomtParams& params) noexcept {
   bool valid = true;
-  auto* const bytes = reinterpret_cast<unsigned char*>(&params);
   for (const ParamDescriptor& row : kRows) {
-    if (row.storage == Storage::kBool) continue;
-    std::int32_t value = 0;
-    std::memcpy(&value, bytes + row.blockOffset, sizeof value);
-    const std::int32_t held = std::clamp(value, row.externalMin, row.externalMax);
-    valid = valid && held == value;
-    std::memcpy(bytes + row.blockOffset, &held, sizeof held);
+    if (row.storage != Storage::kBool) valid = HoldField(row, &params) && valid;
   }
   return valid;
 }
