@@ -31,10 +31,6 @@ set_target_properties(libkorva_static PROPERTIES OUTPUT_NAME korva LINKER_LANGUA
 
 # What a program that links the archive needs beside it.
 set(KORVA_PRIVATE_LIBS "-lstdc++ -lm -pthread")
-get_target_property(below korva_reverb LINK_LIBRARIES)
-if(below MATCHES "OpenMP")
-  string(APPEND KORVA_PRIVATE_LIBS " -lgomp")
-endif()
 
 # From where the file lies, so that the tree may be installed anywhere.
 file(RELATIVE_PATH KORVA_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
