@@ -22,4 +22,5 @@ add_test(NAME compare_renders
 set_tests_properties(compare_renders PROPERTIES TIMEOUT 900 RESOURCE_LOCK registry)
 
 # What hosts see of the module's file.
-add_test(NAME module_file COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-module $<TARGET_FILE:korvafx>)
+add_test(NAME module_file COMMAND ${CMAKE_SOURCE_DIR}/scripts/check-module $<TARGET_FILE:korvafx>
+                                  $<TARGET_LINKER_FILE:korvafx>)

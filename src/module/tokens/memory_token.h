@@ -97,6 +97,6 @@ class COutOfProcessMemoryToken {
 };
 
 // Hosts hold these objects in memory of their own.
-static_assert(sizeof(_qvmemorytoken) == 40);
-static_assert(sizeof(CMappingOfQvMemoryToken) == 72);
-static_assert(sizeof(COutOfProcessMemoryToken) == 96);
+static_assert(sizeof(_qvmemorytoken) == 40, "a token is 40 bytes");
+static_assert(sizeof(CMappingOfQvMemoryToken) == 72, "a mapping of a token is 72 bytes");
+static_assert(sizeof(COutOfProcessMemoryToken) == 96, "a token made portable is 96 bytes");
