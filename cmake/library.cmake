@@ -11,8 +11,11 @@ foreach(room IN LISTS rooms)
   endif()
 endforeach()
 target_compile_definitions(korva_api PRIVATE KORVA_VERSION="${PROJECT_VERSION}")
-# The types of the interface, for the comparison of binaries; packages strip them.
-target_compile_options(korva_api PRIVATE -g)
+# The types of the interface, for the comparison of binaries. They name the folder of the build, so packages, which are
+# built without tests, have none.
+if(KORVA_TESTS)
+  target_compile_options(korva_api PRIVATE -g)
+endif()
 
 set(map ${CMAKE_SOURCE_DIR}/src/api/korva.map)
 add_library(libkorva SHARED ${objects})
