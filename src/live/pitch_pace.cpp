@@ -1,5 +1,6 @@
 #include "live/pitch_pace.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -31,7 +32,10 @@ double LengthFactor(const EffectDescription& effect, const void* block) noexcept
   }
   if (&effect != &kPitchsEffect) return 1.0;
   const PitchsParams params = Pitch(block);
-  return params.preserveDuration != 0 || !(params.transposition > 0) ? 1.0 : 1.0 / params.transposition;
+  if (params.preserveDuration != 0 || !(params.transposition > 0) || !std::isfinite(params.transposition)) return 1.0;
+  // The engine goes no lower, whatever a record holds.
+  constexpr double kLeastTransposition = 0.001;
+  return 1.0 / std::max(params.transposition, kLeastTransposition);
 }
 
 bool KeepsPace(const EffectDescription& effect, const void* block) noexcept {
