@@ -80,8 +80,14 @@ LiveResult LiveEffect::Set(std::size_t row, double value) noexcept {
 LiveResult LiveEffect::Get(std::size_t row, double& value) const noexcept {
   if (row >= description().rows.size()) return LiveResult::kUnknown;
   const ParamDescriptor& descriptor = description().rows[row];
-  const std::lock_guard guard(control_);
-  value = LoadDisplayValue(descriptor, block_.data()) * CommandFactor(descriptor);
+  // A damaged record may hold what its effect keeps and acts on as something else.
+  LiveBlock held;
+  {
+    const std::lock_guard guard(control_);
+    held = block_;
+  }
+  HoldField(descriptor, held.data());
+  value = LoadDisplayValue(descriptor, held.data()) * CommandFactor(descriptor);
   return LiveResult::kDone;
 }
 
@@ -107,7 +113,6 @@ LiveResult LiveEffect::SaveRecord(std::span<std::byte> record) const noexcept {
 LiveResult LiveEffect::LoadRecord(std::span<const std::byte> record) noexcept {
   LiveBlock block;
   if (!ReadRecord(description(), record, block.data())) return LiveResult::kRecord;
-  for (const ParamDescriptor& row : description().rows) HoldField(row, block.data());
   const std::lock_guard guard(control_);
   ranges_.parameters->WriteBlock(block.data());
   ranges_.parameters->ReadBlock(block.data());

@@ -52,7 +52,7 @@ class LiveEffect {
   /// The persistent record; `size` is that of the newest form.
   std::uint32_t recordSize() const noexcept { return description().forms.front().size; }
   LiveResult SaveRecord(std::span<std::byte> record) const noexcept;
-  /// Takes a record of any form, every value held to its range.
+  /// Takes a record of any form, its values held as the module holds them; `Get` gives all within their ranges.
   LiveResult LoadRecord(std::span<const std::byte> record) noexcept;
   /// Tempo in beats a minute, 1 to 1000; meter as beats over a power of two.
   LiveResult SetTempo(double bpm, std::int32_t top, std::int32_t bottom) noexcept;
