@@ -6,7 +6,7 @@
 #include "frame/module_text.h"
 #include "module/class_table.h"
 #include "module/registration.h"
-#include "module/runtime_memory.h"
+#include "platform/runtime_memory.h"
 #include "platform/services.h"
 #include "qvkit/controls.h"
 #include "qvkit/help.h"

@@ -1,6 +1,6 @@
-#include "module/runtime_memory.h"
-
 #include <cstddef>
+
+#include "platform/runtime_memory.h"
 
 #ifdef __GLIBCXX__
 // Declared in none of its headers.
