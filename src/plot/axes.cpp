@@ -24,6 +24,10 @@ TimeAxis TimeUpTo(double seconds) {
 
 Axis LevelAxis(const std::string& name, double from, double to) {
   constexpr double kMuch = 48;
+  // A file may hold samples beyond all measure, or none that are numbers.
+  constexpr double kMost = 400;
+  from = std::clamp(from, -kMost, kMost);
+  to = std::clamp(to, from, kMost);
   const double step = to - from > kMuch ? 12 : 6;
   Axis axis{name, from, to, false, {}};
   for (double at = std::ceil(from / step) * step; at <= to; at += step) axis.ticks.push_back({at, ShortNumber(at, 0)});

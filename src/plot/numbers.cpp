@@ -60,7 +60,8 @@ std::vector<float> PlainSound::Channel(std::size_t channel) const {
 }
 
 double Decibels(double level) noexcept {
-  return level > 0 ? std::max(20 * std::log10(level), kSilentDb) : kSilentDb;
+  constexpr double kMostDb = 200;  // a file may hold samples beyond all measure
+  return level > 0 ? std::clamp(20 * std::log10(level), kSilentDb, kMostDb) : kSilentDb;
 }
 
 bool SameAsFirst(const PlainSound& sound, std::size_t channel) {
