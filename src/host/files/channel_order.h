@@ -5,8 +5,8 @@
 #include <span>
 
 // The order of a frame's channels. The stream has that of WAV and FLAC: front left and right, center, low frequencies,
-// back or side. Vorbis and Opus put the center between left and right and the low frequencies last (Vorbis I
-// specification, 4.3.9; RFC 7845, 5.1.1.2), and the library hands their frames on as they are.
+// back or side. Vorbis and Opus put the center between left and right and the low frequencies last (Vorbis I,
+// channel mapping; RFC 7845, 5.1.1.2), and the library hands their frames on as they are.
 namespace korva {
 
 /// Where each channel of the stream stands in a frame of the file; empty where the orders are the same.
