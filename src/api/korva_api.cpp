@@ -24,7 +24,7 @@ struct korva_effect {
 
 namespace {
 
-korva_result Told(LiveResult result) noexcept {
+korva_result ResultOf(LiveResult result) noexcept {
   switch (result) {
     case LiveResult::kDone:
       return KORVA_OK;
@@ -221,12 +221,12 @@ void korva_destroy(korva_effect* effect) {
 
 korva_result korva_set(korva_effect* effect, int32_t row, double value) {
   if (effect == nullptr) return KORVA_ERROR_ARGUMENT;
-  return row < 0 ? KORVA_ERROR_NAME : Told(effect->live.Set(static_cast<std::size_t>(row), value));
+  return row < 0 ? KORVA_ERROR_NAME : ResultOf(effect->live.Set(static_cast<std::size_t>(row), value));
 }
 
 korva_result korva_get(const korva_effect* effect, int32_t row, double* value) {
   if (effect == nullptr || value == nullptr) return KORVA_ERROR_ARGUMENT;
-  return row < 0 ? KORVA_ERROR_NAME : Told(effect->live.Get(static_cast<std::size_t>(row), *value));
+  return row < 0 ? KORVA_ERROR_NAME : ResultOf(effect->live.Get(static_cast<std::size_t>(row), *value));
 }
 
 korva_result korva_set_by_name(korva_effect* effect, const char* row, double value) {
@@ -240,7 +240,7 @@ korva_result korva_get_by_name(const korva_effect* effect, const char* row, doub
 }
 
 korva_result korva_set_preset(korva_effect* effect, int32_t preset) {
-  return effect != nullptr ? Told(effect->live.ApplyPreset(preset)) : KORVA_ERROR_ARGUMENT;
+  return effect != nullptr ? ResultOf(effect->live.ApplyPreset(preset)) : KORVA_ERROR_ARGUMENT;
 }
 
 size_t korva_record_size(const korva_effect* effect) {
@@ -249,16 +249,16 @@ size_t korva_record_size(const korva_effect* effect) {
 
 korva_result korva_save_record(const korva_effect* effect, void* record, size_t size) {
   if (effect == nullptr || record == nullptr) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.SaveRecord({static_cast<std::byte*>(record), size}));
+  return ResultOf(effect->live.SaveRecord({static_cast<std::byte*>(record), size}));
 }
 
 korva_result korva_load_record(korva_effect* effect, const void* record, size_t size) {
   if (effect == nullptr || record == nullptr) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.LoadRecord({static_cast<const std::byte*>(record), size}));
+  return ResultOf(effect->live.LoadRecord({static_cast<const std::byte*>(record), size}));
 }
 
 korva_result korva_set_tempo(korva_effect* effect, double bpm, int32_t beats, int32_t unit) {
-  return effect != nullptr ? Told(effect->live.SetTempo(bpm, beats, unit)) : KORVA_ERROR_ARGUMENT;
+  return effect != nullptr ? ResultOf(effect->live.SetTempo(bpm, beats, unit)) : KORVA_ERROR_ARGUMENT;
 }
 
 korva_result korva_set_enabled(korva_effect* effect, int32_t enabled) {
@@ -269,7 +269,7 @@ korva_result korva_set_enabled(korva_effect* effect, int32_t enabled) {
 
 korva_result korva_start(korva_effect* effect, uint32_t channels, uint32_t rate) {
   if (effect == nullptr) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.Start(LiveEffect::Use::kFixedLatency, channels, rate));
+  return ResultOf(effect->live.Start(LiveEffect::Use::kFixedLatency, channels, rate));
 }
 
 uint32_t korva_latency(const korva_effect* effect) {
@@ -278,12 +278,12 @@ uint32_t korva_latency(const korva_effect* effect) {
 
 korva_result korva_process(korva_effect* effect, float* samples, uint32_t frames) {
   if (effect == nullptr || (samples == nullptr && frames != 0)) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.Process(samples, frames));
+  return ResultOf(effect->live.Process(samples, frames));
 }
 
 korva_result korva_process_planar(korva_effect* effect, float* const* channels, uint32_t frames) {
   if (effect == nullptr || (channels == nullptr && frames != 0)) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.ProcessPlanar(channels, channels, frames));
+  return ResultOf(effect->live.ProcessPlanar(channels, channels, frames));
 }
 
 korva_result korva_tail(korva_effect* effect, float* samples, uint32_t* frames, int32_t* ended) {
@@ -291,12 +291,12 @@ korva_result korva_tail(korva_effect* effect, float* samples, uint32_t* frames, 
   bool over = false;
   const LiveResult result = effect->live.Tail(samples, *frames, over);
   *ended = over ? 1 : 0;
-  return Told(result);
+  return ResultOf(result);
 }
 
 korva_result korva_start_stream(korva_effect* effect, uint32_t channels, uint32_t rate) {
   if (effect == nullptr) return KORVA_ERROR_ARGUMENT;
-  return Told(effect->live.Start(LiveEffect::Use::kVariableLength, channels, rate));
+  return ResultOf(effect->live.Start(LiveEffect::Use::kVariableLength, channels, rate));
 }
 
 korva_result korva_stream(korva_effect* effect, const float* in, uint32_t* in_frames, float* out, uint32_t* out_frames,
@@ -309,7 +309,7 @@ korva_result korva_stream(korva_effect* effect, const float* in, uint32_t* in_fr
   std::uint32_t none = 0;
   const LiveResult result = effect->live.Stream(in, in != nullptr ? *in_frames : none, out, *out_frames, over);
   *ended = over ? 1 : 0;
-  return Told(result);
+  return ResultOf(result);
 }
 
 uint64_t korva_held_frames(const korva_effect* effect) {

@@ -30,16 +30,16 @@ Outcome<MP_CURVE_TYPE> ParseCurve(const ParamDescriptor& row, std::string_view t
     names.emplace_back(curve.name);
     if (text != curve.name) continue;
     if ((row.info.mopCaps & static_cast<MP_CAPS>(curve.curve)) != 0) return curve.curve;
-    return Wrong(std::string(row.name) + " cannot ramp; it only takes jump");
+    return BadCall(std::string(row.name) + " cannot ramp; it only takes jump");
   }
-  return Wrong(UnknownName("there is no curve", text, names, "the curves are " + Joined(names, ", ")));
+  return BadCall(UnknownName("there is no curve", text, names, "the curves are " + Joined(names, ", ")));
 }
 
 Outcome<REFERENCE_TIME> ParseTime(std::string_view text) {
   constexpr double kMostSeconds = 1e9;
   const std::optional<double> seconds = ParseNumber(text);
   if (!seconds || *seconds < 0 || *seconds > kMostSeconds) {
-    return Wrong("times are seconds from 0 on, not \"" + std::string(text) + "\"");
+    return BadCall("times are seconds from 0 on, not \"" + std::string(text) + "\"");
   }
   return static_cast<REFERENCE_TIME>(std::llround(*seconds * 1e7));
 }
@@ -51,30 +51,30 @@ Outcome<AutomatedSpan> ParseFields(const EffectRow& effect, std::string_view tex
     text.remove_prefix(colon + 1);
   }
   fields.push_back(text);
-  if (fields.size() < kLeastFields || fields.size() > kMostFields) return Wrong("it takes NAME:T0:T1:V0:V1[:CURVE]");
+  if (fields.size() < kLeastFields || fields.size() > kMostFields) return BadCall("it takes NAME:T0:T1:V0:V1[:CURVE]");
   const Outcome<std::size_t> row = FindRow(effect, fields[0]);
-  if (!row) return row.ending();
+  if (!row) return row.earlyExit();
   const ParamDescriptor& descriptor = effect.description.rows[*row];
   AutomatedSpan span{*row, {}};
   for (const auto& [field, time] : {std::pair(1U, &span.segment.rtStart), std::pair(2U, &span.segment.rtEnd)}) {
     const Outcome<REFERENCE_TIME> parsed = ParseTime(fields[field]);
-    if (!parsed) return parsed.ending();
+    if (!parsed) return parsed.earlyExit();
     *time = *parsed;
   }
-  if (span.segment.rtEnd <= span.segment.rtStart) return Wrong("T1 must come after T0");
+  if (span.segment.rtEnd <= span.segment.rtStart) return BadCall("T1 must come after T0");
   for (const auto& [field, value] : {std::pair(3U, &span.segment.valStart), std::pair(4U, &span.segment.valEnd)}) {
     const Outcome<double> parsed = ParseValue(descriptor, fields[field]);
-    if (!parsed) return parsed.ending();
+    if (!parsed) return parsed.earlyExit();
     *value = static_cast<MP_DATA>(*parsed);
   }
   const bool ramps = (descriptor.info.mopCaps & static_cast<MP_CAPS>(MP_CURVE_LINEAR)) != 0;
   const Outcome<MP_CURVE_TYPE> curve = ParseCurve(descriptor, fields.size() == kMostFields ? fields[kMostFields - 1]
                                                               : ramps                      ? "linear"
                                                                                            : "jump");
-  if (!curve) return curve.ending();
+  if (!curve) return curve.earlyExit();
   span.segment.iCurve = *curve;
   if (!ramps && fields.size() < kMostFields && span.segment.valStart != span.segment.valEnd) {
-    return Wrong(std::string(descriptor.name) + " cannot ramp; with :jump at the end it takes V0 at T0");
+    return BadCall(std::string(descriptor.name) + " cannot ramp; with :jump at the end it takes V0 at T0");
   }
   return span;
 }
@@ -106,24 +106,24 @@ void CloseRamps(std::vector<AutomatedSpan>& spans) {
 Outcome<AutomatedSpan> ParseAutomation(const EffectRow& effect, std::string_view text) {
   Outcome<AutomatedSpan> span = ParseFields(effect, text);
   if (span) return span;
-  return Ending{span.ending().exitCode, "--automate " + std::string(text) + ": " + span.ending().text};
+  return EarlyExit{span.earlyExit().exitCode, "--automate " + std::string(text) + ": " + span.earlyExit().text};
 }
 
-Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
-                      const AutomationRules& rules) {
+MaybeExit ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
+                          const AutomationRules& rules) {
   if (texts.empty()) return std::nullopt;
   const ComPtr<IMediaParams> params = Query<IMediaParams>(instance.filter.Get());
-  if (!params) return Wrong(std::string(effect.description.name) + " has no automation");
+  if (!params) return BadCall(std::string(effect.description.name) + " has no automation");
   std::vector<AutomatedSpan> spans;
   for (const std::string& text : texts) {
     const Outcome<AutomatedSpan> span = ParseAutomation(effect, text);
-    if (!span) return span.ending();
+    if (!span) return span.earlyExit();
     // An envelope drops a segment that a later one overlaps, and half of what was asked for would be gone unseen.
     const bool overlaps = std::any_of(spans.begin(), spans.end(), [&](const AutomatedSpan& other) {
       return other.row == span->row && other.segment.rtStart < span->segment.rtEnd &&
              span->segment.rtStart < other.segment.rtEnd;
     });
-    if (overlaps) return Wrong("--automate " + text + ": it overlaps an earlier one of the same parameter");
+    if (overlaps) return BadCall("--automate " + text + ": it overlaps an earlier one of the same parameter");
     spans.push_back(*span);
   }
   // What rings on after the sound may be moved; nothing rings longer than this.
@@ -131,7 +131,8 @@ Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const s
   for (std::size_t i = 0; i < spans.size() && rules.seconds > 0; ++i) {
     const double start = static_cast<double>(spans[i].segment.rtStart) / 1e7;
     if (start < rules.seconds + (rules.ringsOn ? kLongestRing : 0)) continue;
-    return Wrong("--automate " + texts[i] + ": it begins after the sound, which lasts " + DurationText(rules.seconds));
+    return BadCall("--automate " + texts[i] + ": it begins after the sound, which lasts " +
+                   DurationText(rules.seconds));
   }
   if (rules.closesRamps) CloseRamps(spans);
   for (AutomatedSpan& span : spans) {

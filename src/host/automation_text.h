@@ -27,9 +27,9 @@ struct AutomationRules {
   bool closesRamps = true;  ///< a ramp ends on its very last value, where the stream alone would rest short of it
 };
 
-/// Adds the spans to the effect's envelopes. `kWrong` for an effect without automation, for spans of one parameter that
-/// overlap, and for one that begins after all is heard.
-Check ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
-                      const AutomationRules& rules);
+/// Adds the spans to the effect's envelopes. `kBadCall` for an effect without automation, for spans of one parameter
+/// that overlap, and for one that begins after all is heard.
+MaybeExit ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
+                          const AutomationRules& rules);
 
 }  // namespace korva

@@ -53,7 +53,7 @@ class Teardown {
   const std::vector<ChainLink>& links_;
 };
 
-Check Connect(const ChainLink& from, const ChainLink& to, const AM_MEDIA_TYPE& type) {
+MaybeExit Connect(const ChainLink& from, const ChainLink& to, const AM_MEDIA_TYPE& type) {
   const ComPtr<IPin> output = FindPin(*from.filter.Get(), PINDIR_OUTPUT);
   const ComPtr<IPin> input = FindPin(*to.filter.Get(), PINDIR_INPUT);
   const HRESULT result = output && input ? output->Connect(input.Get(), &type) : E_OUTOFMEMORY;
@@ -65,7 +65,7 @@ Check Connect(const ChainLink& from, const ChainLink& to, const AM_MEDIA_TYPE& t
 
 Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const FormatRecord& format, StreamCut cut,
                               const std::vector<ChainLink>& effects, bool withTail,
-                              const std::function<void(std::int64_t)>& told) {
+                              const std::function<void(std::int64_t)>& progress) {
   auto* const source = new (std::nothrow) FileSource(input, format, cut);
   const ComPtr<IBaseFilter> sourceFilter(source);
   auto* const sink = new (std::nothrow) FileSink(output, format);
@@ -78,7 +78,7 @@ Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const Fo
   links.push_back({"the output", sinkFilter});
   const Teardown teardown(links);
   for (std::size_t i = 0; i + 1 < links.size(); ++i) {
-    if (const Check check = Connect(links[i], links[i + 1], type.get())) return *check;
+    if (const MaybeExit check = Connect(links[i], links[i + 1], type.get())) return *check;
   }
   // From the sink upwards, so that nobody sends to a filter that is still stopped.
   for (auto link = links.rbegin(); link != links.rend(); ++link) {
@@ -87,7 +87,7 @@ Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const Fo
     }
   }
 
-  Check check = source->Push(told);
+  MaybeExit check = source->Push(progress);
   HRESULT ended = S_OK;
   if (!check && withTail) ended = source->PushEnd();
   // The sink knows best why a stream that it stopped came to nothing.

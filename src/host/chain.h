@@ -28,6 +28,6 @@ struct ChainLink {
 /// `withTail`: the end of the stream goes through the effects too, so that they ring out, each into the next.
 Outcome<ChainResult> RunChain(SampleInput& input, SampleOutput& output, const FormatRecord& format, StreamCut cut,
                               const std::vector<ChainLink>& effects, bool withTail,
-                              const std::function<void(std::int64_t)>& told);
+                              const std::function<void(std::int64_t)>& progress);
 
 }  // namespace korva

@@ -33,7 +33,7 @@ struct RunOptions : StreamOptions {
     AddValue("--normalize", normalize, "DB", "peak that OUT gets, 0 for full scale");
     AddValue("--rate", rate, "HZ", "sample rate of OUT");
     AddValue("--out-dir", request.outDir, "DIR", "folder for the outputs of any number of inputs, under their names");
-    AddValue("--ending", request.ending, "EXT", "kind of the files in --out-dir (default: that of each input)");
+    AddValue("--ending", request.extension, "EXT", "kind of the files in --out-dir (default: that of each input)");
     AddValue("--jobs", jobs, "N", "files at a time (default: one for each processor)");
     AddValue("--quality", quality, "0..1", "of an encoder: 1 is best, or for FLAC smallest");
     app().add_flag("--raw-out", request.rawOut, "writes OUT without a header");
@@ -71,7 +71,7 @@ std::size_t FirstEffect(std::span<const std::string> arguments) {
   return inputs;
 }
 
-Check TakeBits(const std::string& text, RenderRequest& request) {
+MaybeExit TakeBits(const std::string& text, RenderRequest& request) {
   if (text.empty()) return std::nullopt;
   std::vector<std::string> names;
   for (const FileBitsName& bits : kFileBits) {
@@ -79,14 +79,14 @@ Check TakeBits(const std::string& text, RenderRequest& request) {
     if (text == bits.name) request.bits = bits.bits;
   }
   if (request.bits) return std::nullopt;
-  return Wrong("--bits takes " + Joined(names, ", ") + ", not \"" + text + "\"");
+  return BadCall("--bits takes " + Joined(names, ", ") + ", not \"" + text + "\"");
 }
 
-Check TakeValues(const RunOptions& run, RenderRequest& request) {
-  for (const Check& check : {run.TakeStream(request), TakeBits(run.bits, request),
-                             TakeNumber("--normalize", run.normalize, -144, 0, " dB", request.normalize),
-                             TakeNumber("--jobs", run.jobs, 1, 1024, " files", request.jobs),
-                             TakeNumber("--quality", run.quality, 0, 1, "", request.quality)}) {
+MaybeExit TakeValues(const RunOptions& run, RenderRequest& request) {
+  for (const MaybeExit& check : {run.TakeStream(request), TakeBits(run.bits, request),
+                                 TakeNumber("--normalize", run.normalize, -144, 0, " dB", request.normalize),
+                                 TakeNumber("--jobs", run.jobs, 1, 1024, " files", request.jobs),
+                                 TakeNumber("--quality", run.quality, 0, 1, "", request.quality)}) {
     if (check) return check;
   }
   return std::nullopt;
@@ -106,29 +106,29 @@ Outcome<RenderRequest> ParseRender(std::span<const std::string> arguments) {
   RenderRequest request;
   RunOptions run(request);
   const Outcome<CallParts> parts = CutCall(arguments, "render", run, FirstEffect(arguments), &RenderHelp);
-  if (!parts) return parts.ending();
-  if (Check check = run.Parse(parts->run, "")) return *check;
-  if (Check check = TakeValues(run, request)) return *check;
+  if (!parts) return parts.earlyExit();
+  if (MaybeExit check = run.Parse(parts->run, "")) return *check;
+  if (MaybeExit check = TakeValues(run, request)) return *check;
   const std::vector<std::string>& positions = parts->positions;
   if (positions.size() <= parts->firstEffect || parts->firstEffect == 0) {
-    return Wrong("render takes IN, OUT and at least one effect (" + Joined(EffectNames(), ", ") +
-                 "); see korva render --help");
+    return BadCall("render takes IN, OUT and at least one effect (" + Joined(EffectNames(), ", ") +
+                   "); see korva render --help");
   }
   const auto firstEffect = positions.begin() + static_cast<std::ptrdiff_t>(parts->firstEffect);
   if (request.outDir.empty()) {
-    if (!request.ending.empty()) return Wrong("--ending goes with --out-dir; OUT has its own ending");
+    if (!request.extension.empty()) return BadCall("--ending goes with --out-dir; OUT has its own ending");
     request.inputs = {positions[0]};
     request.output = positions[1];
   } else {
     request.inputs.assign(positions.begin(), firstEffect);
     if (std::find(request.inputs.begin(), request.inputs.end(), "-") != request.inputs.end()) {
-      return Wrong("standard input has no name to write in --out-dir under");
+      return BadCall("standard input has no name to write in --out-dir under");
     }
   }
   Outcome<std::vector<EffectRequest>> effects = ParseEffects(*parts, parts->effects.size());
-  if (!effects) return effects.ending();
+  if (!effects) return effects.earlyExit();
   for (const EffectRequest& one : *effects) {
-    if (!one.saveStateFile.empty() && request.inputs.size() > 1) return Wrong("--save-state is for one input");
+    if (!one.saveStateFile.empty() && request.inputs.size() > 1) return BadCall("--save-state is for one input");
   }
   request.effects = std::move(*effects);
   return request;
@@ -143,7 +143,7 @@ Outcome<PlainArguments> ParseArguments(const std::string& command, const std::st
   PlainArguments parsed;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& word = arguments[i];
-    if (word == "--help" || word == "-h") return Ending{kDone, "Usage: " + usage + "\n\n" + summary};
+    if (word == "--help" || word == "-h") return EarlyExit{kDone, "Usage: " + usage + "\n\n" + summary};
     if (word.size() < 2 || word[0] != '-') {
       parsed.values.push_back(word);
       continue;
@@ -153,18 +153,18 @@ Outcome<PlainArguments> ParseArguments(const std::string& command, const std::st
     const auto option = std::find_if(options.begin(), options.end(), [&](const std::string& candidate) {
       return candidate.substr(0, candidate.find(' ')) == name;
     });
-    if (option == options.end()) return Wrong(command + " has no option " + word);
-    if (parsed.Has(name)) return Wrong(name + " is told twice");
+    if (option == options.end()) return BadCall(command + " has no option " + word);
+    if (parsed.Has(name)) return BadCall(name + " is told twice");
     std::string value = equals != std::string::npos ? word.substr(equals + 1) : std::string();
     if (const std::size_t space = option->find(' '); space != std::string::npos) {
       if (equals == std::string::npos && i + 1 < arguments.size()) value = arguments[++i];
-      if (value.empty()) return Wrong(name + " needs a value: " + option->substr(space + 1));
+      if (value.empty()) return BadCall(name + " needs a value: " + option->substr(space + 1));
     } else if (equals != std::string::npos) {
-      return Wrong(name + " takes no value");
+      return BadCall(name + " takes no value");
     }
     parsed.options[name] = value;
   }
-  if (parsed.values.size() != names.size()) return Wrong("the call is " + usage);
+  if (parsed.values.size() != names.size()) return BadCall("the call is " + usage);
   return parsed;
 }
 

@@ -26,7 +26,7 @@ struct EffectRequest {
 struct RenderRequest {
   std::vector<std::string> inputs;  ///< one, or with a folder for the outputs any number
   std::string output;               ///< empty with `outDir`
-  std::string outDir, ending;       ///< `ending` empty: those of the inputs
+  std::string outDir, extension;    ///< `extension` empty: those of the inputs
   std::uint32_t jobs = 0;           ///< 0: as many as there are processors
   std::vector<EffectRequest> effects;
   std::optional<SampleFormat> format;  ///< nothing: float
@@ -50,7 +50,7 @@ struct OptionText {
 /// The options of `korva render`, from the parser itself.
 std::vector<OptionText> RenderOptions();
 
-/// Reads what follows `korva render`. The ending is the help, if it was asked for, or what is wrong with the call.
+/// Reads what follows `korva render`. The early exit is the help, if it was asked for, or what is wrong with the call.
 Outcome<RenderRequest> ParseRender(std::span<const std::string> arguments);
 
 /// What follows a command that takes exactly the arguments in `names`, and any of the options: "--json", or "--lv2 DIR"

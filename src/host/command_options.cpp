@@ -36,13 +36,13 @@ std::vector<OptionText> Options::Texts() const {
   return texts;
 }
 
-Check Options::Parse(std::vector<std::string> tokens, const std::string& who) {
+MaybeExit Options::Parse(std::vector<std::string> tokens, const std::string& who) {
   // The library takes them from the back.
   std::reverse(tokens.begin(), tokens.end());
   try {
     app_.parse(std::move(tokens));
   } catch (const CLI::ParseError& error) {
-    return Wrong(who + error.what());
+    return BadCall(who + error.what());
   }
   return std::nullopt;
 }
@@ -92,7 +92,7 @@ StreamOptions::StreamOptions(RenderRequest& request) : Options("Options of the w
 
 namespace {
 
-Check TakeFormat(const std::string& text, RenderRequest& request) {
+MaybeExit TakeFormat(const std::string& text, RenderRequest& request) {
   if (text.empty()) return std::nullopt;
   std::vector<std::string> names;
   for (const SampleFormat format : kAllFormats) {
@@ -100,10 +100,10 @@ Check TakeFormat(const std::string& text, RenderRequest& request) {
     if (text == names.back()) request.format = format;
   }
   if (request.format) return std::nullopt;
-  return Wrong("--format takes " + Joined(names, ", ") + ", not \"" + text + "\"");
+  return BadCall("--format takes " + Joined(names, ", ") + ", not \"" + text + "\"");
 }
 
-Check TakeTrim(const std::string& text, InputShape& shape) {
+MaybeExit TakeTrim(const std::string& text, InputShape& shape) {
   if (text.empty()) return std::nullopt;
   // A time may hold colons itself; what parts the two then is a minus sign.
   const std::size_t dash = text.find('-');
@@ -112,15 +112,15 @@ Check TakeTrim(const std::string& text, InputShape& shape) {
   const std::optional<double> start = from.empty() ? 0.0 : ParseDuration(from);
   const std::optional<double> end = to.empty() ? shape.to : ParseDuration(to);
   if (cut == std::string::npos || !start || !end || *end <= *start) {
-    return Wrong("--trim takes FROM:TO in seconds, such as 1.5:20, or FROM-TO as times, such as 0:30-1:15, not \"" +
-                 text + "\"");
+    return BadCall("--trim takes FROM:TO in seconds, such as 1.5:20, or FROM-TO as times, such as 0:30-1:15, not \"" +
+                   text + "\"");
   }
   shape.from = *start;
   shape.to = *end;
   return std::nullopt;
 }
 
-Check TakeRaw(const std::string& text, RenderRequest& request) {
+MaybeExit TakeRaw(const std::string& text, RenderRequest& request) {
   if (text.empty()) return std::nullopt;
   struct RawType {
     const char* name;
@@ -140,7 +140,7 @@ Check TakeRaw(const std::string& text, RenderRequest& request) {
     if (channels && *channels > 0 && *channels <= kMaxChannels) raw.channels = static_cast<std::uint32_t>(*channels);
   }
   if (raw.rate == 0 || raw.channels == 0 || raw.sndfileType == 0) {
-    return Wrong("--raw-in takes RATE:CHANNELS:TYPE, such as 48000:2:s16, not \"" + text + "\"");
+    return BadCall("--raw-in takes RATE:CHANNELS:TYPE, such as 48000:2:s16, not \"" + text + "\"");
   }
   request.rawIn = raw;
   return std::nullopt;
@@ -148,20 +148,21 @@ Check TakeRaw(const std::string& text, RenderRequest& request) {
 
 }  // namespace
 
-Check StreamOptions::TakeStream(RenderRequest& request) const {
+MaybeExit StreamOptions::TakeStream(RenderRequest& request) const {
   double gainDb = 0;
-  for (const Check& check : {TakeFormat(format, request), TakeTrim(trim, request.shape), TakeRaw(rawIn, request),
-                             TakeNumber("--block", block, 1, kMostBlockFrames, " frames", request.blockFrames),
-                             TakeNumber("--gain", gain, -144, 144, " dB", gainDb),
-                             TakeNumber("--channels", channels, 1, kMaxChannels, " channels", request.shape.channels),
-                             TakeNumber("--rate", rate, 1000, 1e6, " Hz", request.rate),
-                             TakeNumber("--tail", tail, 0, 3600, " s", request.tail)}) {
+  for (const MaybeExit& check :
+       {TakeFormat(format, request), TakeTrim(trim, request.shape), TakeRaw(rawIn, request),
+        TakeNumber("--block", block, 1, kMostBlockFrames, " frames", request.blockFrames),
+        TakeNumber("--gain", gain, -144, 144, " dB", gainDb),
+        TakeNumber("--channels", channels, 1, kMaxChannels, " channels", request.shape.channels),
+        TakeNumber("--rate", rate, 1000, 1e6, " Hz", request.rate),
+        TakeNumber("--tail", tail, 0, 3600, " s", request.tail)}) {
     if (check) return check;
   }
   request.shape.gain = std::pow(10.0, gainDb / 20);
-  if (request.tail && request.noTail) return Wrong("--tail and --no-tail say the opposite");
+  if (request.tail && request.noTail) return BadCall("--tail and --no-tail say the opposite");
   if (!request.tempoMap.empty() && !(request.tempo.empty() && request.meter.empty())) {
-    return Wrong("--tempo-map tells tempo and meter; --tempo and --meter cannot stand beside it");
+    return BadCall("--tempo-map tells tempo and meter; --tempo and --meter cannot stand beside it");
   }
   return std::nullopt;
 }
@@ -185,7 +186,7 @@ Outcome<CallParts> CutCall(std::span<const std::string> arguments, const std::st
       if (parts.positions.size() > parts.firstEffect) parts.effects.emplace_back();
       continue;
     }
-    if (word == "--help" || word == "-h") return Ending{kDone, help()};
+    if (word == "--help" || word == "-h") return EarlyExit{kDone, help()};
     const std::size_t equals = word.find('=');
     const std::string name = word.substr(0, equals);
     const std::string bare = name.substr(0, 2) == "--" ? name.substr(2) : std::string();
@@ -195,28 +196,30 @@ Outcome<CallParts> CutCall(std::span<const std::string> arguments, const std::st
     if (option == nullptr) {
       std::vector<std::string> names = effectOptions.Names();
       for (std::string& known : runOptions.Names()) names.push_back(std::move(known));
-      return Wrong(UnknownName("there is no option", name, names, "see korva " + command + " --help"));
+      return BadCall(UnknownName("there is no option", name, names, "see korva " + command + " --help"));
     }
-    if (ofEffect != nullptr && parts.effects.empty()) return Wrong(name + " goes behind the name of an effect");
+    if (ofEffect != nullptr && parts.effects.empty()) return BadCall(name + " goes behind the name of an effect");
     std::vector<std::string>& target = ofRun != nullptr ? parts.run : parts.effects.back();
     // Said here in the user's words, where the library would say how many values it counted.
     const int values = option->get_items_expected_max();
     if (values == 0) {
-      if (equals != std::string::npos) return Wrong(name + " takes no value");
+      if (equals != std::string::npos) return BadCall(name + " takes no value");
       if (std::find(target.begin(), target.end(), name) == target.end()) target.push_back(name);
       continue;
     }
     // Each word of its type stands for a value.
     const std::string type = option->get_type_name();
     const auto wanted = 1 + std::count(type.begin(), type.end(), ' ');
-    const auto sameOption = [&](const std::string& told) { return told.compare(0, name.size() + 1, name + "=") == 0; };
+    const auto sameOption = [&](const std::string& given) {
+      return given.compare(0, name.size() + 1, name + "=") == 0;
+    };
     const bool isOnce = values == 1 || wanted > 1;
-    if (isOnce && std::any_of(target.begin(), target.end(), sameOption)) return Wrong(name + " is told twice");
+    if (isOnce && std::any_of(target.begin(), target.end(), sameOption)) return BadCall(name + " is told twice");
     for (std::ptrdiff_t k = 0; k < wanted; ++k) {
       const bool isJoined = k == 0 && equals != std::string::npos;
       std::string value = isJoined ? word.substr(equals + 1) : std::string();
       if (!isJoined && i + 1 < arguments.size()) value = arguments[++i];
-      if (value.empty()) return Wrong(name + (wanted > 1 ? " needs values: " : " needs a value: ") + type);
+      if (value.empty()) return BadCall(name + (wanted > 1 ? " needs values: " : " needs a value: ") + type);
       // In one word, so that a value may begin with a dash.
       target.push_back(name + "=" + value);
     }
@@ -229,11 +232,11 @@ Outcome<std::vector<EffectRequest>> ParseEffects(const CallParts& parts, std::si
   for (std::size_t i = 0; i < count; ++i) {
     const std::string& name = parts.positions[parts.firstEffect + i];
     const Outcome<const EffectRow*> effect = FindEffect(name);
-    if (!effect) return effect.ending();
+    if (!effect) return effect.earlyExit();
     EffectRequest one;
     one.effect = *effect;
     EffectOptions options(one);
-    if (Check check = options.Parse(parts.effects[i], name + ": ")) return *check;
+    if (MaybeExit check = options.Parse(parts.effects[i], name + ": ")) return *check;
     effects.push_back(std::move(one));
   }
   return effects;

@@ -33,7 +33,7 @@ class Options {
   std::vector<std::string> Names() const;
   std::string Help() const { return CLI::Formatter().make_groups(&app_, CLI::AppFormatMode::Normal); }
   std::vector<OptionText> Texts() const;
-  Check Parse(std::vector<std::string> tokens, const std::string& who);
+  MaybeExit Parse(std::vector<std::string> tokens, const std::string& who);
 
  private:
   CLI::App app_;
@@ -47,23 +47,23 @@ struct EffectOptions : Options {
 struct StreamOptions : Options {
   explicit StreamOptions(RenderRequest& request);
   /// Brings the values that were given into the request.
-  Check TakeStream(RenderRequest& request) const;
+  MaybeExit TakeStream(RenderRequest& request) const;
 
   std::string format, block, gain, trim, channels, tail, rawIn, rate;
 };
 
 /// A number from `least` to `most`; `target` stays where nothing was given.
 template <class Number>
-Check TakeNumber(const char* name, const std::string& text, double least, double most, const char* unit,
-                 Number& target) {
+MaybeExit TakeNumber(const char* name, const std::string& text, double least, double most, const char* unit,
+                     Number& target) {
   if (text.empty()) return std::nullopt;
   using Plain = std::remove_cvref_t<decltype(*std::optional<Number>())>;
   constexpr bool kIsWhole = std::is_integral_v<Plain>;
   std::optional<double> value = ParseNumber(text);
   if (kIsWhole && !ParseWhole(text)) value.reset();
   if (!value || *value < least || *value > most) {
-    return Wrong(std::string(name) + " takes " + NumberText(least) + " to " + NumberText(most) + unit + ", not \"" +
-                 text + "\"");
+    return BadCall(std::string(name) + " takes " + NumberText(least) + " to " + NumberText(most) + unit + ", not \"" +
+                   text + "\"");
   }
   if constexpr (kIsWhole)
     target = static_cast<Plain>(*value);

@@ -52,7 +52,7 @@ Outcome<const EffectRow*> FindEffect(std::string_view name) {
     if (name == effect.description.name) return &effect;
   }
   const std::vector<std::string> names = EffectNames();
-  return Wrong(UnknownName("there is no effect", name, names, "the effects are " + Joined(names, ", ")));
+  return BadCall(UnknownName("there is no effect", name, names, "the effects are " + Joined(names, ", ")));
 }
 
 Outcome<EffectInstance> CreateEffect(const EffectRow& effect) {

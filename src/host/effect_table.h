@@ -31,8 +31,8 @@ struct SongMap;
 struct EffectHabits {
   std::span<const DerivedName> names = {};
   /// Takes `name` with `text` if it is one that no row can hold. `taken` says whether it was.
-  Check (*setDerived)(std::string_view name, std::string_view text, const MaterialLength& material, void* block,
-                      bool& taken) = nullptr;
+  MaybeExit (*setDerived)(std::string_view name, std::string_view text, const MaterialLength& material, void* block,
+                          bool& taken) = nullptr;
   /// What is wrong with the values together, where they would not be heard as told; null where nothing is.
   const char* (*objection)(const void* block) = nullptr;
   /// Good picks where there are many, as a sentence.
@@ -57,7 +57,7 @@ std::span<const EffectRow> EffectTable() noexcept;
 
 /// The names of all effects.
 std::vector<std::string> EffectNames();
-/// The effect of a name, as `kWrong` the nearest ones.
+/// The effect of a name, as `kBadCall` the nearest ones.
 Outcome<const EffectRow*> FindEffect(std::string_view name);
 
 /// A new effect with its first preset; `kFailed` when there is no memory.

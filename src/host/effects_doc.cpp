@@ -34,13 +34,13 @@ constexpr Wish kWishes[] = {
     {"a talk in less time, at its pitch", "time-stretch", "Time compress 85 % of original", "--set mode=A09"},
 };
 
-Check WriteWishes(std::ostream& out) {
+MaybeExit WriteWishes(std::ostream& out) {
   out << "\n| For | Effect | Preset | and |\n|---|---|---|---|\n";
   for (const Wish& wish : kWishes) {
     const Outcome<const EffectRow*> effect = FindEffect(wish.effect);
-    if (!effect) return effect.ending();
+    if (!effect) return effect.earlyExit();
     const Outcome<std::int32_t> preset = FindPreset(**effect, wish.preset);
-    if (!preset) return preset.ending();
+    if (!preset) return preset.earlyExit();
     const std::string rest = wish.rest;
     out << "| " << wish.what << " | " << wish.effect << " | " << *preset << " " << wish.preset << " | "
         << (rest.empty() ? "" : "`" + rest + "`") << " |\n";
@@ -50,16 +50,16 @@ Check WriteWishes(std::ostream& out) {
 
 }  // namespace
 
-Check WriteEffectsDoc(std::ostream& out) {
+MaybeExit WriteEffectsDoc(std::ostream& out) {
   // The page is one for all readers, whoever writes it.
   QvLang_UpdateLCID(ModuleLanguage(), kLanguageLocales[kEnglish], 0, 0);
   out << "# Effects\n\nEvery effect with its parameters and presets, written by `korva docs`: change the description "
          "rows, not this page.\nThe default is what preset 0 holds. *Ramp* and *jump* say what automation can do with "
          "a parameter; *tempo* marks\nwhat follows a host's tempo once its tempo-sync switch is on.\n";
-  if (Check check = WriteWishes(out)) return check;
+  if (MaybeExit check = WriteWishes(out)) return check;
   for (const EffectRow& effect : EffectTable()) {
     const Outcome<EffectInstance> instance = CreateEffect(effect);
-    if (!instance) return instance.ending();
+    if (!instance) return instance.earlyExit();
     const EffectDescription& description = effect.description;
     out << "\n## " << description.name << "\n\n"
         << description.summary << "\n\n"

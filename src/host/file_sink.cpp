@@ -61,7 +61,7 @@ HRESULT FileSink::Take(const std::uint8_t* data, std::size_t bytes) {
   return S_OK;
 }
 
-Check FileSink::Finish() {
+MaybeExit FileSink::Finish() {
   const std::size_t frames = waitingBytes_ / format_.blockAlign;
   waitingBytes_ = 0;
   return frames != 0 ? output_.Write(waiting_.data(), frames) : std::nullopt;

@@ -23,9 +23,9 @@ class FileSink final : public CBaseFilter {
   CBasePin* GetPin(int n) override { return n == 0 ? &pin_ : nullptr; }
 
   /// Writes what has come and not been written yet.
-  Check Finish();
+  MaybeExit Finish();
   /// Why the sink stopped the stream, if it did.
-  const Check& failure() const noexcept { return failure_; }
+  const MaybeExit& failure() const noexcept { return failure_; }
   std::int64_t frames() const noexcept { return frames_; }
   const Levels& levels() const noexcept { return levels_; }
 
@@ -51,7 +51,7 @@ class FileSink final : public CBaseFilter {
   std::size_t waitingBytes_ = 0;
   std::int64_t frames_ = 0;
   Levels levels_;
-  Check failure_;
+  MaybeExit failure_;
 };
 
 }  // namespace korva

@@ -50,23 +50,23 @@ REFERENCE_TIME FileSource::TimeOf(std::int64_t frame) const noexcept {
   return frame / rate * kTicksPerSecond + (frame % rate * kTicksPerSecond + rate / 2) / rate;
 }
 
-Check FileSource::Refill() {
+MaybeExit FileSource::Refill() {
   const std::uint32_t wanted = std::max(cut_.blockFrames, kLeastRead / cut_.blockFrames * cut_.blockFrames);
   ahead_.resize(std::size_t{wanted} * format_.blockAlign);
   const Outcome<std::size_t> got = input_.Read(sampleFormat_, ahead_.data(), wanted);
-  if (!got) return got.ending();
+  if (!got) return got.earlyExit();
   aheadFrames_ = *got;
   aheadSent_ = 0;
   return std::nullopt;
 }
 
-Check FileSource::Push(const std::function<void(std::int64_t)>& told) {
+MaybeExit FileSource::Push(const std::function<void(std::int64_t)>& progress) {
   for (;;) {
     if (Interrupted()) return Failed("interrupted");
     if (aheadSent_ == aheadFrames_) {
-      if (const Check check = Refill()) return check;
+      if (const MaybeExit check = Refill()) return check;
       if (aheadFrames_ == 0) return std::nullopt;
-      told(framesSent_);
+      progress(framesSent_);
     }
     const std::size_t frames = std::min<std::size_t>(cut_.blockFrames, aheadFrames_ - aheadSent_);
     const std::size_t bytes = frames * format_.blockAlign;

@@ -29,8 +29,8 @@ class FileSource final : public CBaseFilter {
   CBasePin* GetPin(int n) override { return n == 0 ? &pin_ : nullptr; }
 
   /// Sends the whole file downstream, the first sample marked as a discontinuity, all stamped by the frames before
-  /// them. Ends early, with nothing wrong, when downstream wants no more. `told` hears how many frames have gone.
-  Check Push(const std::function<void(std::int64_t)>& told);
+  /// them. Ends early, with nothing wrong, when downstream wants no more. `progress` hears how many frames have gone.
+  MaybeExit Push(const std::function<void(std::int64_t)>& progress);
   /// Says downstream that there is no more.
   HRESULT PushEnd() { return pin_.DeliverEndOfStream(); }
   /// What downstream answered when `Push` failed for its sake; `S_OK` otherwise.
@@ -53,7 +53,7 @@ class FileSource final : public CBaseFilter {
   };
 
   ~FileSource() override = default;
-  Check Refill();
+  MaybeExit Refill();
   REFERENCE_TIME TimeOf(std::int64_t frame) const noexcept;
 
   SampleInput& input_;

@@ -17,17 +17,17 @@
 namespace korva {
 namespace {
 
-Check Effects(const PlainArguments& arguments, Streams& streams) {
+MaybeExit Effects(const PlainArguments& arguments, Streams& streams) {
   return ListEffects(arguments.Has("--json"), streams.out);
 }
 
-template <Check (*List)(const EffectRow&, bool, std::ostream&)>
-Check OfEffect(const PlainArguments& arguments, Streams& streams) {
+template <MaybeExit (*List)(const EffectRow&, bool, std::ostream&)>
+MaybeExit OfEffect(const PlainArguments& arguments, Streams& streams) {
   const Outcome<const EffectRow*> effect = FindEffect(arguments.values.front());
-  return effect ? List(**effect, arguments.Has("--json"), streams.out) : Check(effect.ending());
+  return effect ? List(**effect, arguments.Has("--json"), streams.out) : MaybeExit(effect.earlyExit());
 }
 
-Check State(const PlainArguments& arguments, Streams& streams) {
+MaybeExit State(const PlainArguments& arguments, Streams& streams) {
   if (arguments.Has("--lv2")) {
     return WriteLv2Preset(arguments.values.front(), arguments.Value("--lv2"), streams.in, streams.out);
   }
@@ -37,7 +37,7 @@ Check State(const PlainArguments& arguments, Streams& streams) {
   return DescribeState(arguments.values.front(), streams.in, form, streams.out);
 }
 
-Check Docs(const PlainArguments& arguments, Streams& streams) {
+MaybeExit Docs(const PlainArguments& arguments, Streams& streams) {
   if (arguments.Has("--man")) return WriteManual(streams.out);
   if (arguments.Has("--bash")) return WriteBashCompletion(streams.out);
 #ifdef KORVA_PLOT
@@ -47,9 +47,9 @@ Check Docs(const PlainArguments& arguments, Streams& streams) {
   return WriteEffectsDoc(streams.out);
 }
 
-Check RunRender(std::span<const std::string> words, Streams& streams) {
+MaybeExit RunRender(std::span<const std::string> words, Streams& streams) {
   const Outcome<RenderRequest> request = ParseRender(words);
-  return request ? Render(*request, streams) : Check(request.ending());
+  return request ? Render(*request, streams) : MaybeExit(request.earlyExit());
 }
 
 }  // namespace
@@ -119,14 +119,14 @@ std::string Help() {
   return text + "  korva --version";
 }
 
-Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
+MaybeExit RunCommand(std::span<const std::string> arguments, Streams& streams) {
   std::vector<std::string> names;
   for (const Command& command : Commands()) names.push_back(command.name);
-  if (arguments.empty()) return Wrong("a command is needed: " + Joined(names, ", ") + "; see korva --help");
+  if (arguments.empty()) return BadCall("a command is needed: " + Joined(names, ", ") + "; see korva --help");
   std::string word = arguments.front();
   std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-  if (word == "--version") return Ending{kDone, "korva " KORVA_VERSION};
-  if (word == "--help" || word == "-h" || (word == "help" && rest.empty())) return Ending{kDone, Help()};
+  if (word == "--version") return EarlyExit{kDone, "korva " KORVA_VERSION};
+  if (word == "--help" || word == "-h" || (word == "help" && rest.empty())) return EarlyExit{kDone, Help()};
   if (word == "help") {
     word = rest.front();
     rest = {"--help"};
@@ -135,27 +135,27 @@ Check RunCommand(std::span<const std::string> arguments, Streams& streams) {
     if (word != command.name) continue;
     if (command.runChain != nullptr) return command.runChain(rest, streams);
     const auto parsed = ParseArguments(command.name, command.summary, command.arguments, command.options, rest);
-    return parsed ? command.run(*parsed, streams) : Check(parsed.ending());
+    return parsed ? command.run(*parsed, streams) : MaybeExit(parsed.earlyExit());
   }
-  return Wrong(UnknownName("there is no command", word, names, "the commands are " + Joined(names, ", ")));
+  return BadCall(UnknownName("there is no command", word, names, "the commands are " + Joined(names, ", ")));
 }
 
 }  // namespace
 
 int RunKorva(std::span<const std::string> arguments, Streams& streams) {
-  Check ending;
+  MaybeExit exit;
   try {
-    ending = RunCommand(arguments, streams);
+    exit = RunCommand(arguments, streams);
   } catch (const std::bad_alloc&) {
-    ending = Failed("out of memory");
+    exit = Failed("out of memory");
   } catch (const std::exception& error) {
-    ending = Failed(error.what());
+    exit = Failed(error.what());
   }
-  if (ending && ending->exitCode != kDone) {
-    streams.err << "korva: " << ending->text << "\n";
-    return ending->exitCode;
+  if (exit && exit->exitCode != kDone) {
+    streams.err << "korva: " << exit->text << "\n";
+    return exit->exitCode;
   }
-  if (ending) streams.out << ending->text << "\n";
+  if (exit) streams.out << exit->text << "\n";
   if (!streams.out.flush()) {
     streams.err << (Interrupted() ? "korva: interrupted\n" : "korva: cannot write to standard output\n");
     return kFailed;

@@ -14,10 +14,10 @@ struct Command {
   std::vector<std::string> arguments;  ///< what it takes, by name
   std::vector<std::string> options;
   std::string summary;
-  Check (*run)(const PlainArguments& arguments, Streams& streams);
+  MaybeExit (*run)(const PlainArguments& arguments, Streams& streams);
   /// For a command that runs a chain, in the place of `options` and `run`: its options, and what reads its words.
   std::vector<OptionText> (*chainOptions)() = nullptr;
-  Check (*runChain)(std::span<const std::string> words, Streams& streams) = nullptr;
+  MaybeExit (*runChain)(std::span<const std::string> words, Streams& streams) = nullptr;
 };
 const std::vector<Command>& Commands();
 

@@ -36,19 +36,19 @@ class Levels {
       const Pair sum = sums[0] + sums[1];
       sum_ += sum.low() + sum.high();
       // What was made up to fill the last four is real.
-      unreal_ += (samples + 3) / 4 * 4 - static_cast<std::uint64_t>(real.low() + real.high());
+      notFinite_ += (samples + 3) / 4 * 4 - static_cast<std::uint64_t>(real.low() + real.high());
     });
     count_ += samples;
   }
 
   double peak() const noexcept { return peak_; }
   /// How many samples are infinite or no number.
-  std::uint64_t unreal() const noexcept { return unreal_; }
+  std::uint64_t notFinite() const noexcept { return notFinite_; }
   double rms() const noexcept { return count_ != 0 ? std::sqrt(sum_ / static_cast<double>(count_)) : 0; }
 
  private:
   double peak_ = 0, sum_ = 0;
-  std::uint64_t count_ = 0, unreal_ = 0;
+  std::uint64_t count_ = 0, notFinite_ = 0;
 };
 
 }  // namespace korva

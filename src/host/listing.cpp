@@ -46,7 +46,7 @@ void WriteChoices(const ParamDescriptor& row, std::ostream& out) {
 
 using Json = nlohmann::ordered_json;
 
-Check Write(const Json& json, std::ostream& out) {
+MaybeExit Write(const Json& json, std::ostream& out) {
   out << json.dump(2) << "\n";
   return std::nullopt;
 }
@@ -59,7 +59,7 @@ Json JsonValue(const ParamDescriptor& row, const void* block) {
   return number ? Json(*number) : Json(text);
 }
 
-Check WriteParameters(const EffectRow& effect, const EffectInstance& instance, std::ostream& out) {
+MaybeExit WriteParameters(const EffectRow& effect, const EffectInstance& instance, std::ostream& out) {
   Json all = Json::array();
   for (const ParamDescriptor& row : effect.description.rows) {
     Json one{{"name", row.name}, {"summary", row.summary}, {"range", RangeText(row)}, {"unit", row.unit}};
@@ -81,7 +81,7 @@ std::string MovementText(const EffectInstance& instance, const ParamDescriptor& 
   return std::string(ramps ? "ramp" : "jump") + (row.followsTempo ? ", tempo" : "");
 }
 
-Check ListEffects(bool json, std::ostream& out) {
+MaybeExit ListEffects(bool json, std::ostream& out) {
   if (json) {
     Json all = Json::array();
     for (const EffectRow& effect : EffectTable()) {
@@ -97,9 +97,9 @@ Check ListEffects(bool json, std::ostream& out) {
   return std::nullopt;
 }
 
-Check ListParameters(const EffectRow& effect, bool json, std::ostream& out) {
+MaybeExit ListParameters(const EffectRow& effect, bool json, std::ostream& out) {
   const Outcome<EffectInstance> instance = CreateEffect(effect);
-  if (!instance) return instance.ending();
+  if (!instance) return instance.earlyExit();
   if (json) return WriteParameters(effect, *instance, out);
   const EffectDescription& description = effect.description;
   const void* const defaults = description.presets.Block(0);
@@ -125,7 +125,7 @@ Check ListParameters(const EffectRow& effect, bool json, std::ostream& out) {
   return std::nullopt;
 }
 
-Check ListPresets(const EffectRow& effect, bool json, std::ostream& out) {
+MaybeExit ListPresets(const EffectRow& effect, bool json, std::ostream& out) {
   if (json) {
     Json all = Json::array();
     for (std::int32_t i = 0; i < effect.description.presets.count(); ++i) {
@@ -141,12 +141,12 @@ Check ListPresets(const EffectRow& effect, bool json, std::ostream& out) {
   return std::nullopt;
 }
 
-Check DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out) {
+MaybeExit DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out) {
   const Outcome<StateRecord> record = ReadStateFile(path, in);
-  if (!record) return record.ending();
+  if (!record) return record.earlyExit();
   Outcome<EffectInstance> instance = CreateEffect(*record->effect);
-  if (!instance) return instance.ending();
-  if (const Check check = LoadState(*record, *instance)) return check;
+  if (!instance) return instance.earlyExit();
+  if (const MaybeExit check = LoadState(*record, *instance)) return check;
   const EffectDescription& description = record->effect->description;
   if (form == StateForm::kText) {
     out << "# The values of an effect; korva render ... " << description.name << " --state FILE reads them.\n"

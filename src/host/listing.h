@@ -13,15 +13,15 @@ namespace korva {
 std::string MovementText(const EffectInstance& instance, const ParamDescriptor& row);
 
 // Each as a table, or as JSON.
-Check ListEffects(bool json, std::ostream& out);
-Check ListParameters(const EffectRow& effect, bool json, std::ostream& out);
-Check ListPresets(const EffectRow& effect, bool json, std::ostream& out);
+MaybeExit ListEffects(bool json, std::ostream& out);
+MaybeExit ListParameters(const EffectRow& effect, bool json, std::ostream& out);
+MaybeExit ListPresets(const EffectRow& effect, bool json, std::ostream& out);
 
 enum class StateForm : std::uint8_t { kTable, kText, kJson };
 /// Says which effect and form the record in a file is, and its values. `-` is `in`.
-Check DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out);
+MaybeExit DescribeState(const std::string& path, std::istream& in, StateForm form, std::ostream& out);
 
 /// `docs/effects.md`: every effect, parameter and preset, with the pictures of some.
-Check WriteEffectsDoc(std::ostream& out);
+MaybeExit WriteEffectsDoc(std::ostream& out);
 
 }  // namespace korva

@@ -19,9 +19,9 @@ namespace {
 constexpr std::size_t kLargestMidiFile = 64U << 20U;
 
 /// What the child tells: the division, then the changes. Empty when it found no song.
-using Told = std::vector<SongChange>;
+using SongChanges = std::vector<SongChange>;
 
-bool WriteTold(int descriptor, const SongChange& change) {
+bool WriteChange(int descriptor, const SongChange& change) {
   return ::write(descriptor, &change, sizeof change) == static_cast<ssize_t>(sizeof change);
 }
 
@@ -36,18 +36,18 @@ bool WriteTold(int descriptor, const SongChange& change) {
   for (const int number : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE}) std::signal(number, SIG_DFL);
   const smf_t* const song = smf_load_from_memory(bytes.data(), static_cast<int>(bytes.size()));
   if (song == nullptr) ::_exit(1);
-  bool told = WriteTold(descriptor, {song->ppqn, 0, 0, 0});
-  for (int i = 0; told; ++i) {
+  bool written = WriteChange(descriptor, {song->ppqn, 0, 0, 0});
+  for (int i = 0; written; ++i) {
     const smf_tempo_t* const change = smf_get_tempo_by_number(song, i);
     if (change == nullptr) ::_exit(0);
-    told = WriteTold(descriptor, {change->time_pulses, change->microseconds_per_quarter_note, change->numerator,
-                                  change->denominator});
+    written = WriteChange(descriptor, {change->time_pulses, change->microseconds_per_quarter_note, change->numerator,
+                                       change->denominator});
   }
   ::_exit(1);
 }
 
 /// Reads the song in a process of its own: on some broken files the library ends the process that it runs in.
-Outcome<Told> LoadApart(const std::vector<char>& bytes) {
+Outcome<SongChanges> LoadApart(const std::vector<char>& bytes) {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) return Failed(WithSystemReason("cannot read a MIDI file"));
   const pid_t child = ::fork();
@@ -56,21 +56,21 @@ Outcome<Told> LoadApart(const std::vector<char>& bytes) {
     TellSong(ends[1], bytes);
   }
   ::close(ends[1]);
-  Told told;
+  SongChanges changes;
   SongChange change{};
   while (child > 0) {
     const ssize_t got = ::read(ends[0], &change, sizeof change);
     if (got < 0 && errno == EINTR) continue;
     if (got != static_cast<ssize_t>(sizeof change)) break;
-    told.push_back(change);
+    changes.push_back(change);
   }
   ::close(ends[0]);
   if (child < 0) return Failed(WithSystemReason("cannot read a MIDI file"));
   int status = 0;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) told.clear();
-  return told;
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) changes.clear();
+  return changes;
 }
 
 void TakeChange(const SongChange& change, SongMap& map) {
@@ -99,12 +99,12 @@ void TakeChange(const SongChange& change, SongMap& map) {
 
 Outcome<SongMap> ReadMidiSong(const std::string& path) {
   const Outcome<std::vector<char>> bytes = ReadFile(path, kLargestMidiFile + 1);
-  if (!bytes) return bytes.ending();
+  if (!bytes) return bytes.earlyExit();
   if (bytes->size() > kLargestMidiFile) return Failed(path + " is too large for a MIDI file");
-  const Outcome<Told> told = LoadApart(*bytes);
-  if (!told) return told.ending();
-  if (told->empty()) return Failed(path + " is no MIDI file, or a broken one");
-  return SongOfChanges(path, told->front().tick, std::span(*told).subspan(1));
+  const Outcome<SongChanges> changes = LoadApart(*bytes);
+  if (!changes) return changes.earlyExit();
+  if (changes->empty()) return Failed(path + " is no MIDI file, or a broken one");
+  return SongOfChanges(path, changes->front().tick, std::span(*changes).subspan(1));
 }
 
 Outcome<SongMap> SongOfChanges(const std::string& path, std::int32_t ticksPerQuarter,

@@ -173,17 +173,17 @@ OutputFile::~OutputFile() {
   if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
-Check OutputFile::Write(const void* data, std::size_t bytes) {
+MaybeExit OutputFile::Write(const void* data, std::size_t bytes) {
   if (WriteAll(descriptor_, static_cast<const char*>(data), bytes)) return std::nullopt;
   return Failed(WithSystemReason("cannot write " + shown_));
 }
 
-Check OutputFile::Commit() {
+MaybeExit OutputFile::Commit() {
   if (stream_ != nullptr) return CopyTo(*stream_);
   return temporary_.empty() && !isNameless_ ? CopyToDevice() : TakeName();
 }
 
-Check OutputFile::CopyTo(std::ostream& stream) const {
+MaybeExit OutputFile::CopyTo(std::ostream& stream) const {
   errno = 0;
   const bool done = ForEachPart(descriptor_, [&](const char* data, std::size_t bytes) {
     return static_cast<bool>(stream.write(data, static_cast<std::streamsize>(bytes)));
@@ -193,7 +193,7 @@ Check OutputFile::CopyTo(std::ostream& stream) const {
   return Failed(errno != 0 ? WithSystemReason("cannot write " + shown_) : "cannot write " + shown_);
 }
 
-Check OutputFile::CopyToDevice() const {
+MaybeExit OutputFile::CopyToDevice() const {
   const int device = OpenWaiting(target_.c_str(), O_WRONLY);
   bool done = device >= 0 && ForEachPart(descriptor_, [&](const char* data, std::size_t bytes) {
                 return WriteWaiting(device, data, bytes);
@@ -211,7 +211,7 @@ bool OutputFile::LinkAs(const std::string& path) const {
   return ::linkat(AT_FDCWD, own.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
-Check OutputFile::TakeName() {
+MaybeExit OutputFile::TakeName() {
   const auto failure = [&] { return Failed(WithSystemReason("cannot write " + shown_)); };
   if (isNameless_) {
     if (LinkAs(target_)) return std::nullopt;

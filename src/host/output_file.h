@@ -25,16 +25,16 @@ class OutputFile {
 
   /// Open for reading and writing, at its start. Stays this object's own.
   int descriptor() const noexcept { return descriptor_; }
-  Check Write(const void* data, std::size_t bytes);
+  MaybeExit Write(const void* data, std::size_t bytes);
   /// Gives the file its name. Everything has been written to the descriptor.
-  Check Commit();
+  MaybeExit Commit();
 
  private:
   OutputFile() = default;
-  Check CopyTo(std::ostream& stream) const;
-  Check CopyToDevice() const;
+  MaybeExit CopyTo(std::ostream& stream) const;
+  MaybeExit CopyToDevice() const;
   bool MakeHidden();
-  Check TakeName();
+  MaybeExit TakeName();
   bool LinkAs(const std::string& path) const;
 
   std::string shown_;      // as the user named it

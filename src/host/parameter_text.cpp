@@ -90,7 +90,7 @@ Outcome<double> ParseSwitch(const ParamDescriptor& row, std::string_view text) {
   const std::string folded = Folded(text);
   if (text == "1" || folded == "on") return 1.0;
   if (text == "0" || folded == "off") return 0.0;
-  return Wrong(std::string(row.name) + " takes on or off, not \"" + std::string(text) + "\"");
+  return BadCall(std::string(row.name) + " takes on or off, not \"" + std::string(text) + "\"");
 }
 
 }  // namespace
@@ -154,11 +154,11 @@ Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text) {
   }
   const std::optional<double> shown = ParseNumber(digits);
   const auto refused = [&](const std::string& why) {
-    return Wrong(std::string(row.name) + " takes " + RangeText(row) + why);
+    return BadCall(std::string(row.name) + " takes " + RangeText(row) + why);
   };
   if (!shown) {
     if (!names.empty())
-      return Wrong(UnknownName(std::string(row.name) + " has no choice", text, names, RangeText(row)));
+      return BadCall(UnknownName(std::string(row.name) + " has no choice", text, names, RangeText(row)));
     return refused("; \"" + std::string(text) + "\" is no number");
   }
   const double value = *shown / CommandFactor(row);
@@ -180,8 +180,8 @@ Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name) {
   if (effect.habits != nullptr) {
     for (const DerivedName& derived : effect.habits->names) names.emplace_back(derived.name);
   }
-  return Wrong(UnknownName(std::string(description.name) + " has no parameter", name, names,
-                           "see korva params " + std::string(description.name)));
+  return BadCall(UnknownName(std::string(description.name) + " has no parameter", name, names,
+                             "see korva params " + std::string(description.name)));
 }
 
 namespace {
@@ -202,28 +202,28 @@ void RemarkOn(const EffectRow& effect, const ParamDescriptor& row, std::string_v
 
 }  // namespace
 
-Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
-                   std::vector<std::string>* remarks) {
+MaybeExit ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
+                       std::vector<std::string>* remarks) {
   const std::string_view effectName = effect.description.name;
   const std::size_t equals = setting.find('=');
   if (equals == std::string_view::npos || equals == 0) {
-    return Wrong("--set takes NAME=VALUE, not \"" + std::string(setting) + "\"");
+    return BadCall("--set takes NAME=VALUE, not \"" + std::string(setting) + "\"");
   }
   const std::string_view name = setting.substr(0, equals);
   const std::string_view text = setting.substr(equals + 1);
-  const auto told = [&](const Ending& ending) {
-    return Ending{ending.exitCode, std::string(effectName) + ": " + ending.text};
+  const auto named = [&](const EarlyExit& exit) {
+    return EarlyExit{exit.exitCode, std::string(effectName) + ": " + exit.text};
   };
   if (effect.habits != nullptr && effect.habits->setDerived != nullptr) {
     bool taken = false;
-    if (const Check check = effect.habits->setDerived(name, text, material, block, taken)) return told(*check);
+    if (const MaybeExit check = effect.habits->setDerived(name, text, material, block, taken)) return named(*check);
     if (taken) return std::nullopt;
   }
   const Outcome<std::size_t> row = FindRow(effect, name);
-  if (!row) return row.ending();
+  if (!row) return row.earlyExit();
   const ParamDescriptor& descriptor = effect.description.rows[*row];
   const Outcome<double> value = ParseValue(descriptor, text);
-  if (!value) return told(value.ending());
+  if (!value) return named(value.earlyExit());
   StoreDisplayValue(descriptor, block, *value);
   if (remarks != nullptr) RemarkOn(effect, descriptor, text, *value, block, *remarks);
   if (effect.description.afterSet != nullptr) effect.description.afterSet(*row, block);
@@ -235,7 +235,7 @@ Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text)
   const std::string name = effect.description.name;
   if (const std::optional<std::int64_t> index = ParseWhole(text)) {
     if (*index >= 0 && *index < presets.count()) return static_cast<std::int32_t>(*index);
-    return Wrong(name + " has presets 0 to " + std::to_string(presets.count() - 1) + ", not " + std::string(text));
+    return BadCall(name + " has presets 0 to " + std::to_string(presets.count() - 1) + ", not " + std::string(text));
   }
   std::vector<std::string> current, english;
   for (std::int32_t i = 0; i < presets.count(); ++i) {
@@ -245,7 +245,7 @@ Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text)
   for (const auto* names : {&current, &english}) {
     if (const std::ptrdiff_t found = IndexOfName(*names, text); found >= 0) return static_cast<std::int32_t>(found);
   }
-  return Wrong(UnknownName(name + " has no preset", text, current, "see korva presets " + name));
+  return BadCall(UnknownName(name + " has no preset", text, current, "see korva presets " + name));
 }
 
 std::string PresetName(const EffectDescription& effect, std::int32_t index) {

@@ -23,17 +23,17 @@ std::string ValueText(const ParamDescriptor& row, const void* block);
 /// other rows.
 std::vector<std::string> NumberedChoices(const ParamDescriptor& row);
 
-/// `text` as a value of `row` in the row's own display units. `kWrong` names the row and what it takes.
+/// `text` as a value of `row` in the row's own display units. `kBadCall` names the row and what it takes.
 Outcome<double> ParseValue(const ParamDescriptor& row, std::string_view text);
 /// A value that `--set` reads back to the last bit.
 std::string ExactText(const ParamDescriptor& row, const void* block);
 
-/// The row of `name` in an effect, as `kWrong` the nearest names.
+/// The row of `name` in an effect, as `kBadCall` the nearest names.
 Outcome<std::size_t> FindRow(const EffectRow& effect, std::string_view name);
 /// Applies "NAME=VALUE" to a block of the effect.
 /// `remarks` hears where it was understood otherwise than it was typed, such as a value between two that can be kept.
-Check ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
-                   std::vector<std::string>* remarks = nullptr);
+MaybeExit ApplySetting(const EffectRow& effect, std::string_view setting, const MaterialLength& material, void* block,
+                       std::vector<std::string>* remarks = nullptr);
 
 /// The preset that `text` names by index or name, in the language in force or in English.
 Outcome<std::int32_t> FindPreset(const EffectRow& effect, std::string_view text);

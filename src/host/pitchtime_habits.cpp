@@ -48,41 +48,41 @@ bool IsPossible(double percentTimes100) {
 }
 
 /// "INITIAL:FINAL" in beats per minute.
-Check SetTempoPair(std::string_view text, TimeParams& block) {
+MaybeExit SetTempoPair(std::string_view text, TimeParams& block) {
   const std::size_t colon = text.find(':');
   const std::optional<double> initial = ParseNumber(text.substr(0, colon));
   const std::optional<double> final = ParseNumber(text.substr(colon + 1));
   const double most = static_cast<double>(kTimeEffect.rows[kTimeTempo].info.mpdMaxValue);
   if (!initial || !final || !(*initial > 0) || !(*final > 0) || *initial > most) {
-    return Wrong("tempo takes INITIAL:FINAL in bpm, the initial one up to " + NumberText(most) + ", not \"" +
-                 std::string(text) + "\"");
+    return BadCall("tempo takes INITIAL:FINAL in bpm, the initial one up to " + NumberText(most) + ", not \"" +
+                   std::string(text) + "\"");
   }
   block.tempoTimes100 = static_cast<std::uint32_t>(*initial * 100 + 0.5);
   const double percentTimes100 = PercentTimes100ForTempo(block.tempoTimes100, *final);
   if (!IsPossible(percentTimes100)) {
-    return Wrong("tempo: from " + NumberText(*initial) + " bpm a final tempo of " + NumberText(*initial / 5) + " to " +
-                 NumberText(*initial * 2) + " can be reached, not " + NumberText(*final));
+    return BadCall("tempo: from " + NumberText(*initial) + " bpm a final tempo of " + NumberText(*initial / 5) +
+                   " to " + NumberText(*initial * 2) + " can be reached, not " + NumberText(*final));
   }
   block.percentTimes100 = percentTimes100;
   block.inputFormatKind = kAsTempo;
   return std::nullopt;
 }
 
-Check SetDuration(std::string_view text, const MaterialLength& material, TimeParams& block) {
+MaybeExit SetDuration(std::string_view text, const MaterialLength& material, TimeParams& block) {
   // What the page's reader would take as 0 is refused here; all else it reads.
   if (text.find_first_not_of("0123456789:.") != std::string_view::npos || !ParseDuration(text))
-    return Wrong("duration takes a time such as 90, 1:30 or 1:02:30.5, not \"" + std::string(text) + "\"");
+    return BadCall("duration takes a time such as 90, 1:30 or 1:02:30.5, not \"" + std::string(text) + "\"");
   if (!(material.frames > 0) || material.rate == 0) {
-    return Wrong("duration needs an input whose length is known; percent does without");
+    return BadCall("duration needs an input whose length is known; percent does without");
   }
   const std::basic_string<WCHAR> wide(text.begin(), text.end());
   const double final = FramesOfTime(ParseTimeText(wide.c_str()).Milliseconds(), material.rate);
   const double percentTimes100 = PercentTimes100ForFrames(material.frames, final);
   if (!IsPossible(percentTimes100)) {
     const double length = material.frames / material.rate;
-    return Wrong("duration: the input lasts " + DurationText(length) + ", so " +
-                 DurationText(length * LeastPercent() / 100) + " to " + DurationText(length * MostPercent() / 100) +
-                 " can be reached, not " + std::string(text));
+    return BadCall("duration: the input lasts " + DurationText(length) + ", so " +
+                   DurationText(length * LeastPercent() / 100) + " to " + DurationText(length * MostPercent() / 100) +
+                   " can be reached, not " + std::string(text));
   }
   block.percentTimes100 = percentTimes100;
   block.initialSamples = HoldTimeInitialSamples(material.frames);
@@ -90,13 +90,13 @@ Check SetDuration(std::string_view text, const MaterialLength& material, TimePar
   return std::nullopt;
 }
 
-Check SetTimeDerived(std::string_view name, std::string_view text, const MaterialLength& material, void* bytes,
-                     bool& taken) {
+MaybeExit SetTimeDerived(std::string_view name, std::string_view text, const MaterialLength& material, void* bytes,
+                         bool& taken) {
   const bool isPair = name == "tempo" && text.find(':') != std::string_view::npos;
   taken = isPair || name == "duration";
   if (!taken) return std::nullopt;
   auto block = Loaded<TimeParams>(bytes);
-  if (Check check = isPair ? SetTempoPair(text, block) : SetDuration(text, material, block)) return check;
+  if (MaybeExit check = isPair ? SetTempoPair(text, block) : SetDuration(text, material, block)) return check;
   std::memcpy(bytes, &block, sizeof block);
   return std::nullopt;
 }

@@ -17,7 +17,7 @@ namespace korva {
 
 Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams) {
   if (path != "-") return OutputFile::Create(path, overwrite);
-  if (streams.outIsTerminal) return Wrong("standard output is a terminal; send it to a file or a program");
+  if (streams.outIsTerminal) return BadCall("standard output is a terminal; send it to a file or a program");
   return OutputFile::CreateFor(streams.out);
 }
 
@@ -30,7 +30,7 @@ Outcome<SoundReader> OpenInput(const RenderRequest& request, Streams& streams) {
 }
 
 /// No two results in one place, and none in the place of what is read.
-Check CheckNames(const RenderRequest& request) {
+MaybeExit CheckNames(const RenderRequest& request) {
   std::vector<std::string> results{request.output};
   const auto isIn = [](const std::vector<std::string>& names, const std::string& name) {
     return std::any_of(names.begin(), names.end(), [&](const std::string& one) {
@@ -40,18 +40,18 @@ Check CheckNames(const RenderRequest& request) {
   std::vector<std::string> fromInput = request.inputs;
   for (const EffectRequest& effect : request.effects) {
     if (effect.stateFile == "-") {
-      if (isIn(fromInput, "-")) return Wrong("standard input cannot be read twice");
+      if (isIn(fromInput, "-")) return BadCall("standard input cannot be read twice");
       fromInput.emplace_back("-");
     }
     if (effect.saveStateFile.empty()) continue;
-    if (isIn(results, effect.saveStateFile)) return Wrong(effect.saveStateFile + " cannot take two results");
+    if (isIn(results, effect.saveStateFile)) return BadCall(effect.saveStateFile + " cannot take two results");
     results.push_back(effect.saveStateFile);
     if (effect.saveStateFile == "-") continue;
     if (isIn({request.inputs.front(), request.tempoMap}, effect.saveStateFile)) {
-      return Wrong("--save-state " + effect.saveStateFile + " is what is read");
+      return BadCall("--save-state " + effect.saveStateFile + " is what is read");
     }
   }
-  if (request.json && isIn(results, "-")) return Wrong("--json tells on standard output, which takes the sound");
+  if (request.json && isIn(results, "-")) return BadCall("--json tells on standard output, which takes the sound");
   return std::nullopt;
 }
 
@@ -61,7 +61,7 @@ Outcome<std::vector<OutputFile>> OpenRecords(const RenderRequest& request, Strea
   for (const EffectRequest& effect : request.effects) {
     if (effect.saveStateFile.empty()) continue;
     Outcome<OutputFile> file = OpenOutput(effect.saveStateFile, request.overwrite, streams);
-    if (!file) return file.ending();
+    if (!file) return file.earlyExit();
     files.push_back(std::move(*file));
   }
   return files;
@@ -121,25 +121,25 @@ void TellRemarks(const RenderRequest& request, std::vector<std::string>& remarks
 
 }  // namespace
 
-Check RenderOne(const RenderRequest& request, Streams& streams) {
-  if (Check check = CheckNames(request)) return check;
+MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
+  if (MaybeExit check = CheckNames(request)) return check;
   Outcome<SoundReader> reader = OpenInput(request, streams);
-  if (!reader) return reader.ending();
+  if (!reader) return reader.earlyExit();
   std::vector<std::string> remarks;
   if (!reader->remark().empty()) remarks.push_back(reader->remark());
   SoundTraits traits = reader->traits();
   InputShape shape = request.shape;
   shape.silence = request.tail.value_or(0);
   if (shape.channels > 1 && traits.channels > 1 && shape.channels != traits.channels) {
-    return Wrong("--channels makes one channel of several, or several of one; the input has " +
-                 std::to_string(traits.channels));
+    return BadCall("--channels makes one channel of several, or several of one; the input has " +
+                   std::to_string(traits.channels));
   }
   ShapedInput input(*reader, shape);
   if (input.channels() != traits.channels) traits.channelMap.clear();
   traits.channels = input.channels();
   const SampleFormat sampleFormat = StreamFormat(request, *reader);
   const Outcome<SoundPlan> plan = PlanOutput(WishFor(request, *reader, sampleFormat), traits);
-  if (!plan) return plan.ending();
+  if (!plan) return plan.earlyExit();
   RunReport report;
   report.input = reader->name();
   report.output = request.output == "-" ? "standard output" : request.output;
@@ -149,7 +149,7 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
   const double sound = static_cast<double>(std::max<std::int64_t>(input.frames(), 0));
   const double silence = sound > 0 ? std::floor(shape.silence * traits.rate + 0.5) : 0;
   Outcome<PreparedChain> prepared = PrepareChain(request, {sound + silence, traits.rate}, format, streams.in, remarks);
-  if (!prepared) return prepared.ending();
+  if (!prepared) return prepared.earlyExit();
   const std::vector<PreparedEffect>& effects = prepared->effects;
   TellRemarks(request, remarks, 0, streams.err);
   const std::size_t toldRemarks = remarks.size();
@@ -158,39 +158,39 @@ Check RenderOne(const RenderRequest& request, Streams& streams) {
     return std::nullopt;
   }
   const Outcome<GaugedChain> chain = GaugeChain(request, effects, format);
-  if (!chain) return chain.ending();
+  if (!chain) return chain.earlyExit();
   Outcome<std::vector<OutputFile>> records = OpenRecords(request, streams);
-  if (!records) return records.ending();
+  if (!records) return records.earlyExit();
   Outcome<OutputFile> file = OpenOutput(request.output, request.overwrite, streams);
-  if (!file) return file.ending();
+  if (!file) return file.earlyExit();
   Outcome<SoundWriter> writer = SoundWriter::Open(*file, *plan, report.output);
-  if (!writer) return writer.ending();
+  if (!writer) return writer.earlyExit();
   const bool timesHold = shape.from == 0 && std::isinf(shape.to) && plan->traits.rate == traits.rate &&
                          std::all_of(effects.begin(), effects.end(),
                                      [](const PreparedEffect& effect) { return effect.instance.stretch == nullptr; });
   report.lost = writer->KeepNotes(reader->notes(), timesHold);
   if (plan->losesMap) report.lost.emplace_back("the places of the channels");
   Outcome<ShapedOutput> output = ShapedOutput::Make(*writer, *plan, {traits.rate, request.normalize});
-  if (!output) return output.ending();
+  if (!output) return output.earlyExit();
 
   Progress progress(streams.errIsTerminal && !request.quiet ? &streams.err : nullptr);
   const Outcome<ChainResult> result = RunChain(input, *output, format, prepared->cut, chain->links, !request.noTail,
                                                [&](std::int64_t done) { progress.Show(done, input.frames()); });
   progress.Clear();
-  if (!result) return result.ending();
-  if (Check check = output->Finish()) return check;
+  if (!result) return result.earlyExit();
+  if (MaybeExit check = output->Finish()) return check;
   if (Interrupted()) return Failed("interrupted");
 
   auto record = records->begin();
   for (const PreparedEffect& effect : effects) {
     if (effect.request->saveStateFile.empty()) continue;
-    if (Check check = record->Write(effect.record.data(), effect.record.size())) return check;
+    if (MaybeExit check = record->Write(effect.record.data(), effect.record.size())) return check;
     ++record;
   }
   // A record tells of a sound that is there.
-  if (Check check = file->Commit()) return check;
+  if (MaybeExit check = file->Commit()) return check;
   for (OutputFile& one : *records) {
-    if (Check check = one.Commit()) return check;
+    if (MaybeExit check = one.Commit()) return check;
   }
   try {
     report.result = *result;

@@ -19,8 +19,8 @@ struct Streams {
 /// The output of a call, `-` for standard output, which must be no terminal.
 Outcome<OutputFile> OpenOutput(const std::string& path, bool overwrite, Streams& streams);
 /// Renders the one input of a call into its output.
-Check RenderOne(const RenderRequest& request, Streams& streams);
+MaybeExit RenderOne(const RenderRequest& request, Streams& streams);
 /// Does what `korva render` was asked for. Says what was done on `err` unless the call is quiet.
-Check Render(const RenderRequest& request, Streams& streams);
+MaybeExit Render(const RenderRequest& request, Streams& streams);
 
 }  // namespace korva

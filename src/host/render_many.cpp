@@ -29,13 +29,13 @@ Outcome<std::vector<RenderRequest>> Split(const RenderRequest& request) {
     RenderRequest call = request;
     call.inputs = {input};
     fs::path name = fs::path(input).filename();
-    if (!request.ending.empty()) {
-      name.replace_extension(request.ending.front() == '.' ? request.ending : "." + request.ending);
+    if (!request.extension.empty()) {
+      name.replace_extension(request.extension.front() == '.' ? request.extension : "." + request.extension);
     }
     call.output = (fs::path(request.outDir) / name).string();
     for (const RenderRequest& other : calls) {
       if (other.output == call.output) {
-        return Wrong(other.inputs.front() + " and " + input + " would both become " + call.output);
+        return BadCall(other.inputs.front() + " and " + input + " would both become " + call.output);
       }
     }
     calls.push_back(std::move(call));
@@ -45,7 +45,7 @@ Outcome<std::vector<RenderRequest>> Split(const RenderRequest& request) {
 
 int RenderInChild(const RenderRequest& call, Streams& streams) {
   Streams own{streams.in, streams.out, streams.err};
-  Check check;
+  MaybeExit check;
   try {
     check = RenderOne(call, own);
   } catch (const std::exception& failure) {
@@ -59,10 +59,10 @@ int RenderInChild(const RenderRequest& call, Streams& streams) {
 
 }  // namespace
 
-Check Render(const RenderRequest& request, Streams& streams) {
+MaybeExit Render(const RenderRequest& request, Streams& streams) {
   if (request.outDir.empty()) return RenderOne(request, streams);
   const Outcome<std::vector<RenderRequest>> calls = Split(request);
-  if (!calls) return calls.ending();
+  if (!calls) return calls.earlyExit();
   const std::uint32_t processors = std::max(std::thread::hardware_concurrency(), 1U);
   const std::size_t most = request.jobs != 0 ? request.jobs : processors;
   if (!request.quiet) streams.err << Described(request) << "\n";
@@ -101,11 +101,11 @@ Check Render(const RenderRequest& request, Streams& streams) {
     failed += exitCode != kDone ? 1U : 0U;
     worst = std::max(worst, exitCode);
     // What is wrong with the call is wrong with every file.
-    if (exitCode == kWrong) next = calls->end();
+    if (exitCode == kBadCall) next = calls->end();
   }
   if (Interrupted()) return Failed("interrupted");
   if (failed == 0) return std::nullopt;
-  return Ending{
+  return EarlyExit{
       worst, std::to_string(failed) + " of " + CountText(static_cast<std::int64_t>(calls->size()), "file") + " failed"};
 }
 

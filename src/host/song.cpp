@@ -35,7 +35,7 @@ Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter
     constexpr double kLeastBpm = 1, kMostBpm = 1000;
     const std::optional<double> bpm = ParseNumber(tempo);
     if (!bpm || *bpm < kLeastBpm || *bpm > kMostBpm) {
-      return Wrong("--tempo takes 1 to 1000 beats per minute, not \"" + tempo + "\"");
+      return BadCall("--tempo takes 1 to 1000 beats per minute, not \"" + tempo + "\"");
     }
     map.tempos.front().bpm = *bpm;
   }
@@ -47,7 +47,7 @@ Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter
         slash == std::string::npos ? std::nullopt : ParseWhole(text.substr(slash + 1));
     if (!top || !bottom || *top < 1 || *top > 64 || *bottom < 1 || *bottom > 64 ||
         !std::has_single_bit(static_cast<std::uint64_t>(*bottom))) {
-      return Wrong("--meter takes beats and note value, such as 4/4 or 6/8, not \"" + meter + "\"");
+      return BadCall("--meter takes beats and note value, such as 4/4 or 6/8, not \"" + meter + "\"");
     }
     map.meters.front().top = static_cast<std::int32_t>(*top);
     map.meters.front().bottomPower = std::countr_zero(static_cast<std::uint64_t>(*bottom));

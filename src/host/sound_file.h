@@ -54,7 +54,7 @@ class SampleInput {
 class SampleOutput {
  public:
   virtual ~SampleOutput() = default;
-  virtual Check Write(const void* data, std::size_t frames) = 0;
+  virtual MaybeExit Write(const void* data, std::size_t frames) = 0;
 };
 
 /// A sound file that is read from front to end. Each sample comes exactly, where the stream's format can hold it.
@@ -127,11 +127,11 @@ struct SoundPlan {
   std::optional<double> quality;
 };
 
-/// The plan for an output like `input`. `kWrong` for an unknown ending, or a sample type that it cannot hold.
+/// The plan for an output like `input`. `kBadCall` for an unknown ending, or a sample type that it cannot hold.
 Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input);
 
 /// What to tell of a sound that is longer than `plan.mostFrames`.
-Ending TooLong(const SoundPlan& plan, const std::string& name);
+EarlyExit TooLong(const SoundPlan& plan, const std::string& name);
 
 /// A sound file that is written from front to end.
 class SoundWriter final : public SampleOutput {
@@ -144,19 +144,19 @@ class SoundWriter final : public SampleOutput {
     return WriteNotes(file_.get(), plan_.sndfileFormat, notes, timesHold);
   }
   /// Frames of the stream's format.
-  Check Write(const void* data, std::size_t frames) override;
+  MaybeExit Write(const void* data, std::size_t frames) override;
   /// The same for doubles, 1.0 at full scale.
-  Check WriteDoubles(const double* data, std::size_t frames);
+  MaybeExit WriteDoubles(const double* data, std::size_t frames);
   /// Completes the file. Nothing can be written after.
-  Check Close();
+  MaybeExit Close();
   /// Samples that lay beyond what the file holds.
   std::int64_t clipped() const noexcept { return clipped_; }
   std::int64_t frames() const noexcept { return written_; }
 
  private:
-  Ending Failure() const;
-  Check CheckRoom(std::size_t frames) const;
-  Check Count(sf_count_t written, std::size_t frames);
+  EarlyExit Failure() const;
+  MaybeExit CheckRoom(std::size_t frames) const;
+  MaybeExit Count(sf_count_t written, std::size_t frames);
   void Narrow(const double* from, std::size_t samples, std::int32_t* to) noexcept;
 
   SoundFileHandle file_;

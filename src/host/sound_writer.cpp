@@ -40,19 +40,19 @@ Outcome<SoundWriter> SoundWriter::Open(const OutputFile& output, const SoundPlan
   return writer;
 }
 
-Check SoundWriter::CheckRoom(std::size_t frames) const {
+MaybeExit SoundWriter::CheckRoom(std::size_t frames) const {
   if (static_cast<std::int64_t>(frames) > plan_.mostFrames - written_) return TooLong(plan_, name_);
   return std::nullopt;
 }
 
-Check SoundWriter::Count(sf_count_t written, std::size_t frames) {
+MaybeExit SoundWriter::Count(sf_count_t written, std::size_t frames) {
   if (written != static_cast<sf_count_t>(frames)) return Failure();
   written_ += written;
   return std::nullopt;
 }
 
-Check SoundWriter::Write(const void* data, std::size_t frames) {
-  if (const Check check = CheckRoom(frames)) return check;
+MaybeExit SoundWriter::Write(const void* data, std::size_t frames) {
+  if (const MaybeExit check = CheckRoom(frames)) return check;
   const std::size_t samples = frames * plan_.traits.channels;
   const unsigned bits = CountOf(plan_.bits);
   errno = 0;
@@ -125,8 +125,8 @@ void SoundWriter::Narrow(const double* from, std::size_t samples, std::int32_t* 
   clipped_ += clipped;
 }
 
-Check SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
-  if (const Check check = CheckRoom(frames)) return check;
+MaybeExit SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
+  if (const MaybeExit check = CheckRoom(frames)) return check;
   const std::size_t samples = frames * plan_.traits.channels;
   const auto count = static_cast<sf_count_t>(frames);
   errno = 0;
@@ -143,12 +143,12 @@ Check SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
   return Count(sf_writef_int(file_.get(), wholes_.data(), count), frames);
 }
 
-Ending SoundWriter::Failure() const {
+EarlyExit SoundWriter::Failure() const {
   // The compressing parts of the library lose the system's reason on the way.
   return Failed("cannot write " + name_ + ": " + (errno != 0 ? std::strerror(errno) : LibraryReason(file_.get())));
 }
 
-Check SoundWriter::Close() {
+MaybeExit SoundWriter::Close() {
   if (written_ == 0 && (plan_.sndfileFormat & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
     return Failed("cannot write " + name_ + ": this kind of file cannot hold a sound of no length");
   }

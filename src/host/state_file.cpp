@@ -36,7 +36,7 @@ Outcome<std::string> ReadState(const std::string& path, std::istream& in) {
     return content;
   }
   const Outcome<std::vector<char>> read = ReadFile(path, kLargestState);
-  if (!read) return read.ending();
+  if (!read) return read.earlyExit();
   return std::string(read->begin(), read->end());
 }
 
@@ -60,8 +60,8 @@ bool IsStateText(const std::string& content) {
   return false;
 }
 
-Check ApplyStateText(const std::string& path, const std::string& content, const EffectRow& effect,
-                     EffectInstance& instance) {
+MaybeExit ApplyStateText(const std::string& path, const std::string& content, const EffectRow& effect,
+                         EffectInstance& instance) {
   ParameterBlock block = ReadBlock(instance);
   std::istringstream lines(content);
   int number = 0;
@@ -72,7 +72,7 @@ Check ApplyStateText(const std::string& path, const std::string& content, const 
     const std::size_t equals = words.find('=');
     const std::string name(Trimmed(words.substr(0, equals)));
     const std::string value(equals == std::string_view::npos ? "" : Trimmed(words.substr(equals + 1)));
-    Check check;
+    MaybeExit check;
     if (equals == std::string_view::npos) {
       check = Failed("it takes name = value");
     } else if (name == kFirstWord) {
@@ -115,11 +115,11 @@ Outcome<StateRecord> RecordOf(const std::string& path, const std::string& conten
 
 Outcome<StateRecord> ReadStateFile(const std::string& path, std::istream& in) {
   const Outcome<std::string> read = ReadState(path, in);
-  if (!read) return read.ending();
+  if (!read) return read.earlyExit();
   return RecordOf(path, *read);
 }
 
-Check LoadState(const StateRecord& record, EffectInstance& instance) {
+MaybeExit LoadState(const StateRecord& record, EffectInstance& instance) {
   const ComPtr<IPersistStream> persist = Query<IPersistStream>(instance.filter.Get());
   ByteStream stream(record.bytes);
   if (!persist || FAILED(persist->Load(&stream))) {
@@ -128,12 +128,12 @@ Check LoadState(const StateRecord& record, EffectInstance& instance) {
   return std::nullopt;
 }
 
-Check LoadStateFile(const std::string& path, std::istream& in, const EffectRow& effect, EffectInstance& instance) {
+MaybeExit LoadStateFile(const std::string& path, std::istream& in, const EffectRow& effect, EffectInstance& instance) {
   const Outcome<std::string> content = ReadState(path, in);
-  if (!content) return content.ending();
+  if (!content) return content.earlyExit();
   if (IsStateText(*content)) return ApplyStateText(path, *content, effect, instance);
   const Outcome<StateRecord> record = RecordOf(path, *content);
-  if (!record) return record.ending();
+  if (!record) return record.earlyExit();
   if (record->effect != &effect) {
     return Failed(path + " is a record of " + record->effect->description.name + ", not of " + effect.description.name);
   }

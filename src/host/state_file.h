@@ -21,11 +21,11 @@ Outcome<StateRecord> ReadStateFile(const std::string& path, std::istream& in);
 /// Reads a file that must be a record of `effect`, or such a text as `StateText` makes, and sets the parameters from
 /// it.
 /// `-` is `in`.
-Check LoadStateFile(const std::string& path, std::istream& in, const EffectRow& effect, EffectInstance& instance);
+MaybeExit LoadStateFile(const std::string& path, std::istream& in, const EffectRow& effect, EffectInstance& instance);
 /// The effect as lines of "name = value" that a person can edit.
 std::string StateText(const EffectRow& effect, const EffectInstance& instance);
 /// Sets an effect's parameters from a record of it.
-Check LoadState(const StateRecord& record, EffectInstance& instance);
+MaybeExit LoadState(const StateRecord& record, EffectInstance& instance);
 /// The record of an effect as it is now.
 Outcome<std::vector<std::uint8_t>> SaveState(EffectInstance& instance);
 

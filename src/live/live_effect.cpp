@@ -19,7 +19,7 @@ bool Glides(const ParamDescriptor& row) noexcept {
   return row.info.mopCaps == static_cast<MP_CAPS>(kCurvesAll) && row.changeBit == kChangeRefresh && !row.buildsLine;
 }
 
-LiveResult Told(HRESULT result) noexcept {
+LiveResult ResultOf(HRESULT result) noexcept {
   return SUCCEEDED(result) ? LiveResult::kDone : result == E_OUTOFMEMORY ? LiveResult::kMemory : LiveResult::kState;
 }
 
@@ -151,7 +151,7 @@ LiveResult LiveEffect::Start(Use use, std::uint32_t channels, std::uint32_t rate
   fade_ = enabled_.load(std::memory_order_relaxed) ? fadeLength_ : 0;
   fresh_ = true;
   const bool granted = piece_.Allocate(std::size_t{kPiece} * channels) && dry_.Allocate(std::size_t{kPiece} * channels);
-  const LiveResult result = granted ? Told(road_->Start(channels, rate)) : LiveResult::kMemory;
+  const LiveResult result = granted ? ResultOf(road_->Start(channels, rate)) : LiveResult::kMemory;
   owed_ = 0;
   held_.store(0, std::memory_order_relaxed);
   if (result != LiveResult::kDone) Stop();
@@ -271,7 +271,7 @@ LiveResult LiveEffect::Run(float* samples, std::uint32_t frames) noexcept {
     const bool enabled = enabled_.load(std::memory_order_relaxed);
     const bool plain = enabled && fade_ == fadeLength_;
     const HRESULT result = plain ? road_->Run(samples, nullptr, run) : RunFaded(samples, run, enabled);
-    if (FAILED(result)) return Told(result);
+    if (FAILED(result)) return ResultOf(result);
     if (gliding_ != 0) framesToStep_ -= run;
     samples += std::size_t{run} * channels_;
     frames -= run;
@@ -341,7 +341,7 @@ LiveResult LiveEffect::Tail(float* samples, std::uint32_t& frames, bool& ended) 
     if (!plain) run = std::min(run, kPiece);
     if (off) run = std::min(run, road_->dryFrames());
     const HRESULT result = road_->Tail(samples, plain ? nullptr : dry_.data(), run);
-    if (FAILED(result)) return Told(result);
+    if (FAILED(result)) return ResultOf(result);
     if (!plain) Fade(samples, run, enabled);
     samples += std::size_t{run} * channels_;
     frames += run;
@@ -368,7 +368,7 @@ LiveResult LiveEffect::Stream(const float* in, std::uint32_t& inFrames, float* o
   ended = in == nullptr && result != S_OK;
   owed_ += inFrames * LengthFactor(description(), now_.data()) - outFrames;
   held_.store(ended || owed_ < 0 ? 0 : static_cast<std::uint64_t>(owed_), std::memory_order_relaxed);
-  return Told(result);
+  return ResultOf(result);
 }
 
 }  // namespace korva

@@ -9,8 +9,8 @@ Picture AutomationPicture(std::span<const MovedParameter> parameters) {
   Picture picture;
   picture.note = "values as told, and as the effect takes them at the start of each chunk";
   for (const MovedParameter& parameter : parameters) {
-    double least = parameter.told.front().y, most = least, seconds = 0;
-    for (const auto* points : {&parameter.told, &parameter.sampled}) {
+    double least = parameter.envelope.front().y, most = least, seconds = 0;
+    for (const auto* points : {&parameter.envelope, &parameter.sampled}) {
       for (const PlotPoint& point : *points) {
         least = std::min(least, point.y);
         most = std::max(most, point.y);
@@ -28,7 +28,7 @@ Picture AutomationPicture(std::span<const MovedParameter> parameters) {
       return points;
     };
     panel.curves.push_back({"as sampled", Ink::kFirst, CurveForm::kSteps, inUnits(parameter.sampled)});
-    panel.curves.push_back({"as told", Ink::kSecond, CurveForm::kLine, inUnits(parameter.told)});
+    panel.curves.push_back({"as told", Ink::kSecond, CurveForm::kLine, inUnits(parameter.envelope)});
     picture.panels.push_back(std::move(panel));
   }
   return picture;

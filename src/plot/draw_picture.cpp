@@ -63,16 +63,16 @@ void DrawAxes(Canvas& canvas, const Panel& panel, const Frame& frame, bool withT
     canvas.Line(line, palette.grid, tick.text.empty() ? 0.5 : 1);
     if (withTimes) canvas.Text(x, frame.bottom + 15, tick.text, kTextSize, palette.quietText, Align::kMiddle);
   }
-  std::vector<double> told;
+  std::vector<double> labelled;
   for (const Tick& tick : panel.y.ticks) {
     const double y = frame.Y(panel.y, tick.at);
     const CanvasPoint line[] = {{panel.heat ? frame.left - kShort : frame.left, y},
                                 {panel.heat ? frame.left : frame.right, y}};
     canvas.Line(line, palette.grid, tick.text.empty() ? 0.5 : 1);
-    const bool isFree =
-        std::none_of(told.begin(), told.end(), [&](double other) { return std::fabs(other - y) < kTextSize + 1; });
+    const bool isFree = std::none_of(labelled.begin(), labelled.end(),
+                                     [&](double other) { return std::fabs(other - y) < kTextSize + 1; });
     if (tick.text.empty() || !isFree) continue;
-    told.push_back(y);
+    labelled.push_back(y);
     canvas.Text(frame.left - 6, y + 4, tick.text, kTextSize, palette.quietText, Align::kRight);
   }
   if (withTimes) {

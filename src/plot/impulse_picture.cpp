@@ -17,10 +17,10 @@ Mark TailMark(const PlainSound& sound, double impulseSeconds, double factor) {
   const std::size_t frames = FramesAbove(sound, kSilentLevel);
   const double end = static_cast<double>(frames) / sound.rate;
   if (frames == 0) return {0, "nothing louder than -90 dB comes back"};
-  const std::string told = end < 1 ? ShortNumber(end * 1000, 1) + " ms" : ShortNumber(end, 2) + " s";
+  const std::string time = end < 1 ? ShortNumber(end * 1000, 1) + " ms" : ShortNumber(end, 2) + " s";
   if (frames == sound.frames()) return {end * factor, "louder than -90 dB to the end"};
   // Where sound moves in time there is no length to tell, as it may come back before it went in.
-  return {end * factor, (impulseSeconds > 0 ? "-90 dB at " : "-90 dB after ") + told};
+  return {end * factor, (impulseSeconds > 0 ? "-90 dB at " : "-90 dB after ") + time};
 }
 
 double ShownSeconds(std::span<const ImpulseRun> runs) {

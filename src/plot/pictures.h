@@ -47,7 +47,7 @@ Picture SpectrogramPicture(std::span<const NamedSound> sounds);
 /// The course of one parameter: as it was told, and as the effect took it, chunk by chunk.
 struct MovedParameter {
   std::string name;  ///< with its unit
-  std::vector<PlotPoint> told, sampled;
+  std::vector<PlotPoint> envelope, sampled;
 };
 Picture AutomationPicture(std::span<const MovedParameter> parameters);
 

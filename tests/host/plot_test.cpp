@@ -19,10 +19,10 @@ class PlotTest : public HostTest {
       if (word[0] == '@') word = Path(word.substr(1));
     }
     const Outcome<PlotRequest> request = ParsePlot(told);
-    EXPECT_TRUE(request) << line << ": " << request.ending().text;
+    EXPECT_TRUE(request) << line << ": " << request.earlyExit().text;
     if (!request) return {};
     Outcome<Picture> picture = MakePicture(*request, in, remarks);
-    EXPECT_TRUE(picture) << line << ": " << picture.ending().text;
+    EXPECT_TRUE(picture) << line << ": " << picture.earlyExit().text;
     return picture ? *picture : Picture();
   }
 };

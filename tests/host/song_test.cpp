@@ -84,7 +84,7 @@ TEST_F(MidiSong, BrokenFilesAreRefusedAndNothingWorse) {
     Put("bad.mid", bytes);
     const Outcome<SongMap> map = ReadMidiSong(Path("bad.mid"));
     if (!map) {
-      EXPECT_EQ(map.ending().exitCode, kFailed);
+      EXPECT_EQ(map.earlyExit().exitCode, kFailed);
       continue;
     }
     const ComPtr<SongHost> song(new SongHost(*map));

@@ -89,7 +89,7 @@ TEST(ParameterText, EveryPresetOfEveryEffectComesBackFromItsText) {
       ParameterBlock typed(start, start + description.blockSize);
       for (const ParamDescriptor& row : description.rows) {
         const std::string text = ValueText(row, wanted.data());
-        const Check check = ApplySetting(effect, std::string(row.name) + "=" + text, {}, typed.data());
+        const MaybeExit check = ApplySetting(effect, std::string(row.name) + "=" + text, {}, typed.data());
         // Some presets hold values that no setter would take; the row says so and leaves the block alone.
         if (check) {
           EXPECT_NE(check->text.find(" takes "), std::string::npos) << check->text;
@@ -156,10 +156,10 @@ TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
                                          {"duration=9e1", 0},
                                          {"percent=49", 0}}) {
     TimeParams time{10000.0, 0, 12000, 2646000.0, 0, 0};
-    const Check check = ApplySetting(stretch, setting, minute, &time);
+    const MaybeExit check = ApplySetting(stretch, setting, minute, &time);
     EXPECT_EQ(check.has_value(), percent == 0) << setting;
     EXPECT_EQ(time.percentTimes100, percent == 0 ? 10000 : percent) << setting;
-    EXPECT_EQ(check.value_or(Wrong("")).exitCode, kWrong);
+    EXPECT_EQ(check.value_or(BadCall("")).exitCode, kBadCall);
   }
   TimeParams time{};
   EXPECT_TRUE(ApplySetting(stretch, "duration=10", {}, &time)) << "an empty input has no length to change";

@@ -37,19 +37,19 @@ void ForLanes(int count, Work work) noexcept {
 
 // Flushes a block; false if any of it is no number or infinite.
 bool FlushFinite(double* block, int count) noexcept {
-  double unreal = 0.0;
-  Pair unrealPair = Pair::Both(0.0);
+  double notFinite = 0.0;
+  Pair notFinitePair = Pair::Both(0.0);
   ForLanes(count, [&](auto lanes, int i) {
     using Lanes = decltype(lanes);
     const Lanes value = Lanes::Load(block + i), nothing = value * Lanes::Both(0.0);
     if constexpr (Lanes::kLanes == 2) {
-      unrealPair = unrealPair + nothing;
+      notFinitePair = notFinitePair + nothing;
     } else {
-      unreal = nothing.value;
+      notFinite = nothing.value;
     }
     FlushBelow(value, Lanes::Both(kFlushBelow)).Store(block + i);
   });
-  return unreal + unrealPair.low() + unrealPair.high() == 0.0;
+  return notFinite + notFinitePair.low() + notFinitePair.high() == 0.0;
 }
 
 // What a line holds between two slots: `position` counts from `line`. With `kWraps` it may leave the line at either

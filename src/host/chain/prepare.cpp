@@ -14,37 +14,37 @@
 namespace korva {
 namespace {
 
-Check LeaveDryOut(const EffectRow& effect, ParameterBlock& block) {
+MaybeExit LeaveDryOut(const EffectRow& effect, ParameterBlock& block) {
   for (const ParamDescriptor& row : effect.description.rows) {
     if (row.name != std::string_view("dry-out")) continue;
     StoreDisplayValue(row, block.data(), static_cast<double>(row.info.mpdMinValue));
     return std::nullopt;
   }
-  return Wrong(std::string(effect.description.name) + " has no dry signal that --wet could leave out");
+  return BadCall(std::string(effect.description.name) + " has no dry signal that --wet could leave out");
 }
 
-Check SetParameters(const EffectRequest& request, const MaterialLength& material, std::istream& in,
-                    EffectInstance& instance, std::vector<std::string>& remarks) {
+MaybeExit SetParameters(const EffectRequest& request, const MaterialLength& material, std::istream& in,
+                        EffectInstance& instance, std::vector<std::string>& remarks) {
   const EffectRow& effect = *request.effect;
   if (!request.preset.empty()) {
     const Outcome<std::int32_t> preset = FindPreset(effect, request.preset);
-    if (!preset) return preset.ending();
+    if (!preset) return preset.earlyExit();
     instance.parameters->WriteBlock(effect.description.presets.Block(*preset));
   }
   if (!request.stateFile.empty()) {
-    if (Check check = LoadStateFile(request.stateFile, in, effect, instance)) return check;
+    if (MaybeExit check = LoadStateFile(request.stateFile, in, effect, instance)) return check;
   }
   if (request.settings.empty() && !request.wet) return std::nullopt;
   ParameterBlock block = ReadBlock(instance);
   for (const std::string& setting : request.settings) {
-    if (Check check = ApplySetting(effect, setting, material, block.data(), &remarks)) return check;
+    if (MaybeExit check = ApplySetting(effect, setting, material, block.data(), &remarks)) return check;
   }
   if (request.wet) {
-    if (Check check = LeaveDryOut(effect, block)) return check;
+    if (MaybeExit check = LeaveDryOut(effect, block)) return check;
   }
   if (effect.habits != nullptr && effect.habits->objection != nullptr && !request.settings.empty()) {
     if (const char* const objection = effect.habits->objection(block.data())) {
-      return Wrong(std::string(effect.description.name) + ": " + objection);
+      return BadCall(std::string(effect.description.name) + ": " + objection);
     }
   }
   instance.parameters->WriteBlock(block.data());
@@ -65,10 +65,10 @@ Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request
   std::vector<PreparedEffect> effects;
   for (const EffectRequest& one : request.effects) {
     Outcome<EffectInstance> created = CreateEffect(*one.effect);
-    if (!created) return created.ending();
+    if (!created) return created.earlyExit();
     PreparedEffect prepared{&one, std::move(*created), {}, material.frames};
     if (prepared.instance.stretch != nullptr) prepared.instance.stretch->engine().SetKeepPace(request.keepPace);
-    if (Check check = SetParameters(one, material, in, prepared.instance, remarks)) return *check;
+    if (MaybeExit check = SetParameters(one, material, in, prepared.instance, remarks)) return *check;
     const EffectHabits* const habits = one.effect->habits;
     if (habits != nullptr && habits->lengthFactor != nullptr) {
       material.frames *= habits->lengthFactor(ReadBlock(prepared.instance).data());
@@ -77,9 +77,9 @@ Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request
     prepared.framesOut = material.frames;
     const AutomationRules rules{prepared.framesIn / std::max<std::uint32_t>(material.rate, 1), !request.noTail,
                                 !request.format};
-    if (Check check = ApplyAutomation(*one.effect, prepared.instance, one.automations, rules)) return *check;
+    if (MaybeExit check = ApplyAutomation(*one.effect, prepared.instance, one.automations, rules)) return *check;
     const Outcome<std::vector<std::uint8_t>> record = SaveState(prepared.instance);
-    if (!record) return record.ending();
+    if (!record) return record.earlyExit();
     prepared.record = *record;
     effects.push_back(std::move(prepared));
   }
@@ -95,7 +95,7 @@ Outcome<std::optional<SongMap>> ReadSong(const RenderRequest& request) {
   if (request.tempo.empty() && request.meter.empty() && request.tempoMap.empty()) return std::optional<SongMap>();
   Outcome<SongMap> map =
       request.tempoMap.empty() ? ConstantSong(request.tempo, request.meter) : ReadMidiSong(request.tempoMap);
-  if (!map) return map.ending();
+  if (!map) return map.earlyExit();
   return std::optional<SongMap>(std::move(*map));
 }
 

@@ -17,7 +17,7 @@ Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<Pre
   constexpr double kLeastFrames = 4096;
   constexpr double kMostBytes = std::numeric_limits<LONG>::max(), kMostTailBytes = 1U << 28U;
   if (static_cast<double>(request.blockFrames) * format.blockAlign > kMostBytes) {
-    return Wrong("--block " + std::to_string(request.blockFrames) + " makes buffers of more than 2 GiB");
+    return BadCall("--block " + std::to_string(request.blockFrames) + " makes buffers of more than 2 GiB");
   }
   double frames = std::max<double>(request.blockFrames, kLeastFrames);
   for (const PreparedEffect& effect : effects) {
@@ -44,12 +44,12 @@ Outcome<StreamCut> DecideCut(const RenderRequest& request, const std::vector<Pre
 Outcome<PreparedChain> PrepareChain(const RenderRequest& request, MaterialLength material, const FormatRecord& format,
                                     std::istream& in, std::vector<std::string>& remarks) {
   Outcome<std::vector<PreparedEffect>> effects = PrepareEffects(request, material, in, remarks);
-  if (!effects) return effects.ending();
+  if (!effects) return effects.earlyExit();
   const Outcome<std::optional<SongMap>> song = ReadSong(request);
-  if (!song) return song.ending();
+  if (!song) return song.earlyExit();
   if (*song) ConnectSongs(**song, *effects, remarks);
   const Outcome<StreamCut> cut = DecideCut(request, *effects, *song ? &**song : nullptr, format, remarks);
-  if (!cut) return cut.ending();
+  if (!cut) return cut.earlyExit();
   return PreparedChain{std::move(*effects), *cut};
 }
 

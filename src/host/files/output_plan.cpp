@@ -12,7 +12,7 @@ namespace korva {
 namespace {
 
 struct Container {
-  const char* ending;
+  const char* extension;
   int format;
 };
 
@@ -45,13 +45,13 @@ constexpr SampleType kPacked[] = {{SF_FORMAT_VORBIS, FileBits::kDouble, "Vorbis"
                                   {SF_FORMAT_OPUS, FileBits::kDouble, "Opus", 0},
                                   {SF_FORMAT_MPEG_LAYER_III, FileBits::kDouble, "MP3", 0}};
 
-std::string EndingOf(const std::string& path) {
+std::string ExtensionOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   const std::size_t dot = name.rfind('.');
-  std::string ending = dot == std::string::npos ? std::string() : name.substr(dot + 1);
-  for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return ending;
+  std::string extension = dot == std::string::npos ? std::string() : name.substr(dot + 1);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
 }
 
 bool IsDevice(const std::string& path) {
@@ -79,15 +79,15 @@ bool Fits(int format, std::uint32_t channels, std::uint32_t rate) {
   return sf_format_check(&info) != 0;
 }
 
-std::string ListOfEndings() {
-  std::vector<std::string> endings;
+std::string ListOfExtensions() {
+  std::vector<std::string> extensions;
   for (const Container& container : kContainers) {
     const int type = container.format == SF_FORMAT_OGG    ? SF_FORMAT_VORBIS
                      : container.format == SF_FORMAT_MPEG ? SF_FORMAT_MPEG_LAYER_III
                                                           : SF_FORMAT_PCM_16;
-    if (Fits(container.format | type, 1, 48000)) endings.push_back(std::string(".") + container.ending);
+    if (Fits(container.format | type, 1, 48000)) extensions.push_back(std::string(".") + container.extension);
   }
-  return Joined(endings, ", ");
+  return Joined(extensions, ", ");
 }
 
 /// How many frames a container can count. The library would write on past the end of a 32-bit count.
@@ -132,16 +132,17 @@ std::vector<std::pair<SampleType, bool>> TypesFor(const OutputWish& wish, int co
 }  // namespace
 
 Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input) {
-  const std::string ending = wish.path == "-" || IsDevice(wish.path) ? "wav" : EndingOf(wish.path);
-  const auto* const container = std::find_if(std::begin(kContainers), std::end(kContainers),
-                                             [&](const Container& candidate) { return ending == candidate.ending; });
+  const std::string extension = wish.path == "-" || IsDevice(wish.path) ? "wav" : ExtensionOf(wish.path);
+  const auto* const container =
+      std::find_if(std::begin(kContainers), std::end(kContainers),
+                   [&](const Container& candidate) { return extension == candidate.extension; });
   if (container == std::end(kContainers) && !wish.raw) {
-    return Wrong(wish.path + ": the name's ending says what file to write; it can be " + ListOfEndings());
+    return BadCall(wish.path + ": the name's ending says what file to write; it can be " + ListOfExtensions());
   }
   int base = wish.raw ? SF_FORMAT_RAW : container->format;
   const bool isWave = base == SF_FORMAT_WAV;
   if (isWave && (input.isExtensible || input.channels > 2)) base = SF_FORMAT_WAVEX;
-  for (const auto& [type, holds] : TypesFor(wish, base, ending == "opus")) {
+  for (const auto& [type, holds] : TypesFor(wish, base, extension == "opus")) {
     for (const std::uint32_t rate : RatesFor(wish)) {
       if (!Fits(base | type.format, input.channels, rate)) continue;
       SoundPlan plan;
@@ -160,13 +161,13 @@ Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input) 
       return plan;
     }
   }
-  const std::string what = wish.raw ? "a file without a header" : "." + ending + " files";
-  if (wish.onlyThese) return Wrong(what + " cannot hold such samples (--bits)");
+  const std::string what = wish.raw ? "a file without a header" : "." + extension + " files";
+  if (wish.onlyThese) return BadCall(what + " cannot hold such samples (--bits)");
   return Failed(what + " cannot hold " + CountText(input.channels, "channel") + " at " + std::to_string(wish.rate) +
                 " Hz" + (wish.rateIsAsked ? "" : " in any way"));
 }
 
-Ending TooLong(const SoundPlan& plan, const std::string& name) {
+EarlyExit TooLong(const SoundPlan& plan, const std::string& name) {
   const double seconds = static_cast<double>(plan.mostFrames) / plan.traits.rate;
   return Failed(name + ": this kind of file ends at 4 GiB, which is " + DurationText(seconds) +
                 " of this sound; .w64, .rf64, .caf and .flac go on");

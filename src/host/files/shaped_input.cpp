@@ -25,12 +25,12 @@ ShapedInput::ShapedInput(SoundReader& reader, const InputShape& shape)
       frames_(reader.frames() < 0 ? -1 : std::clamp<std::int64_t>(reader.frames() - skip_, 0, most_)),
       silence_(FramesAt(shape.silence, reader.traits().rate)) {}
 
-Check ShapedInput::Skip() {
+MaybeExit ShapedInput::Skip() {
   std::vector<double> unheard(std::size_t{8192} * reader_.traits().channels);
   while (skip_ > 0) {
     const auto part = static_cast<std::size_t>(std::min<std::int64_t>(skip_, 8192));
     const Outcome<std::size_t> got = reader_.Read(SampleFormat::kFloat64, unheard.data(), part);
-    if (!got) return got.ending();
+    if (!got) return got.earlyExit();
     if (*got == 0) break;
     skip_ -= static_cast<std::int64_t>(*got);
   }
@@ -40,12 +40,12 @@ Check ShapedInput::Skip() {
 
 Outcome<std::size_t> ShapedInput::Read(SampleFormat format, void* target, std::size_t frames) {
   if (skip_ > 0) {
-    if (const Check check = Skip()) return *check;
+    if (const MaybeExit check = Skip()) return *check;
   }
   if (!soundIsOver_) {
     const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(frames), most_));
     const Outcome<std::size_t> got = ReadSound(format, target, wanted);
-    if (!got) return got.ending();
+    if (!got) return got.earlyExit();
     most_ -= static_cast<std::int64_t>(*got);
     if (*got == frames || (*got != 0 && silence_ == 0)) return *got;
     soundIsOver_ = true;
@@ -65,7 +65,7 @@ Outcome<std::size_t> ShapedInput::ReadSound(SampleFormat format, void* target, s
   if (gain_ == 1 && own == channels_) return reader_.Read(format, target, frames);
   doubles_.resize(frames * own);
   const Outcome<std::size_t> got = reader_.Read(SampleFormat::kFloat64, doubles_.data(), frames);
-  if (!got) return got.ending();
+  if (!got) return got.earlyExit();
   VisitFormat(format, [&](auto policy) {
     using Policy = decltype(policy);
     auto* out = static_cast<typename Policy::Sample*>(target);

@@ -27,7 +27,7 @@ class ShapedInput final : public SampleInput {
 
  private:
   Outcome<std::size_t> ReadSound(SampleFormat format, void* target, std::size_t frames);
-  Check Skip();
+  MaybeExit Skip();
 
   SoundReader& reader_;
   const double gain_;

@@ -52,14 +52,14 @@ std::size_t ShapedOutput::frameBytes() const noexcept {
   return VisitFormat(format_, [&](auto policy) { return sizeof(typename decltype(policy)::Sample) * channels_; });
 }
 
-Check ShapedOutput::Write(const void* data, std::size_t frames) {
+MaybeExit ShapedOutput::Write(const void* data, std::size_t frames) {
   if (spool_ < 0) return Pass(data, frames);
   levels_.Add(format_, data, frames * channels_);
   if (WriteAll(spool_, data, frames * frameBytes())) return std::nullopt;
   return Failed(WithSystemReason("cannot keep the sound to find its peak"));
 }
 
-Check ShapedOutput::Pass(const void* data, std::size_t frames) {
+MaybeExit ShapedOutput::Pass(const void* data, std::size_t frames) {
   if (gain_ == 1 && !resampler_) return writer_->Write(data, frames);
   doubles_.resize(frames * channels_);
   VisitFormat(format_, [&](auto policy) {
@@ -70,7 +70,7 @@ Check ShapedOutput::Pass(const void* data, std::size_t frames) {
   return resampler_ ? Resample(doubles_.data(), frames) : writer_->WriteDoubles(doubles_.data(), frames);
 }
 
-Check ShapedOutput::Resample(const double* data, std::size_t frames) {
+MaybeExit ShapedOutput::Resample(const double* data, std::size_t frames) {
   constexpr std::size_t kSpare = 1024;
   const std::size_t room = static_cast<std::size_t>(static_cast<double>(frames) * ratio_) + kSpare;
   resampled_.resize(room * channels_);
@@ -83,13 +83,13 @@ Check ShapedOutput::Resample(const double* data, std::size_t frames) {
     if (error != nullptr) return Failed(std::string("cannot change the rate: ") + error);
     read += used;
     if (made != 0) {
-      if (Check check = writer_->WriteDoubles(resampled_.data(), made)) return check;
+      if (MaybeExit check = writer_->WriteDoubles(resampled_.data(), made)) return check;
     }
   } while (read < frames || made == room || (data == nullptr && made != 0));
   return std::nullopt;
 }
 
-Check ShapedOutput::Finish() {
+MaybeExit ShapedOutput::Finish() {
   if (spool_ >= 0) {
     if (levels_.peak() > 0) {
       gainDb_ = *normalize_ - 20 * std::log10(levels_.peak());
@@ -104,11 +104,11 @@ Check ShapedOutput::Finish() {
       if (got < 0) return Failed(WithSystemReason("cannot read the sound again"));
       if (got == 0) break;
       position += got;
-      if (Check check = Pass(part.data(), static_cast<std::size_t>(got) / bytes)) return check;
+      if (MaybeExit check = Pass(part.data(), static_cast<std::size_t>(got) / bytes)) return check;
     }
   }
   if (resampler_) {
-    if (Check check = Resample(nullptr, 0)) return check;
+    if (MaybeExit check = Resample(nullptr, 0)) return check;
   }
   return writer_->Close();
 }

@@ -24,9 +24,9 @@ class ShapedOutput final : public SampleOutput {
   ShapedOutput& operator=(ShapedOutput&&) = delete;
   ~ShapedOutput() override;
 
-  Check Write(const void* data, std::size_t frames) override;
+  MaybeExit Write(const void* data, std::size_t frames) override;
   /// After the last frame: writes what is held back, and completes the file.
-  Check Finish();
+  MaybeExit Finish();
   /// What the file got, as gain in dB on the stream; 0 without a peak to reach.
   double gainDb() const noexcept { return gainDb_; }
 
@@ -36,9 +36,9 @@ class ShapedOutput final : public SampleOutput {
   };
 
   ShapedOutput() = default;
-  Check Pass(const void* data, std::size_t frames);
+  MaybeExit Pass(const void* data, std::size_t frames);
   /// `data` null at the end.
-  Check Resample(const double* data, std::size_t frames);
+  MaybeExit Resample(const double* data, std::size_t frames);
   std::size_t frameBytes() const noexcept;
 
   SoundWriter* writer_ = nullptr;

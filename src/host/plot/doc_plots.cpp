@@ -59,7 +59,7 @@ void TellPanel(const Panel& panel, std::ostream& out) {
 
 }  // namespace
 
-Check WriteDocCalls(std::ostream& out) {
+MaybeExit WriteDocCalls(std::ostream& out) {
   for (const DocPicture& picture : DocPictures()) {
     out << "korva plot " << picture.call << " --size 640x300 --overwrite --quiet docs/images/plots/" << picture.file
         << ".png\n";
@@ -67,15 +67,15 @@ Check WriteDocCalls(std::ostream& out) {
   return std::nullopt;
 }
 
-Check WriteDocNumbers(std::ostream& out) {
+MaybeExit WriteDocNumbers(std::ostream& out) {
   for (const DocPicture& picture : DocPictures()) {
     std::vector<std::string> words = WordsOf(picture.call), remarks;
     words.emplace_back("-");
     const Outcome<PlotRequest> request = ParsePlot(words);
-    if (!request) return request.ending();
+    if (!request) return request.earlyExit();
     std::istringstream nothing;
     const Outcome<Picture> made = MakePicture(*request, nothing, remarks);
-    if (!made) return made.ending();
+    if (!made) return made.earlyExit();
     out << picture.file << ":";
     for (const Panel& panel : made->panels) TellPanel(panel, out);
     out << "\n";

@@ -25,9 +25,9 @@ double CurveAt(MP_CURVE_TYPE curve, double part) {
   }
 }
 
-/// What was told of one row, from the value it has before to `seconds`.
-std::vector<PlotPoint> ToldCourse(std::vector<MP_ENVELOPE_SEGMENT> segments, double before, double factor,
-                                  double seconds) {
+/// The envelope of one row, from the value it has before to `seconds`.
+std::vector<PlotPoint> EnvelopeCourse(std::vector<MP_ENVELOPE_SEGMENT> segments, double before, double factor,
+                                      double seconds) {
   std::sort(segments.begin(), segments.end(), [](const auto& a, const auto& b) { return a.rtStart < b.rtStart; });
   std::vector<PlotPoint> points{{0, before * factor}};
   for (const MP_ENVELOPE_SEGMENT& segment : segments) {
@@ -76,7 +76,7 @@ Outcome<std::vector<MovedParameter>> SampleAutomation(const PlotRun& run, std::v
   for (const EffectRequest& effect : call.effects) {
     for (const std::string& text : effect.automations) {
       const Outcome<AutomatedSpan> span = ParseAutomation(*effect.effect, text);
-      if (!span) return span.ending();
+      if (!span) return span.earlyExit();
       seconds = std::max(seconds, static_cast<double>(span->segment.rtEnd) / 1e7);
     }
   }
@@ -85,21 +85,21 @@ Outcome<std::vector<MovedParameter>> SampleAutomation(const PlotRun& run, std::v
   if (seconds > kMostSeconds) return Failed("--automation draws an hour at most");
   const Outcome<std::vector<PreparedEffect>> effects =
       PrepareEffects(call, {seconds * call.rate, call.rate}, in, remarks);
-  if (!effects) return effects.ending();
+  if (!effects) return effects.earlyExit();
   std::vector<MovedParameter> moved;
   for (const PreparedEffect& effect : *effects) {
     const EffectRow& row = *effect.request->effect;
-    std::map<std::size_t, std::vector<MP_ENVELOPE_SEGMENT>> told;
+    std::map<std::size_t, std::vector<MP_ENVELOPE_SEGMENT>> envelopes;
     for (const std::string& text : effect.request->automations) {
       const Outcome<AutomatedSpan> span = ParseAutomation(row, text);
-      told[span->row].push_back(span->segment);
+      envelopes[span->row].push_back(span->segment);
     }
     const ComPtr<IMediaParams> params = Query<IMediaParams>(effect.instance.filter.Get());
     auto* const store = dynamic_cast<CQvPlugInParams*>(params.Get());
-    if (told.empty() || store == nullptr) continue;
+    if (envelopes.empty() || store == nullptr) continue;
     std::map<std::size_t, std::vector<PlotPoint>> sampled;
     std::map<std::size_t, double> before;
-    for (const auto& [index, segments] : told) {
+    for (const auto& [index, segments] : envelopes) {
       MP_DATA value = 0;
       store->GetParam(static_cast<DWORD>(index), &value);
       before[index] = static_cast<double>(value);
@@ -113,7 +113,7 @@ Outcome<std::vector<MovedParameter>> SampleAutomation(const PlotRun& run, std::v
       const std::string unit = descriptor.unit;
       const std::string name = call.effects.size() > 1 ? std::string(row.description.name) + " " : "";
       moved.push_back({name + descriptor.name + (unit.empty() ? "" : " (" + unit + ")"),
-                       ToldCourse(told[index], before[index], factor, seconds), std::move(points)});
+                       EnvelopeCourse(envelopes[index], before[index], factor, seconds), std::move(points)});
     }
   }
   return moved;

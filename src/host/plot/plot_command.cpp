@@ -53,7 +53,7 @@ Outcome<std::vector<Side>> SidesOf(const PlotRequest& request, std::istream& in)
     if (!effects.empty()) {
       side.run.call.effects.front().preset = text;
       const Outcome<std::int32_t> preset = FindPreset(*effects.front().effect, text);
-      if (!preset) return Ending{preset.ending().exitCode, "--compare: " + preset.ending().text};
+      if (!preset) return EarlyExit{preset.earlyExit().exitCode, "--compare: " + preset.earlyExit().text};
       side.name = EnglishPresetName(effects.front().effect->description, *preset);
     } else if (std::optional<EffectRequest> effect = EffectOf(text)) {
       side.run.call.effects = {std::move(*effect)};
@@ -63,8 +63,8 @@ Outcome<std::vector<Side>> SidesOf(const PlotRequest& request, std::istream& in)
     sides.push_back(std::move(side));
   }
   if (sides.front().path.empty() != sides.back().path.empty()) {
-    return Wrong("--compare takes two sound files or two effects; \"" +
-                 (sides.front().path.empty() ? sides.back() : sides.front()).name + "\" is no effect");
+    return BadCall("--compare takes two sound files or two effects; \"" +
+                   (sides.front().path.empty() ? sides.back() : sides.front()).name + "\" is no effect");
   }
   return sides;
 }
@@ -74,7 +74,7 @@ Outcome<std::vector<NamedSound>> LoadSides(const std::vector<Side>& sides, const
   std::vector<NamedSound> sounds;
   for (const Side& side : sides) {
     Outcome<PlainSound> sound = LoadSound(side.path, request.run, in);
-    if (!sound) return sound.ending();
+    if (!sound) return sound.earlyExit();
     sounds.push_back({side.name, std::move(*sound)});
   }
   return sounds;
@@ -82,10 +82,10 @@ Outcome<std::vector<NamedSound>> LoadSides(const std::vector<Side>& sides, const
 
 Outcome<Picture> FilesPicture(const std::vector<Side>& sides, const PlotRequest& request, std::istream& in) {
   if (request.kindIsTold && request.kind == PlotKind::kImpulse) {
-    return Wrong("--impulse is for effects; sound files are compared by their levels, --response or --spectrogram");
+    return BadCall("--impulse is for effects; sound files are compared by their levels, --response or --spectrogram");
   }
   const Outcome<std::vector<NamedSound>> sounds = LoadSides(sides, request, in);
-  if (!sounds) return sounds.ending();
+  if (!sounds) return sounds.earlyExit();
   if (request.kind == PlotKind::kSpectrogram) return SpectrogramPicture(*sounds);
   if (request.kind == PlotKind::kImpulse) return LevelPicture(*sounds);
   const std::uint32_t rate = std::max(sounds->front().sound.rate, sounds->back().sound.rate);
@@ -102,7 +102,7 @@ Outcome<Picture> ImpulseOf(const std::vector<Side>& sides, std::vector<std::stri
   std::vector<ImpulseRun> runs;
   for (const Side& side : sides) {
     Outcome<ImpulseRun> run = RunImpulse(side.run, 0, remarks);
-    if (!run) return run.ending();
+    if (!run) return run.earlyExit();
     run->back.name = side.name;
     runs.push_back(std::move(*run));
   }
@@ -112,10 +112,10 @@ Outcome<Picture> ImpulseOf(const std::vector<Side>& sides, std::vector<std::stri
   }
   // Taps are shown as their page does.
   std::istringstream in(sides.front().run.standardInput);
-  std::vector<std::string> told;
+  std::vector<std::string> unused;
   const Outcome<std::vector<PreparedEffect>> prepared =
-      PrepareEffects(sides.front().run.call, {1, sides.front().run.call.rate}, in, told);
-  if (!prepared) return prepared.ending();
+      PrepareEffects(sides.front().run.call, {1, sides.front().run.call.rate}, in, unused);
+  if (!prepared) return prepared.earlyExit();
   EchomtParams params;
   std::memcpy(&params, ReadBlock(prepared->front().instance).data(), sizeof params);
   std::vector<double> taps;
@@ -128,7 +128,7 @@ Outcome<Picture> ResponseOfSides(const std::vector<Side>& sides, std::vector<std
   std::vector<FrequencyCurves> all;
   for (const Side& side : sides) {
     Outcome<std::vector<FrequencyCurves>> curves = RunResponse(side.run, sides.size() > 1 ? 1 : kMoments, remarks);
-    if (!curves) return curves.ending();
+    if (!curves) return curves.earlyExit();
     for (FrequencyCurves& one : *curves) {
       if (sides.size() > 1) one.name = side.name;
       all.push_back(std::move(one));
@@ -144,11 +144,11 @@ Outcome<Picture> SpectrogramOfSides(const std::vector<Side>& sides, const PlotRe
   const RenderRequest& call = sides.front().run.call;
   Outcome<PlainSound> before = request.run.inputs.empty() ? Outcome<PlainSound>(Sweep(call.rate, call.shape.channels))
                                                           : LoadSound(request.run.inputs.front(), request.run, in);
-  if (!before) return before.ending();
+  if (!before) return before.earlyExit();
   std::vector<NamedSound> sounds;
   for (const Side& side : sides) {
     Outcome<PlainSound> after = RunSound(side.run, *before, request.run.tail.value_or(kSilence), remarks);
-    if (!after) return after.ending();
+    if (!after) return after.earlyExit();
     sounds.push_back({sides.size() > 1 ? side.name : "after", std::move(*after)});
   }
   if (sides.size() == 1) sounds.insert(sounds.begin(), {"before", std::move(*before)});
@@ -159,7 +159,7 @@ Outcome<Picture> SpectrogramOfSides(const std::vector<Side>& sides, const PlotRe
 
 Outcome<Picture> MakePicture(const PlotRequest& request, std::istream& in, std::vector<std::string>& remarks) {
   const Outcome<std::vector<Side>> sides = SidesOf(request, in);
-  if (!sides) return sides.ending();
+  if (!sides) return sides.earlyExit();
   const auto made = [&]() -> Outcome<Picture> {
     if (!sides->front().path.empty()) return FilesPicture(*sides, request, in);
     switch (request.kind) {
@@ -169,7 +169,7 @@ Outcome<Picture> MakePicture(const PlotRequest& request, std::istream& in, std::
         return SpectrogramOfSides(*sides, request, in, remarks);
       case PlotKind::kAutomation: {
         const Outcome<std::vector<MovedParameter>> moved = SampleAutomation(sides->front().run, remarks);
-        return moved ? AutomationPicture(*moved) : Outcome<Picture>(moved.ending());
+        return moved ? AutomationPicture(*moved) : Outcome<Picture>(moved.earlyExit());
       }
       default:
         return ImpulseOf(*sides, remarks);
@@ -180,22 +180,22 @@ Outcome<Picture> MakePicture(const PlotRequest& request, std::istream& in, std::
   return picture;
 }
 
-Check Plot(std::span<const std::string> words, Streams& streams) {
+MaybeExit Plot(std::span<const std::string> words, Streams& streams) {
   const Outcome<PlotRequest> request = ParsePlot(words);
-  if (!request) return request.ending();
+  if (!request) return request.earlyExit();
   const std::string& path = request->run.output;
   // Before the work, so that none is done in vain.
   Outcome<OutputFile> file = OpenOutput(path, request->run.overwrite, streams);
-  if (!file) return file.ending();
+  if (!file) return file.earlyExit();
   std::vector<std::string> remarks;
   const Outcome<Picture> picture = MakePicture(*request, streams.in, remarks);
-  if (!picture) return picture.ending();
+  if (!picture) return picture.earlyExit();
   std::string reason;
   const std::vector<unsigned char> bytes = DrawPicture(*picture, request->look, reason);
   if (bytes.empty()) return Failed("cannot draw " + path + ": " + reason);
   if (Interrupted()) return Failed("interrupted");
-  if (Check check = file->Write(bytes.data(), bytes.size())) return check;
-  if (Check check = file->Commit()) return check;
+  if (MaybeExit check = file->Write(bytes.data(), bytes.size())) return check;
+  if (MaybeExit check = file->Commit()) return check;
   if (request->run.quiet) return std::nullopt;
   for (const std::string& remark : remarks) streams.err << "korva: " << remark << "\n";
   const auto pixels = [&](int size) { return NumberText(size * request->look.scale); };

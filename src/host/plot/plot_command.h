@@ -9,6 +9,6 @@ namespace korva {
 /// The picture of a call, not drawn yet. `remarks` gets what the user should know.
 Outcome<Picture> MakePicture(const PlotRequest& request, std::istream& in, std::vector<std::string>& remarks);
 /// Does what `korva plot` was asked for.
-Check Plot(std::span<const std::string> words, Streams& streams);
+MaybeExit Plot(std::span<const std::string> words, Streams& streams);
 
 }  // namespace korva

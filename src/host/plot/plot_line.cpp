@@ -80,7 +80,7 @@ std::string TitleOf(std::span<const std::string> arguments, const std::string& o
   return title;
 }
 
-Check TakeKind(const PlotLineOptions& line, PlotRequest& request) {
+MaybeExit TakeKind(const PlotLineOptions& line, PlotRequest& request) {
   const std::pair<bool, PlotKind> kinds[] = {{line.impulse, PlotKind::kImpulse},
                                              {line.response, PlotKind::kResponse},
                                              {line.spectrogram, PlotKind::kSpectrogram},
@@ -88,7 +88,7 @@ Check TakeKind(const PlotLineOptions& line, PlotRequest& request) {
   for (const auto& [isTold, kind] : kinds) {
     if (!isTold) continue;
     if (request.kindIsTold) {
-      return Wrong("a picture is one of --impulse, --response, --spectrogram and --automation");
+      return BadCall("a picture is one of --impulse, --response, --spectrogram and --automation");
     }
     request.kind = kind;
     request.kindIsTold = true;
@@ -96,26 +96,26 @@ Check TakeKind(const PlotLineOptions& line, PlotRequest& request) {
   return std::nullopt;
 }
 
-Check TakeSize(const std::string& text, Look& look) {
+MaybeExit TakeSize(const std::string& text, Look& look) {
   if (text.empty()) return std::nullopt;
   constexpr std::int64_t kLeastWidth = 320, kLeastHeight = 200, kMost = 4096;
   const std::size_t cut = text.find('x');
   const std::optional<std::int64_t> width = ParseWhole(text.substr(0, cut));
   const std::optional<std::int64_t> height = cut == std::string::npos ? std::nullopt : ParseWhole(text.substr(cut + 1));
   if (!width || !height || *width < kLeastWidth || *height < kLeastHeight || *width > kMost || *height > kMost) {
-    return Wrong("--size takes WIDTHxHEIGHT from 320x200 to 4096x4096, such as 800x450, not \"" + text + "\"");
+    return BadCall("--size takes WIDTHxHEIGHT from 320x200 to 4096x4096, such as 800x450, not \"" + text + "\"");
   }
   look.width = static_cast<int>(*width);
   look.height = static_cast<int>(*height);
   return std::nullopt;
 }
 
-Check TakeOutput(const std::string& path, PlotRequest& request) {
+MaybeExit TakeOutput(const std::string& path, PlotRequest& request) {
   std::string ending = path.size() < 4 ? "" : path.substr(path.size() - 4);
   std::transform(ending.begin(), ending.end(), ending.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   if (path != "-" && ending != ".png" && ending != ".svg") {
-    return Wrong("plot writes a picture, so its last word is a name that ends in .png or .svg, not \"" + path + "\"");
+    return BadCall("plot writes a picture, so its last word is a name that ends in .png or .svg, not \"" + path + "\"");
   }
   request.run.output = path;
   request.look.isSvg = ending == ".svg";
@@ -123,37 +123,38 @@ Check TakeOutput(const std::string& path, PlotRequest& request) {
 }
 
 /// What cannot go together.
-Check CheckPlot(const PlotLineOptions& line, const PlotRequest& request) {
+MaybeExit CheckPlot(const PlotLineOptions& line, const PlotRequest& request) {
   const RenderRequest& run = request.run;
   const bool compares = !request.compared.empty();
   if (!compares && run.effects.empty()) {
-    return Wrong("plot takes an effect (" + Joined(EffectNames(), ", ") +
-                 ") and OUT.png or OUT.svg; see korva plot --help");
+    return BadCall("plot takes an effect (" + Joined(EffectNames(), ", ") +
+                   ") and OUT.png or OUT.svg; see korva plot --help");
   }
-  if (compares && run.effects.size() > 1) return Wrong("--compare takes presets of one effect; the call names several");
+  if (compares && run.effects.size() > 1)
+    return BadCall("--compare takes presets of one effect; the call names several");
   if (compares && request.kind == PlotKind::kAutomation)
-    return Wrong("--automation draws one call; it has no --compare");
+    return BadCall("--automation draws one call; it has no --compare");
   if (!line.input.empty() && (request.kind != PlotKind::kSpectrogram || compares)) {
-    return Wrong("--in goes with --spectrogram; two sounds are drawn by --compare A B");
+    return BadCall("--in goes with --spectrogram; two sounds are drawn by --compare A B");
   }
   if (!line.input.empty() && !line.rate.empty())
-    return Wrong("--rate is for a picture without a file; --in has its own");
+    return BadCall("--rate is for a picture without a file; --in has its own");
   for (const auto& [name, value] : {std::pair("--trim", &line.trim), std::pair("--raw-in", &line.rawIn)}) {
-    if (!value->empty() && line.input.empty()) return Wrong(std::string(name) + " goes with --in");
+    if (!value->empty() && line.input.empty()) return BadCall(std::string(name) + " goes with --in");
   }
   for (const EffectRequest& effect : run.effects) {
-    if (!effect.saveStateFile.empty()) return Wrong("--save-state goes with render; a picture leaves no record");
+    if (!effect.saveStateFile.empty()) return BadCall("--save-state goes with render; a picture leaves no record");
     if (compares && !effect.preset.empty())
-      return Wrong("--compare tells the presets; --preset cannot stand beside it");
+      return BadCall("--compare tells the presets; --preset cannot stand beside it");
     for (const std::string* read : {&effect.stateFile, &line.input, &run.tempoMap}) {
       if (read->empty() || *read == "-" || run.output == "-") continue;
-      if (SameFile(*read, run.output)) return Wrong(run.output + " is what is read");
+      if (SameFile(*read, run.output)) return BadCall(run.output + " is what is read");
     }
-    if (effect.stateFile == "-" && line.input == "-") return Wrong("standard input cannot be read twice");
+    if (effect.stateFile == "-" && line.input == "-") return BadCall("standard input cannot be read twice");
   }
   const auto moves = [](const EffectRequest& effect) { return !effect.automations.empty(); };
   if (request.kind == PlotKind::kAutomation && std::none_of(run.effects.begin(), run.effects.end(), moves)) {
-    return Wrong(
+    return BadCall(
         "--automation draws what --automate moves, and the call moves nothing; such as --automate "
         "mod-rate:0:5:0.2:6 behind chorus");
   }
@@ -174,29 +175,30 @@ Outcome<PlotRequest> ParsePlot(std::span<const std::string> arguments) {
   PlotRequest request;
   PlotLineOptions line(request);
   const Outcome<CallParts> parts = CutCall(arguments, "plot", line, 0, &PlotHelp);
-  if (!parts) return parts.ending();
-  if (Check check = line.Parse(parts->run, "")) return *check;
+  if (!parts) return parts.earlyExit();
+  if (MaybeExit check = line.Parse(parts->run, "")) return *check;
   double scale = 1;
-  for (const Check& check : {line.TakeStream(request.run), TakeKind(line, request), TakeSize(line.size, request.look),
-                             TakeNumber("--scale", line.scale, 1, 4, "", scale)}) {
+  for (const MaybeExit& check :
+       {line.TakeStream(request.run), TakeKind(line, request), TakeSize(line.size, request.look),
+        TakeNumber("--scale", line.scale, 1, 4, "", scale)}) {
     if (check) return *check;
   }
   request.look.scale = scale;
   if (parts->positions.empty()) {
-    return Wrong("plot takes an effect (" + Joined(EffectNames(), ", ") +
-                 ") and OUT.png or OUT.svg; see korva plot --help");
+    return BadCall("plot takes an effect (" + Joined(EffectNames(), ", ") +
+                   ") and OUT.png or OUT.svg; see korva plot --help");
   }
   const std::string& output = parts->positions.back();
   if (!parts->effects.back().empty()) {
     const std::string& option = parts->effects.back().front();
-    return Wrong(option.substr(0, option.find('=')) + " goes behind the name of an effect, in front of OUT");
+    return BadCall(option.substr(0, option.find('=')) + " goes behind the name of an effect, in front of OUT");
   }
   Outcome<std::vector<EffectRequest>> effects = ParseEffects(*parts, parts->positions.size() - 1);
-  if (!effects) return effects.ending();
+  if (!effects) return effects.earlyExit();
   request.run.effects = std::move(*effects);
-  if (Check check = TakeOutput(output, request)) return *check;
+  if (MaybeExit check = TakeOutput(output, request)) return *check;
   if (!line.input.empty()) request.run.inputs = {line.input};
-  if (Check check = CheckPlot(line, request)) return *check;
+  if (MaybeExit check = CheckPlot(line, request)) return *check;
   request.title = TitleOf(arguments, output);
   return request;
 }

@@ -46,7 +46,7 @@ class MemoryOutput final : public SampleOutput {
  public:
   MemoryOutput(SampleFormat format, PlainSound& sound) : format_(format), sound_(sound) {}
 
-  Check Write(const void* data, std::size_t frames) override {
+  MaybeExit Write(const void* data, std::size_t frames) override {
     if (static_cast<double>(sound_.frames() + frames) > kMostSeconds * sound_.rate) {
       return Failed("what comes back lasts longer than " + DurationText(kMostSeconds) +
                     ", the most that a picture shows; --trim or --tail makes it shorter");
@@ -85,7 +85,7 @@ Outcome<double> AutomationSeconds(const RenderRequest& call) {
   for (const EffectRequest& effect : call.effects) {
     for (const std::string& text : effect.automations) {
       const Outcome<AutomatedSpan> span = ParseAutomation(*effect.effect, text);
-      if (!span) return span.ending();
+      if (!span) return span.earlyExit();
       seconds = std::max(seconds, static_cast<double>(span->segment.rtEnd) / 1e7);
     }
   }
@@ -100,12 +100,12 @@ struct ChainNature {
 Outcome<ChainNature> NatureOf(const PlotRun& run, std::vector<std::string>& remarks) {
   std::istringstream in(run.standardInput);
   const Outcome<double> moves = AutomationSeconds(run.call);
-  if (!moves) return moves.ending();
+  if (!moves) return moves.earlyExit();
   const Outcome<std::vector<PreparedEffect>> effects =
       PrepareEffects(run.call, {(*moves + 1) * run.call.rate, run.call.rate}, in, remarks);
-  if (!effects) return effects.ending();
+  if (!effects) return effects.earlyExit();
   const Outcome<std::optional<SongMap>> song = ReadSong(run.call);
-  if (!song) return song.ending();
+  if (!song) return song.earlyExit();
   ChainNature nature;
   for (const PreparedEffect& effect : *effects) {
     nature.movesTime = nature.movesTime || effect.instance.stretch != nullptr;
@@ -140,7 +140,7 @@ constexpr std::size_t kCurvePoints = 480;
 Outcome<FrequencyCurves> NoiseResponse(const PlotRun& run, std::vector<std::string>& remarks) {
   const PlainSound noise = Noise(run.call.rate, run.call.shape.channels);
   const Outcome<PlainSound> back = RunSound(run, noise, 0, remarks);
-  if (!back) return back.ending();
+  if (!back) return back.earlyExit();
   const std::vector<double> frequencies = ShownFrequencies(run.call.rate, kCurvePoints);
   const std::vector<PlotPoint> before = SpectrumOf(noise.Channel(0), noise.rate, frequencies);
   FrequencyCurves curves{"from noise", {}};
@@ -161,9 +161,9 @@ Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double
   const FormatRecord format = FormatOf(run.call, sound);
   const double frames = static_cast<double>(sound.frames() + silentFrames);
   const Outcome<PreparedChain> prepared = PrepareChain(run.call, {frames, sound.rate}, format, in, remarks);
-  if (!prepared) return prepared.ending();
+  if (!prepared) return prepared.earlyExit();
   const Outcome<GaugedChain> chain = GaugeChain(run.call, prepared->effects, format);
-  if (!chain) return chain.ending();
+  if (!chain) return chain.earlyExit();
   MemoryInput input(sound, run.call.shape.gain, silentFrames);
   PlainSound back;
   back.channels = sound.channels;
@@ -171,15 +171,15 @@ Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double
   MemoryOutput output(run.call.format.value_or(SampleFormat::kFloat32), back);
   const Outcome<ChainResult> result =
       RunChain(input, output, format, prepared->cut, chain->links, !run.call.noTail, [](std::int64_t) {});
-  if (!result) return result.ending();
+  if (!result) return result.earlyExit();
   return back;
 }
 
 Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std::string>& remarks) {
   const Outcome<ChainNature> nature = NatureOf(run, remarks);
-  if (!nature) return nature.ending();
+  if (!nature) return nature.earlyExit();
   const Outcome<double> moves = AutomationSeconds(run.call);
-  if (!moves) return moves.ending();
+  if (!moves) return moves.earlyExit();
   // What moves sound in time needs some before the impulse, or it would stand in its first block alone.
   constexpr double kLead = 0.25;
   if (nature->movesTime) lead += kLead;
@@ -192,7 +192,7 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
   for (;;) {
     remarks.clear();
     Outcome<PlainSound> back = RunSound(run, sound, silence, remarks);
-    if (!back) return back.ending();
+    if (!back) return back.earlyExit();
     const auto quiet = static_cast<std::size_t>(kQuiet * back->rate);
     const bool isOver = FramesAbove(*back, kSilentLevel) + quiet <= back->frames();
     if (isOver || run.call.tail || silence >= kMostSilence) return ImpulseRun{{"", std::move(*back)}, lead};
@@ -203,12 +203,12 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
 Outcome<std::vector<FrequencyCurves>> RunResponse(const PlotRun& run, std::size_t moments,
                                                   std::vector<std::string>& remarks) {
   const Outcome<ChainNature> nature = NatureOf(run, remarks);
-  if (!nature) return nature.ending();
+  if (!nature) return nature.earlyExit();
   std::vector<FrequencyCurves> all;
   if (nature->movesTime) {
     remarks.clear();
     Outcome<FrequencyCurves> curves = NoiseResponse(run, remarks);
-    if (!curves) return curves.ending();
+    if (!curves) return curves.earlyExit();
     all.push_back(std::move(*curves));
     return all;
   }
@@ -220,7 +220,7 @@ Outcome<std::vector<FrequencyCurves>> RunResponse(const PlotRun& run, std::size_
   for (std::size_t moment = 0; moment < moments; ++moment) {
     const double lead = cycle * static_cast<double>(moment) / static_cast<double>(moments);
     const Outcome<ImpulseRun> impulse = RunImpulse(run, lead, remarks);
-    if (!impulse) return impulse.ending();
+    if (!impulse) return impulse.earlyExit();
     const PlainSound& back = impulse->back.sound;
     FrequencyCurves curves{moments > 1 ? "at " + ShortNumber(lead, 2) + " s" : "", {}};
     const auto from = static_cast<std::size_t>(std::llround(lead * back.rate));
@@ -253,10 +253,10 @@ PlainSound Sweep(std::uint32_t rate, std::uint32_t channels) {
 Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call, std::istream& in) {
   const RawSound* const raw = call.rawIn ? &*call.rawIn : nullptr;
   Outcome<SoundReader> reader = path == "-" ? SoundReader::OpenStream(in, raw) : SoundReader::Open(path, raw);
-  if (!reader) return reader.ending();
+  if (!reader) return reader.earlyExit();
   if (call.shape.channels > 1 && reader->traits().channels > 1 && call.shape.channels != reader->traits().channels) {
-    return Wrong("--channels makes one channel of several, or several of one; the input has " +
-                 std::to_string(reader->traits().channels));
+    return BadCall("--channels makes one channel of several, or several of one; the input has " +
+                   std::to_string(reader->traits().channels));
   }
   InputShape shape = call.shape;
   shape.gain = 1;
@@ -268,7 +268,7 @@ Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call
   std::vector<float> part(kAtOnce * sound.channels);
   for (;;) {
     const Outcome<std::size_t> got = input.Read(SampleFormat::kFloat32, part.data(), kAtOnce);
-    if (!got) return got.ending();
+    if (!got) return got.earlyExit();
     if (*got == 0) break;
     sound.samples.insert(sound.samples.end(), part.begin(),
                          part.begin() + static_cast<std::ptrdiff_t>(*got * sound.channels));

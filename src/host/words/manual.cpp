@@ -70,7 +70,7 @@ std::string WithoutNumber(const std::string& choice) {
 
 }  // namespace
 
-Check WriteManual(std::ostream& out) {
+MaybeExit WriteManual(std::ostream& out) {
   SpeakEnglish();
   out << ".TH KORVA 1 \"\" \"korva " KORVA_VERSION
          "\" \"User Commands\"\n.SH NAME\nkorva \\- six audio effects for "
@@ -114,7 +114,7 @@ Check WriteManual(std::ostream& out) {
   return std::nullopt;
 }
 
-Check WriteBashCompletion(std::ostream& out) {
+MaybeExit WriteBashCompletion(std::ostream& out) {
   SpeakEnglish();
   std::vector<std::string> commands;
   out << "# bash completion for korva, written by `korva docs --bash`\n"

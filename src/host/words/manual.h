@@ -8,8 +8,8 @@
 namespace korva {
 
 /// The manual page korva(1).
-Check WriteManual(std::ostream& out);
+MaybeExit WriteManual(std::ostream& out);
 /// A script for bash that completes commands, effects, options, presets, parameters and choices.
-Check WriteBashCompletion(std::ostream& out);
+MaybeExit WriteBashCompletion(std::ostream& out);
 
 }  // namespace korva

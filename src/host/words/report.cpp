@@ -45,8 +45,8 @@ std::vector<std::string> Faults(const SoundPlan& plan, const RunReport& report) 
                      NumberText(std::round(over * 10) / 10) +
                      " dB; --normalize 0, a --gain below 0 or --bits float avoids it");
   }
-  if (report.result.levels.unreal() != 0) {
-    faults.push_back(are(static_cast<std::int64_t>(report.result.levels.unreal()), "sample of the output") +
+  if (report.result.levels.notFinite() != 0) {
+    faults.push_back(are(static_cast<std::int64_t>(report.result.levels.notFinite()), "sample of the output") +
                      " infinite or no number");
   }
   if (!report.lost.empty()) faults.push_back("not kept from the input: " + Joined(report.lost, ", "));
@@ -68,8 +68,8 @@ std::string Described(const RenderRequest& request) {
     details.insert(details.end(), one.settings.begin(), one.settings.end());
     if (one.wet) details.emplace_back("wet");
     for (const std::string& text : one.automations) details.push_back(text.substr(0, text.find(':')) + " automated");
-    const std::string told = details.empty() ? "defaults" : Joined(details, ", ");
-    effects.push_back(std::string(description.name) + " (" + told + ")");
+    const std::string settings = details.empty() ? "defaults" : Joined(details, ", ");
+    effects.push_back(std::string(description.name) + " (" + settings + ")");
   }
   return Joined(effects, ", then ");
 }
