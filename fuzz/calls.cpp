@@ -16,10 +16,10 @@ namespace {
 template <class Result>
 bool Holds(const Result& result) {
   if (result) return true;
-  Require(!result.ending().text.empty(), "a refusal says why");
+  Require(!result.earlyExit().text.empty(), "a refusal says why");
   return false;
 }
-void Told(const Check& check) {
+void Told(const MaybeExit& check) {
   Require(!check || (check->exitCode != kDone && !check->text.empty()), "a refusal says why");
 }
 
