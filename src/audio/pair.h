@@ -39,6 +39,7 @@ struct Pair {
 
   // Masks: all bits of a half, or none.
   friend Pair Less(Pair a, Pair b) noexcept { return {_mm_cmplt_pd(a.value, b.value)}; }
+  friend Pair Equal(Pair a, Pair b) noexcept { return {_mm_cmpeq_pd(a.value, b.value)}; }
   friend Pair AtLeast(Pair a, Pair b) noexcept { return {_mm_cmpge_pd(a.value, b.value)}; }
   /// `kBit`, 0 to 31, of a half's own bits as a mask.
   template <int kBit>

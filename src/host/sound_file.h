@@ -13,6 +13,7 @@
 
 #include "audio/sample_format.h"
 #include "host/files/channel_order.h"
+#include "host/files/dither.h"
 #include "host/files/file_bits.h"
 #include "host/files/sound_notes.h"
 #include "host/outcome.h"
@@ -157,14 +158,17 @@ class SoundWriter final : public SampleOutput {
   EarlyExit Failure() const;
   MaybeExit CheckRoom(std::size_t frames) const;
   MaybeExit Count(sf_count_t written, std::size_t frames);
-  void Narrow(const double* from, std::size_t samples, std::int32_t* to) noexcept;
+  template <class Policy, class Word>
+  void Narrow(const typename Policy::Sample* from, std::size_t samples, Word* to) noexcept;
+  template <class Policy>
+  sf_count_t WriteNarrowed(const typename Policy::Sample* data, std::size_t frames);
 
   SoundFileHandle file_;
   SoundPlan plan_;
   std::string name_;
   std::span<const std::uint8_t> order_;
   std::int64_t written_ = 0, clipped_ = 0;
-  std::uint64_t random_ = 0x9E3779B97F4A7C15U;
+  Dither dither_;
   std::vector<std::int16_t> shorts_;
   std::vector<std::int32_t> wholes_;
   std::vector<std::uint8_t> ordered_;

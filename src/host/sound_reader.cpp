@@ -246,7 +246,15 @@ std::int64_t SoundReader::ReadAs(typename Policy::Sample* target, std::int64_t f
   const std::size_t samples = static_cast<std::size_t>(frames) * traits_.channels;
   constexpr SampleFormat kFormat = Policy::kFormat;
   if constexpr (kFormat == SampleFormat::kFloat64) return sf_readf_double(file, target, frames);
-  if constexpr (kFormat == SampleFormat::kFloat32) return sf_readf_float(file, target, frames);
+  if constexpr (kFormat == SampleFormat::kFloat32) {
+    if (ownFormat_ != SampleFormat::kPcm16) return sf_readf_float(file, target, frames);
+    // The library's values, without its call for each sample.
+    shorts_.resize(samples);
+    const sf_count_t got = sf_readf_short(file, shorts_.data(), frames);
+    const std::size_t count = static_cast<std::size_t>(got) * traits_.channels;
+    for (std::size_t i = 0; i < count; ++i) target[i] = static_cast<float>(shorts_[i]) * 0x1p-15F;
+    return got;
+  }
   if constexpr (kFormat == SampleFormat::kPcm32) {
     if (isWhole_) return sf_readf_int(file, target, frames);
   }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "audio/sample_lanes.h"
 #include "host/sound_file.h"
 
 namespace korva {
@@ -51,13 +52,66 @@ MaybeExit SoundWriter::Count(sf_count_t written, std::size_t frames) {
   return std::nullopt;
 }
 
+/// The nearest values of the file in the upper bits of words. Noise of two dice before the rounding parts its error
+/// from the sound (Lipshitz, Wannamaker and Vanderkooy, "Quantization and Dither", 1992); what lies on the file's grid
+/// needs none.
+template <class Policy, class Word>
+void SoundWriter::Narrow(const typename Policy::Sample* from, std::size_t samples, Word* to) noexcept {
+  const int bits = static_cast<int>(CountOf(plan_.bits));
+  const double full = std::ldexp(1.0, bits - 1);
+  // In units of the noise.
+  const Pair scale = Pair::Both(full / Dither::kUnit);
+  const IntegerScale grid{1 / full, Dither::kUnit, -full, full - 1};
+  // Everything lies on the grid where no noise is wanted.
+  const Pair bias = Pair::Both(plan_.dither ? kRoundingBias / Dither::kUnit : 0);
+  const Pair highest = Pair::Both((full - 0.5) / Dither::kUnit), lowest = Pair::Both((-full - 0.5) / Dither::kUnit);
+  const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(sizeof(Word)) * 8 - bits);
+  Pair clipped = Pair::Both(0.0);
+  const auto aim = [&](Pair value, __m128i dice) {
+    const Pair exact = value * scale;
+    clipped = clipped + (Pair::Both(1.0) & (Less(highest, exact) ^ Less(exact, lowest)));
+    return exact + Without(Pair{_mm_cvtepi32_pd(dice)}, Equal(exact + bias - bias, exact));
+  };
+  while (samples != 0) {
+    const std::span<const std::int32_t> noise = dither_.Take(samples);
+    for (std::size_t i = 0; i < noise.size(); i += 4) {
+      const std::size_t left = noise.size() - i;
+      const Four four = left >= 4 ? ReadFour(Policy{}, from + i) : ReadSome<Policy>(from + i, left);
+      const __m128i dice = _mm_loadu_si128(reinterpret_cast<const __m128i*>(noise.data() + i));
+      const Four aims{aim(four.a, dice), aim(four.b, _mm_unpackhi_epi64(dice, dice))};
+      const __m128i words = _mm_sll_epi32(lanes::Rounded(aims, grid), shift);
+      if constexpr (sizeof(Word) == sizeof(std::int16_t)) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(to + i), _mm_packs_epi32(words, words));
+      } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i), words);
+      }
+    }
+    from += noise.size();
+    to += noise.size();
+    samples -= noise.size();
+  }
+  clipped_ += static_cast<std::int64_t>(clipped.low() + clipped.high());
+}
+
+template <class Policy>
+sf_count_t SoundWriter::WriteNarrowed(const typename Policy::Sample* data, std::size_t frames) {
+  const std::size_t samples = frames * plan_.traits.channels;
+  const auto put = [&](auto& words, auto write) {
+    words.resize(samples + Dither::kSpare);
+    Narrow<Policy>(data, samples, words.data());
+    Reorder(order_, true, words.data(), sizeof words[0], frames);
+    return write(file_.get(), words.data(), static_cast<sf_count_t>(frames));
+  };
+  return CountOf(plan_.bits) <= 16 ? put(shorts_, sf_writef_short) : put(wholes_, sf_writef_int);
+}
+
 MaybeExit SoundWriter::Write(const void* data, std::size_t frames) {
   if (const MaybeExit check = CheckRoom(frames)) return check;
   const std::size_t samples = frames * plan_.traits.channels;
   const unsigned bits = CountOf(plan_.bits);
   errno = 0;
   const auto count = static_cast<sf_count_t>(frames);
-  std::optional<sf_count_t> written = VisitFormat(plan_.format, [&](auto policy) -> std::optional<sf_count_t> {
+  const sf_count_t written = VisitFormat(plan_.format, [&](auto policy) {
     using Policy = decltype(policy);
     using Sample = typename Policy::Sample;
     SNDFILE* const file = file_.get();
@@ -84,63 +138,21 @@ MaybeExit SoundWriter::Write(const void* data, std::size_t frames) {
       if constexpr (kFormat == SampleFormat::kFloat32) return sf_writef_float(file, in, count);
       if constexpr (kFormat == SampleFormat::kFloat64) return sf_writef_double(file, in, count);
     }
-    doubles_.resize(samples);
-    for (std::size_t i = 0; i < samples; ++i) doubles_[i] = Policy::Read(static_cast<const Sample*>(data)[i]);
-    return std::nullopt;
+    return WriteNarrowed<Policy>(static_cast<const Sample*>(data), frames);
   });
-  return written ? Count(*written, frames) : WriteDoubles(doubles_.data(), frames);
-}
-
-/// The nearest values of the file in the upper bits of words. Noise of two dice before the rounding parts its error
-/// from the sound (Lipshitz, Wannamaker and Vanderkooy, "Quantization and Dither", 1992); what lies on the file's grid
-/// needs none.
-void SoundWriter::Narrow(const double* from, std::size_t samples, std::int32_t* to) noexcept {
-  // So far off that it is clipped anyway, and not too far for whole numbers to be found by adding the bias.
-  constexpr double kFar = 0x1p50;
-  const unsigned bits = CountOf(plan_.bits);
-  const double scale = std::ldexp(1.0, static_cast<int>(bits) - 1);
-  std::uint64_t random = random_;
-  const auto die = [&random] {
-    random ^= random << 13U;
-    random ^= random >> 7U;
-    random ^= random << 17U;
-    return static_cast<double>(static_cast<std::int64_t>(random >> 11U)) * 0x1p-53;
-  };
-  std::int64_t clipped = 0;
-  for (std::size_t i = 0; i < samples; ++i) {
-    const double exact = std::isnan(from[i]) ? 0.0 : std::clamp(from[i] * scale, -kFar, kFar);
-    double rounded = exact + kRoundingBias - kRoundingBias;
-    if (plan_.dither && rounded != exact) {
-      const double first = die();
-      const double aim = exact + (first - die()) + 0.5;
-      // Downwards, without a branch that could only be guessed.
-      const auto whole = static_cast<std::int64_t>(aim);
-      rounded = static_cast<double>(whole - static_cast<std::int64_t>(static_cast<double>(whole) > aim));
-    }
-    clipped += exact > scale - 0.5 || exact < -scale - 0.5 ? 1 : 0;
-    const double held = std::clamp(rounded, -scale, scale - 1);
-    to[i] = static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int32_t>(held)) << (32U - bits));
-  }
-  random_ = random;
-  clipped_ += clipped;
+  return Count(written, frames);
 }
 
 MaybeExit SoundWriter::WriteDoubles(const double* data, std::size_t frames) {
   if (const MaybeExit check = CheckRoom(frames)) return check;
-  const std::size_t samples = frames * plan_.traits.channels;
-  const auto count = static_cast<sf_count_t>(frames);
   errno = 0;
-  if (CountOf(plan_.bits) == 0) {
-    doubles_.assign(data, data + samples);
-    const bool isPacked = plan_.sampleText.find("float") == std::string::npos;
-    for (std::size_t i = 0; isPacked && i < samples; ++i) clipped_ += std::fabs(data[i]) > 1 ? 1 : 0;
-    Reorder(order_, true, doubles_.data(), sizeof(double), frames);
-    return Count(sf_writef_double(file_.get(), doubles_.data(), count), frames);
-  }
-  wholes_.resize(samples);
-  Narrow(data, samples, wholes_.data());
-  Reorder(order_, true, wholes_.data(), sizeof(std::int32_t), frames);
-  return Count(sf_writef_int(file_.get(), wholes_.data(), count), frames);
+  if (CountOf(plan_.bits) != 0) return Count(WriteNarrowed<Float64>(data, frames), frames);
+  const std::size_t samples = frames * plan_.traits.channels;
+  doubles_.assign(data, data + samples);
+  const bool isPacked = plan_.sampleText.find("float") == std::string::npos;
+  for (std::size_t i = 0; isPacked && i < samples; ++i) clipped_ += std::fabs(data[i]) > 1 ? 1 : 0;
+  Reorder(order_, true, doubles_.data(), sizeof(double), frames);
+  return Count(sf_writef_double(file_.get(), doubles_.data(), static_cast<sf_count_t>(frames)), frames);
 }
 
 EarlyExit SoundWriter::Failure() const {
