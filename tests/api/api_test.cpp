@@ -21,9 +21,7 @@ class Api : public HostTest {
   void Quieten(const std::string& name) const {
     Sound sound = Read(name);
     for (double& sample : sound.samples) sample *= 1e-37;
-    SNDFILE* const file = sf_open(Path(name).c_str(), SFM_WRITE, &sound.info);
-    sf_write_double(file, sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
-    sf_close(file);
+    PutSamples(name, SF_FORMAT_WAV | SF_FORMAT_FLOAT, sound.samples, sound.channels);
   }
 };
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <set>
 
 #include "rig.h"
@@ -16,11 +15,8 @@ class FilesTest : public HostTest {
     PutSamples(name, format, samples, static_cast<int>(values.size()));
   }
   double Level(const Sound& sound, std::size_t channel) const {
-    const auto channels = static_cast<std::size_t>(sound.info.channels);
+    const auto channels = static_cast<std::size_t>(sound.channels);
     return sound.samples[sound.samples.size() / channels / 2 * channels + channel];
-  }
-  Run Bypassed(const std::string& words) const {
-    return KorvaLine("render " + words + " chorus --set bypass=on --overwrite");
   }
 };
 
@@ -30,53 +26,12 @@ TEST_F(FilesTest, ChannelsKeepTheirPlacesInEveryContainer) {
   const std::vector<double> vorbis = {0.1, 0.2, -0.1, -0.3, 0.3, 0.0};
   // A constant is no sound to a codec: a slow square wave is.
   PutLevels("in.wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, wave);
-  ASSERT_EQ(Bypassed("@in.wav @out.ogg").exitCode, 0);
-  ASSERT_EQ(Bypassed("@out.ogg @back.wav --bits float").exitCode, 0);
+  Bypassed("@in.wav @out.ogg");
+  Bypassed("@out.ogg @back.wav --bits float");
   const Sound packed = Read("out.ogg"), back = Read("back.wav");
   for (std::size_t c = 0; c < wave.size(); ++c) {
     EXPECT_NEAR(Level(packed, c), vorbis[c], 0.03) << c;
     EXPECT_NEAR(Level(back, c), wave[c], 0.03) << c;
-  }
-}
-
-TEST_F(FilesTest, NotesStayWhereTheyAreTrueAndAreNamedWhereTheyAreLost) {
-  SF_INFO info{};
-  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  info.channels = 1;
-  info.samplerate = 48000;
-  SNDFILE* const file = sf_open(Path("in.wav").c_str(), SFM_WRITE, &info);
-  sf_set_string(file, SF_STR_TITLE, "A title");
-  sf_set_string(file, SF_STR_ALBUM, "An album");
-  SF_CUES cues{};
-  cues.cue_count = 1;
-  cues.cue_points[0].sample_offset = 500;
-  sf_command(file, SFC_SET_CUE, &cues, sizeof cues);
-  SF_BROADCAST_INFO broadcast{};
-  std::memcpy(broadcast.originator, "a studio", 8);
-  sf_command(file, SFC_SET_BROADCAST_INFO, &broadcast, sizeof broadcast);
-  const std::vector<double> samples(4800, 0.25);
-  sf_writef_double(file, samples.data(), 4800);
-  sf_close(file);
-  struct Case {
-    const char *out, *chain, *lost;
-    bool marks;
-  };
-  for (const Case& c : {Case{"out.wav", "reverb", "", true},
-                        {"out.wav", "time-stretch", "not kept from the input: markers", false},
-                        {"out.flac", "reverb", "the broadcast record, markers", false},
-                        {"out.au", "reverb", "title, album, the broadcast record, markers", false}}) {
-    const Run run = KorvaLine(std::string("render @in.wav @") + c.out + " --overwrite " + c.chain);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_NE(run.err.find(c.lost), std::string::npos) << run.err;
-    EXPECT_EQ(run.err.find("not kept") == std::string::npos, *c.lost == '\0') << run.err;
-    SF_INFO got{};
-    SNDFILE* const out = sf_open(Path(c.out).c_str(), SFM_READ, &got);
-    const char* const title = sf_get_string(out, SF_STR_TITLE);
-    EXPECT_EQ(title == nullptr ? "" : std::string(title), std::string(c.out) == "out.au" ? "" : "A title") << c.out;
-    std::uint32_t count = 0;
-    sf_command(out, SFC_GET_CUE_COUNT, &count, sizeof count);
-    EXPECT_EQ(count, c.marks ? 1U : 0U) << c.out << c.chain;
-    sf_close(out);
   }
 }
 
@@ -92,29 +47,28 @@ TEST_F(FilesTest, FilesWhoseLengthWasNeverToldAreReadToTheirEnd) {
   Put("beyond.wav", with("in.wav", "data", std::string("\x00\x00\x10\x00", 4)));
   Put("piped.aiff", with("in.aiff", "SSND", "\x7F\x00\x00\x08"));
   for (const char* name : {"killed.wav", "beyond.wav", "piped.aiff"}) {
-    const Run run = Bypassed(std::string("@") + std::string(name) + " @out.wav");
-    EXPECT_EQ(run.exitCode, 0) << run.err;
+    const Run run = Bypassed(std::string("@") + name + " @out.wav");
     EXPECT_NE(run.err.find("does not tell its length"), std::string::npos) << name << run.err;
-    EXPECT_NEAR(static_cast<double>(Read("out.wav").info.frames), 2000, 2) << name;
+    EXPECT_NEAR(static_cast<double>(Read("out.wav").frames), 2000, 2) << name;
   }
 }
 
 TEST_F(FilesTest, ClippingIsCountedWhereItHappens) {
   PutLevels("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, {0.9});
-  const char* const loud = " simple-delay --set dry-out=0 --set delay-out=0 --set delay=5 --set decay=5";
-  const Run middle = KorvaLine(std::string("render @in.wav @out.wav --overwrite --format s16") + loud + " chorus");
-  EXPECT_NE(middle.err.find("simple-delay drove "), std::string::npos) << middle.err;
-  EXPECT_EQ(middle.err.find("chorus drove"), std::string::npos) << middle.err;
-  const Run file = KorvaLine(std::string("render @in.wav @out.wav --overwrite") + loud);
-  EXPECT_NE(file.err.find("clipped in the file"), std::string::npos) << file.err;
-  EXPECT_EQ(KorvaLine(std::string("render @in.wav @out.wav --overwrite --normalize -1") + loud).err.find("clipped"),
-            std::string::npos);
+  const std::string loud =
+      "@in.wav @out.wav simple-delay --set dry-out=0 --set delay-out=0 --set delay=5 --set decay=5";
+  const std::string middle = Render(loud + " --format s16 chorus").err;
+  EXPECT_NE(middle.find("simple-delay drove "), std::string::npos) << middle;
+  EXPECT_EQ(middle.find("chorus drove"), std::string::npos) << middle;
+  const std::string file = Render(loud).err;
+  EXPECT_NE(file.find("clipped in the file"), std::string::npos) << file;
+  EXPECT_EQ(Render(loud + " --normalize -1").err.find("clipped"), std::string::npos);
 }
 
 // What lies on the file's grid stays as it is; anything else is narrowed with noise of a least significant bit.
 TEST_F(FilesTest, NarrowingDithersAndLeavesTheGridAlone) {
   PutLevels("in.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, {0.25, 0.3 / 32768, 0});
-  ASSERT_EQ(Bypassed("@in.wav @out.wav --bits 16").exitCode, 0);
+  Bypassed("@in.wav @out.wav --bits 16");
   const Sound out = Read("out.wav");
   std::set<double> middle;
   double sum = 0;
@@ -126,7 +80,7 @@ TEST_F(FilesTest, NarrowingDithersAndLeavesTheGridAlone) {
   }
   EXPECT_EQ(middle, (std::set<double>{-1, 0, 1}));
   EXPECT_NEAR(sum / 4800, 0.3, 0.05) << "the mean is kept";
-  ASSERT_EQ(Bypassed("@in.wav @out.wav --bits 16 --no-dither").exitCode, 0);
+  Bypassed("@in.wav @out.wav --bits 16 --no-dither");
   EXPECT_EQ(Read("out.wav").samples[1], 0);
 }
 
@@ -145,25 +99,23 @@ TEST_F(FilesTest, TheSoundIsShapedBeforeAndAfterTheChain) {
                         {"mono", "--rate 24000", 24000, 1, 2400, 0.25},
                         {"mono", "--trim 0.02:0.05", 48000, 1, 1440, 0.25},
                         {"mono", "--trim 0.05:", 48000, 1, 2400, 0.25}}) {
-    const Run run = Bypassed(std::string("@") + std::string(c.input) + ".wav @out.wav " + c.options);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
+    Bypassed(std::string("@") + c.input + ".wav @out.wav " + c.options);
     const Sound out = Read("out.wav");
-    EXPECT_EQ(std::tuple(out.info.samplerate, out.info.channels), std::tuple(c.rate, c.channels)) << c.options;
-    EXPECT_EQ(out.info.frames, c.frames) << c.options;
+    EXPECT_EQ(std::tuple(out.rate, out.channels, out.frames), std::tuple(c.rate, c.channels, c.frames)) << c.options;
     EXPECT_NEAR(Level(out, 0), c.level, 1e-4) << c.options;
   }
   // Opus has no 44100 Hz, and no sound of its own below 8000.
   PutSound("cd.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, 44100);
   const Run run = Bypassed("@cd.wav @out.opus");
   EXPECT_NE(run.err.find("from 44100 to 48000 Hz"), std::string::npos) << run.err;
-  EXPECT_NEAR(static_cast<double>(Read("out.opus").info.frames), 48000, 10);
+  EXPECT_NEAR(static_cast<double>(Read("out.opus").frames), 48000, 10);
 }
 
 TEST_F(FilesTest, RawSoundsComeAndGo) {
   PutSound("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 1000);
-  ASSERT_EQ(Bypassed("@in.wav @raw.bin --raw-out").exitCode, 0);
+  Bypassed("@in.wav @raw.bin --raw-out");
   EXPECT_EQ(Bytes("raw.bin"), Bytes("in.wav").substr(44));
-  ASSERT_EQ(Bypassed("@raw.bin @out.wav --raw-in 48000:2:s16").exitCode, 0);
+  Bypassed("@raw.bin @out.wav --raw-in 48000:2:s16");
   EXPECT_EQ(Read("out.wav").samples, Read("in.wav").samples);
 }
 

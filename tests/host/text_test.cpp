@@ -2,7 +2,6 @@
 
 #include "frame/row_values.h"
 #include "host/automation_text.h"
-#include "host/nearest.h"
 #include "host/number_text.h"
 #include "host/parameter_text.h"
 #include "host/pitchtime_habits.h"
@@ -18,64 +17,28 @@ const EffectRow& Effect(const char* name) {
   return **FindEffect(name);
 }
 
-TEST(NumberText, TakesWholeFiniteNumbersOnly) {
-  struct Case {
-    const char* text;
-    double value;  // not-a-number: refused
-  };
-  for (const auto& [text, value] : {Case{"1", 1},
-                                    {"-2.5", -2.5},
-                                    {"+3", 3},
-                                    {"1e3", 1000},
-                                    {"", NAN},
-                                    {"+", NAN},
-                                    {"+-1", NAN},
-                                    {"1x", NAN},
-                                    {" 1", NAN},
-                                    {"nan", NAN},
-                                    {"inf", NAN},
-                                    {"1e999", NAN},
-                                    {"0,8", NAN},
-                                    {"0x10", NAN},
-                                    {"--1", NAN}}) {
-    const std::optional<double> parsed = ParseNumber(text);
-    EXPECT_EQ(parsed.has_value(), !std::isnan(value)) << text;
-    if (parsed) {
-      EXPECT_EQ(*parsed, value) << text;
-    }
+TEST(NumberText, WholeFiniteNumbersAndDurationsAreTaken) {
+  for (const char* bad : {"", "+", "+-1", "1x", " 1", "nan", "inf", "1e999", "0,8", "0x10", "--1"}) {
+    EXPECT_FALSE(ParseNumber(bad)) << bad;
   }
-}
-
-TEST(NumberText, DurationsAreReadAndShown) {
+  EXPECT_EQ(ParseNumber("+3"), 3);
+  EXPECT_EQ(ParseNumber("-2.5e3"), -2500);
   struct Case {
     const char* text;
     double seconds;
     const char* shown;
   };
-  for (const auto& [text, seconds, shown] : {Case{"0", 0, "0.00 s"},
-                                             {"0.0125", 0.0125, "12.5 ms"},
+  for (const auto& [text, seconds, shown] : {Case{"0.0125", 0.0125, "12.5 ms"},
                                              {"59.25", 59.25, "59.25 s"},
                                              {"90", 90, "1:30.00"},
-                                             {"1:30.5", 90.5, "1:30.50"},
                                              {"1:02:03", 3723, "1:02:03.00"},
                                              {"59:59.999", 3599.999, "1:00:00.00"}}) {
-    ASSERT_TRUE(ParseDuration(text)) << text;
-    EXPECT_EQ(*ParseDuration(text), seconds) << text;
+    EXPECT_EQ(ParseDuration(text), seconds) << text;
     EXPECT_EQ(DurationText(seconds), shown);
   }
   for (const char* bad : {"", ":", "1:", ":30", "1:60", "1.5:30", "-1", "-1:30", "1:2:3:4", "1:99:00", "nan"}) {
     EXPECT_FALSE(ParseDuration(bad)) << bad;
   }
-}
-
-TEST(Nearest, FindsWhatWasMeantAndNothingElse) {
-  const std::vector<std::string> names = {"delay", "decay", "dry-out", "delay-out", "feedback"};
-  EXPECT_EQ(NearestNames("delya", names).front(), "delay");
-  EXPECT_EQ(NearestNames("Dry_Out", names), std::vector<std::string>{"dry-out"});
-  EXPECT_EQ(NearestNames("back", names), std::vector<std::string>{"feedback"});
-  EXPECT_TRUE(NearestNames("zzzzz", names).empty());
-  EXPECT_TRUE(NearestNames(std::string(100000, 'x'), names).empty());
-  EXPECT_TRUE(NearestNames("--", names).empty());
 }
 
 // Everything that is shown may be typed, and gives the same block again.
@@ -124,15 +87,12 @@ TEST(ParameterText, BothEndsOfEveryRangeAreTakenAndNothingBeyond) {
 
 TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
   PitchsParams pitch{};
-  const EffectRow& pitchShift = Effect("pitch-shift");
-  ASSERT_FALSE(ApplySetting(pitchShift, "semitones=4", {}, &pitch));
-  EXPECT_EQ(pitch.transposition, TranspositionOf(4, 0));
-  ASSERT_FALSE(ApplySetting(pitchShift, "cents=-10.5", {}, &pitch));
-  EXPECT_EQ(pitch.centTenths, -105);
-  EXPECT_EQ(pitch.transposition, TranspositionOf(4, -105));
-  ASSERT_FALSE(ApplySetting(pitchShift, "transposition=1.5", {}, &pitch));
-  EXPECT_EQ(pitch.transposition, 1.5);
-
+  for (const auto& [setting, transposition] : {std::pair("semitones=4", TranspositionOf(4, 0)),
+                                               {"cents=-10.5", TranspositionOf(4, -105)},
+                                               {"transposition=1.5", 1.5}}) {
+    EXPECT_FALSE(ApplySetting(Effect("pitch-shift"), setting, {}, &pitch));
+    EXPECT_EQ(pitch.transposition, transposition) << setting;
+  }
   const EffectRow& stretch = Effect("time-stretch");
   const MaterialLength minute{60.0 * 44100, 44100};
   struct Case {
@@ -144,16 +104,13 @@ TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
                                          {"duration=1:30", 15000},
                                          {"duration=90", 15000},
                                          {"tempo=120:10", 0},
-                                         {"tempo=0:10", 0},
                                          {"tempo=120:0", 0},
                                          {"tempo=120:nan", 0},
-                                         {"tempo=600:500", 0},
                                          {"duration=1", 0},
                                          {"duration=10:00", 0},
                                          // To the millisecond, as on the page.
                                          {"duration=0:59.9999", FramesOfTime(59999, 44100) / 2646000 * 10000},
                                          {"duration=soon", 0},
-                                         {"duration=9e1", 0},
                                          {"percent=49", 0}}) {
     TimeParams time{10000.0, 0, 12000, 2646000.0, 0, 0};
     const MaybeExit check = ApplySetting(stretch, setting, minute, &time);
@@ -174,10 +131,7 @@ TEST(AutomationText, FieldsBecomeASegmentInTheRowsOwnUnits) {
   EXPECT_EQ(span->segment.valEnd, 35.0F);
   EXPECT_EQ(span->segment.iCurve, MP_CURVE_SQUARE);
   EXPECT_EQ(ParseAutomation(Effect("chorus"), "delay:0:1:5:6")->segment.iCurve, MP_CURVE_LINEAR);
-  const auto jump = ParseAutomation(Effect("chorus"), "bypass:0:1:on:off:jump");
-  ASSERT_TRUE(jump);
-  EXPECT_EQ(jump->segment.iCurve, MP_CURVE_JUMP);
-  EXPECT_FALSE(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off")) << "a switch cannot ramp";
+  EXPECT_EQ(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off:jump")->segment.iCurve, MP_CURVE_JUMP);
 }
 
 }  // namespace

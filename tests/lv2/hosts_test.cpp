@@ -36,7 +36,7 @@ class Lv2Hosts : public HostTest {
   /// Whether what a host wrote, `late` frames late, is `wanted`, as far as it goes.
   bool Same(const std::string& file, const std::vector<double>& wanted, std::size_t late = 0) const {
     const Sound sound = Read(file);
-    const std::size_t skip = late * static_cast<std::size_t>(sound.info.channels);
+    const std::size_t skip = late * static_cast<std::size_t>(sound.channels);
     return sound.samples.size() > skip && wanted.size() + skip >= sound.samples.size() &&
            std::equal(sound.samples.begin() + static_cast<std::ptrdiff_t>(skip), sound.samples.end(), wanted.begin());
   }

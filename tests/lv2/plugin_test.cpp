@@ -4,8 +4,8 @@
 #include <random>
 
 #include "host/rig.h"
-#include "lv2/counted_calls.h"
 #include "lv2/plugin_host.h"
+#include "support/counted_calls.h"
 
 namespace korva {
 namespace {
@@ -29,7 +29,7 @@ TEST(Lv2Plugin, RunAsksForNoMemoryAndWaitsForNoLockWhateverChanges) {
   GTEST_SKIP() << "the sanitizers count for themselves";
 #endif
   static void* volatile kept = nullptr;
-  ASSERT_EQ(Counted([] { kept = std::malloc(1); }).requests, 1);
+  ASSERT_EQ(CountedCalls([] { kept = std::malloc(1); }).requests, 1);
   std::free(kept);
   for (const Lv2Plugin& plugin : Lv2Plugins()) {
     constexpr std::uint32_t kFrames = 64;
@@ -41,7 +41,7 @@ TEST(Lv2Plugin, RunAsksForNoMemoryAndWaitsForNoLockWhateverChanges) {
         noise[0] = noise[1] = Noise(kFrames);
         const std::vector<float*> channels{noise[0].data(), noise[1].data()};
         const double start = ThreadSeconds();
-        const Counts counts = Counted([&] { host.Run(channels, kFrames); });
+        const Counts counts = CountedCalls([&] { host.Run(channels, kFrames); });
         worst = std::max(worst, ThreadSeconds() - start);
         ASSERT_EQ(counts.requests + counts.waits, 0) << plugin.uri() << " " << what;
       }

@@ -17,7 +17,7 @@ inline thread_local volatile bool watched = false;
 inline thread_local volatile int requests = 0, waits = 0;
 
 template <class Run>
-Counts Counted(Run&& run) {
+Counts CountedCalls(Run&& run) {
   requests = 0;
   waits = 0;
   watched = true;
