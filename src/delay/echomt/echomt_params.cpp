@@ -178,18 +178,18 @@ constexpr RecordForm kForms[] = {
 }  // namespace
 
 constexpr EffectDescription kEchomtEffect = Checked({
-    "multi-tap-delay",
-    "up to eight panned and modulated echoes with a common feedback",
-    KORVA_WTEXT("Multi-Tap Delay"),
-    KORVA_WTEXT("KORVA Multi-Tap Delay"),
-    {0x7298A3E0, 0x78EE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
-    {0x7298A3E1, 0x78EE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
-    sizeof(EchomtParams),
-    kRows,
-    PresetTable(kPresets),
-    kForms,
-    &kRecordStart,
-    false,
+    .name = "multi-tap-delay",
+    .summary = "up to eight panned and modulated echoes with a common feedback",
+    .className = KORVA_WTEXT("Multi-Tap Delay"),
+    .displayName = KORVA_WTEXT("KORVA Multi-Tap Delay"),
+    .filterClass = {0x7298A3E0, 0x78EE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .pageClass = {0x7298A3E1, 0x78EE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .blockSize = sizeof(EchomtParams),
+    .rows = kRows,
+    .presets = PresetTable(kPresets),
+    .forms = kForms,
+    .recordStart = &kRecordStart,
+    .noticeOnUnknownRecord = false,
 });
 
 bool ValidateParams(EchomtParams& params) noexcept {

@@ -66,18 +66,18 @@ constexpr RecordForm kForms[] = {
 }  // namespace
 
 constexpr EffectDescription kEchosEffect = Checked({
-    "simple-delay",
-    "one echo, single or fed back, that can follow the tempo",
-    KORVA_WTEXT("Simple Delay"),
-    KORVA_WTEXT("KORVA Simple Delay"),
-    {0x54F29260, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
-    {0x54F29261, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
-    sizeof(EchosParams),
-    AutomatedRows(kRows),
-    PresetTable(kPresets),
-    kForms,
-    &kRecordStart,
-    true,
+    .name = "simple-delay",
+    .summary = "one echo, single or fed back, that can follow the tempo",
+    .className = KORVA_WTEXT("Simple Delay"),
+    .displayName = KORVA_WTEXT("KORVA Simple Delay"),
+    .filterClass = {0x54F29260, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .pageClass = {0x54F29261, 0x79B1, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}},
+    .blockSize = sizeof(EchosParams),
+    .rows = AutomatedRows(kRows),
+    .presets = PresetTable(kPresets),
+    .forms = kForms,
+    .recordStart = &kRecordStart,
+    .noticeOnUnknownRecord = true,
 });
 
 }  // namespace korva
