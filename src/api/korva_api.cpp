@@ -11,7 +11,6 @@
 #include "qvkit/language_locales.h"
 
 using korva::EffectDescription;
-using korva::EffectKind;
 using korva::EffectKinds;
 using korva::LiveEffect;
 using korva::LiveResult;

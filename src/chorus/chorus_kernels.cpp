@@ -59,8 +59,9 @@ void ChorusEngine::PlaceRun(const Voice& voice, Pair centre, std::int32_t phase,
       biased = index + bias;
     }
     biased.Store(places.index + first + i);
-    Lows(fraction, fraction).Store(places.fraction + 2 * (first + i));
-    Highs(fraction, fraction).Store(places.fraction + 2 * (first + i) + 2);
+    double* const fractions = places.fraction + std::ptrdiff_t{2} * (first + i);
+    Lows(fraction, fraction).Store(fractions);
+    Highs(fraction, fraction).Store(fractions + 2);
   }
 }
 
@@ -119,7 +120,7 @@ void ChorusEngine::RunLanes(double* block, int frames, const Places* places, std
       const double* const at = voice.line + index * channels;
       // The tap may lie on the frame about to be written, so it is read before that.
       const Lanes a = Lanes::Load(at), b = Lanes::Load(at + channels);
-      Lanes y = (b - a) * Lanes::Load(places[v].fraction + 2 * i) + a;
+      Lanes y = (b - a) * Lanes::Load(places[v].fraction + std::ptrdiff_t{2} * i) + a;
       if constexpr (kLowPass) y = y * in + voice.memory * back;
       // With one voice the filter's own wait is all there is, and a jump that is foreseen does not lengthen it.
       const Lanes small = Less(Magnitude(y), floor);

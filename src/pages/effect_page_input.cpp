@@ -77,17 +77,14 @@ void CQvEffectPage::CommandOfRow(const PageControl& row, int id, WORD code) {
     }
     return;
   }
-  if (row.kind == ControlKind::kList) {
-    if (!CommandOfList(row, code)) return;
-  } else if (code != BN_CLICKED) {
-    return;
-  } else if (row.kind == ControlKind::kCheck) {
+  if (row.kind == ControlKind::kList ? !CommandOfList(row, code) : code != BN_CLICKED) return;
+  if (row.kind == ControlKind::kCheck) {
     SetValue(row, ::IsDlgButtonChecked(window(), id) == BST_CHECKED ? 1 : 0);
   } else if (row.kind == ControlKind::kBypass) {
     SetValue(row, ValueOf(row) != 0 ? 0 : 1);
   } else if (row.kind == ControlKind::kRadios) {
     SetValue(row, page_.effect.rows[static_cast<std::size_t>(row.row)].externalMin + id - row.id);
-  } else {
+  } else if (row.kind != ControlKind::kList) {
     return;
   }
   Update(row.id, false);

@@ -30,7 +30,7 @@ std::int32_t Resampler::Configure(std::int32_t accuracy, std::uint32_t channels)
   tapCount_ = accuracy == 1 ? 2 : 2 * halfTaps_ + 1;
   channels_ = channels;
   primeRing_ = false;
-  const auto frames = static_cast<std::size_t>(tapCount_ + kReadAhead);
+  const auto frames = static_cast<std::size_t>(tapCount_) + kReadAhead;
   const bool granted = history_.Allocate(frames * channels) &&
                        block_.Allocate(static_cast<std::size_t>(kBlock) * channels) && BuildRows();
   if (!granted) Release();

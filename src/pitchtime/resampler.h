@@ -59,7 +59,7 @@ class Resampler {
   std::int64_t framesOwed() const noexcept { return static_cast<std::int64_t>(wantedPosition_) - framesRead_; }
   /// Steps of the table in one frame: the span divides by both numbers of taps.
   static constexpr std::int32_t StepsOf(std::int32_t taps) noexcept { return kSpan / ((taps - 1) / 2 + 1); }
-  static constexpr std::size_t RowLength(std::int32_t taps) noexcept { return static_cast<std::size_t>(taps + 1); }
+  static constexpr std::size_t RowLength(std::int32_t taps) noexcept { return static_cast<std::size_t>(taps) + 1; }
   bool BuildRows() noexcept;
   void Place(Places& places, std::int32_t available, std::int32_t room) noexcept;
   void MakeFrames(const Places& places) noexcept;

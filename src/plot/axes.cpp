@@ -26,11 +26,12 @@ Axis LevelAxis(const std::string& name, double from, double to) {
   constexpr double kMuch = 48;
   // A file may hold samples beyond all measure, or none that are numbers.
   constexpr double kMost = 400;
-  from = std::clamp(from, -kMost, kMost);
-  to = std::clamp(to, from, kMost);
+  from = std::fmin(std::fmax(from, -kMost), kMost);
+  to = std::fmin(std::fmax(to, from), kMost);
   const double step = to - from > kMuch ? 12 : 6;
   Axis axis{name, from, to, false, {}};
-  for (double at = std::ceil(from / step) * step; at <= to; at += step) axis.ticks.push_back({at, ShortNumber(at, 0)});
+  const int first = static_cast<int>(std::ceil(from / step)), last = static_cast<int>(std::floor(to / step));
+  for (int i = first; i <= last; ++i) axis.ticks.push_back({i * step, ShortNumber(i * step, 0)});
   return axis;
 }
 
@@ -41,7 +42,7 @@ Axis FrequencyAxis(std::uint32_t rate) {
     if (at <= axis.to) axis.ticks.push_back({at, text});
   }
   // Lines without a name between.
-  for (double decade = 10; decade < axis.to; decade *= 10) {
+  for (const double decade : {10.0, 100.0, 1000.0, 10000.0}) {
     for (int i = 2; i < 10; ++i) {
       const double at = decade * i;
       if (at > axis.from && at < axis.to) axis.ticks.push_back({at, ""});

@@ -2,7 +2,7 @@
 
 namespace korva {
 
-constinit const TokenSystem kTokenSystem = {
+const TokenSystem kTokenSystem = {
     &::OpenProcess,     &::DuplicateHandle,   &::CloseHandle,        &::CreateFileMappingW, &::MapViewOfFile,
     &::UnmapViewOfFile, &::ReadProcessMemory, &::WriteProcessMemory, &::HeapAlloc,          &::HeapFree,
 };
