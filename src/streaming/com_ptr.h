@@ -25,7 +25,6 @@ class ComPtr {
 
   void Reset() noexcept {
     if (Interface* const old = std::exchange(pointer_, nullptr); old != nullptr) old->Release();
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the last reference deletes the object
   }
   /// Gives the reference away.
   [[nodiscard]] Interface* Detach() noexcept { return std::exchange(pointer_, nullptr); }
