@@ -160,24 +160,24 @@ void ReverbEngine::RunChannels(std::size_t first, typename Format::Sample* sampl
   samples += first;
   double block[2 * kReverbBlock];
   while (frames != 0) {
-    const std::uint32_t run = std::min<std::uint32_t>(frames, kReverbBlock);
+    const std::size_t run = std::min<std::size_t>(frames, kReverbBlock);
     if (alone) {
-      for (std::uint32_t i = 0; i < run; ++i) block[i] = Format::Read(samples[i * stride]);
+      for (std::size_t i = 0; i < run; ++i) block[i] = Format::Read(samples[i * stride]);
       RunReverbChannel(network_[first], mix_, block, run);
-      for (std::uint32_t i = 0; i < run; ++i) samples[i * stride] = Format::Write(block[i]);
+      for (std::size_t i = 0; i < run; ++i) samples[i * stride] = Format::Write(block[i]);
     } else {
-      for (std::uint32_t i = 0; i < run; ++i) {
+      for (std::size_t i = 0; i < run; ++i) {
         block[2 * i] = Format::Read(samples[i * stride]);
         block[2 * i + 1] = Format::Read(samples[i * stride + 1]);
       }
       RunReverbTwoChannels(network_[first], network_[first + 1], mix_, block, run);
-      for (std::uint32_t i = 0; i < run; ++i) {
+      for (std::size_t i = 0; i < run; ++i) {
         samples[i * stride] = Format::Write(block[2 * i]);
         samples[i * stride + 1] = Format::Write(block[2 * i + 1]);
       }
     }
     samples += run * stride;
-    frames -= run;
+    frames -= static_cast<std::uint32_t>(run);
   }
 }
 
