@@ -110,27 +110,41 @@ class CountedSine {
     }
   }
 
-  /// How many counts from `count` (0 and up) on can be had before `MoveTo` is to be called again.
-  static std::int32_t CountsLeft(std::int32_t count) noexcept { return kSpan - count % kSpan; }
-  void MoveTo(std::int32_t count) noexcept {
-    const std::int32_t anchor = count - count % kSpan;
-    if (anchor == anchor_) return;
-    anchor_ = anchor;
-    const SineCosine<Single> both = SineAndCosine(Single{anchor * step_});
-    anchorSine_ = both.sine.value;
-    anchorCosine_ = both.cosine.value;
-  }
-  /// The sines of `count` and, in more lanes, of the counts after it.
+  /// The sines of the counts from some count on.
   template <class Lanes>
-  Lanes At(std::int32_t count) const noexcept {
-    const auto i = static_cast<std::size_t>(count % kSpan);
-    return Lanes::Both(anchorSine_) * Lanes::Load(&cosines_[i]) + Lanes::Both(anchorCosine_) * Lanes::Load(&sines_[i]);
+  struct Row {
+    Lanes sine, cosine;
+    const double *sines, *cosines;
+
+    /// The `i`th one and, in more lanes, those after it.
+    Lanes At(std::int32_t i) const noexcept {
+      return sine * Lanes::Load(cosines + i) + cosine * Lanes::Load(sines + i);
+    }
+  };
+  /// How many sines the row from `count` (0 and up) on has.
+  static std::int32_t CountsLeft(std::int32_t count) noexcept { return kSpan - count % kSpan; }
+  template <class Lanes>
+  Row<Lanes> From(std::int32_t count) noexcept {
+    const std::int32_t at = count % (2 * kSpan);
+    MoveTo(count - at);
+    const auto half = static_cast<std::size_t>(at / kSpan), i = static_cast<std::size_t>(at % kSpan);
+    return {Lanes::Both(anchorSines_[half]), Lanes::Both(anchorCosines_[half]), &sines_[i], &cosines_[i]};
   }
 
  private:
+  // Two anchors at once, since the second costs nothing.
+  void MoveTo(std::int32_t anchor) noexcept {
+    if (anchor == anchor_) return;
+    anchor_ = anchor;
+    const double at = anchor;
+    const SineCosine<Pair> both = SineAndCosine(Pair::Of(at * step_, (at + kSpan) * step_));
+    both.sine.Store(anchorSines_.data());
+    both.cosine.Store(anchorCosines_.data());
+  }
+
   double step_ = std::nan("");
   std::int32_t anchor_ = -1;
-  double anchorSine_ = 0, anchorCosine_ = 1;
+  std::array<double, 2> anchorSines_{}, anchorCosines_{};
   // Two more than a span, for lanes that reach past its end.
   std::array<double, kSpan + 2> sines_{}, cosines_{};
 };

@@ -105,8 +105,7 @@ class ChorusEngine {
 
   void Mirror(Voice& voice) const noexcept;
   template <bool kWraps>
-  void PlaceRun(const Voice& voice, Pair centre, std::int32_t phase, int frames, Places& places,
-                int first) const noexcept;
+  void PlaceRun(const CountedSine::Row<Pair>& sines, Pair centre, int frames, Places& places, int first) const noexcept;
   void Place(Voice& voice, Places& places, int frames) const noexcept;
   template <class Format, int kChannels>
   void Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept;

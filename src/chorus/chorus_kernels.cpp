@@ -39,14 +39,14 @@ void ChorusEngine::Mirror(Voice& voice) const noexcept {
 /// Finds the places of `frames` frames from `first` on, and perhaps of one more. Without `kWraps` the whole swing lies
 /// inside of the line.
 template <bool kWraps>
-void ChorusEngine::PlaceRun(const Voice& voice, Pair centre, std::int32_t phase, int frames, Places& places,
+void ChorusEngine::PlaceRun(const CountedSine::Row<Pair>& sines, Pair centre, int frames, Places& places,
                             int first) const noexcept {
   const Pair depth = Pair::Both(depthFrames_), length = Pair::Both(lineFrames_), zero = Pair::Both(0.0);
   const Pair bias = Pair::Both(kRoundingBias), downwards = Pair::Both(kDownwards), two = Pair::Both(2.0);
   for (int i = 0; i < frames; i += 2, centre = centre - two) {
     Pair at = centre;
     if constexpr (kWraps) at = at + (Less(at, zero) & length);
-    Pair position = voice.sine.At<Pair>(phase + i) * depth + at;
+    Pair position = sines.At(i) * depth + at;
     if constexpr (kWraps) {
       const Pair up = Less(position, zero) & length;
       position = position - (AtLeast(position, length) & length) + up;
@@ -74,13 +74,13 @@ void ChorusEngine::Place(Voice& voice, Places& places, int frames) const noexcep
   for (int done = 0; done < frames;) {
     const std::int32_t untilLast = phase < lastPhase ? lastPhase - phase : 0;
     const int run = std::min({frames - done, CountedSine::CountsLeft(phase), std::min(untilLast, kBlockFrames) + 1});
-    voice.sine.MoveTo(phase);
+    const CountedSine::Row<Pair> sines = voice.sine.From<Pair>(phase);
     const double centre = voice.readPos - done;
     const Pair centres = Pair::Of(centre, centre - 1.0);
     if (wraps) {
-      PlaceRun<true>(voice, centres, phase, run, places, done);
+      PlaceRun<true>(sines, centres, run, places, done);
     } else {
-      PlaceRun<false>(voice, centres, phase, run, places, done);
+      PlaceRun<false>(sines, centres, run, places, done);
     }
     done += run;
     phase = phase + (run - 1) >= lastPhase ? 0 : phase + run;

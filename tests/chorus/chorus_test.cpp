@@ -16,8 +16,7 @@ struct PlainChorus {
     for (int v = 0; v < e.voiceCount_; ++v) {
       ChorusEngine::Voice& voice = e.voices_[static_cast<std::size_t>(v)];
       const std::int32_t length = e.lineFrames_;
-      voice.sine.MoveTo(voice.phase);
-      double position = voice.sine.At<Single>(voice.phase).value * e.depthFrames_ + voice.readPos;
+      double position = voice.sine.From<Single>(voice.phase).At(0).value * e.depthFrames_ + voice.readPos;
       position += position >= length ? -length : position < 0 ? length : 0;
       const double index = std::nearbyint(position - 0.499999985);
       const auto at = static_cast<std::int32_t>(index);
