@@ -30,9 +30,12 @@ struct VectorRules {
   static Pair Add(Pair total, Pair a, Pair b) noexcept { return total + (a + b); }
 };
 
+// Below this a comb's damping counts as silence.
+constexpr double kDampingFloor = 1e-20;
+
 template <class Rules>
 Pair FlushDamping(Pair damping) noexcept {
-  if constexpr (Rules::kFlushes) return FlushBelow(damping, Pair::Both(1e-20));
+  if constexpr (Rules::kFlushes) return FlushBelow(damping, Pair::Both(kDampingFloor));
   return damping;
 }
 
@@ -135,12 +138,15 @@ struct TwoChannelComb {
   }
   void End(std::size_t frames) const noexcept { Advance(first.position, frames, first.line.entries); }
 
-  Pair Step(std::size_t i, Pair input, Pair in, Pair back) noexcept {
+  /// What frame i gives; `least` falls to the smallest memory.
+  Pair Take(std::size_t i, Pair in, Pair back, Pair& least) noexcept {
     const Pair out = Pair::Load(at + 2 * i);
-    damping = FlushDamping<Rules>(damping * back + out * in);
-    ((damping + input) * gain).Store(at + 2 * i);
+    damping = damping * back + out * in;
+    least = Smaller(Magnitude(damping), least);
     return out;
   }
+  void Flush() noexcept { damping = FlushDamping<Rules>(damping); }
+  void Give(std::size_t i, Pair input) const noexcept { ((damping + input) * gain).Store(at + 2 * i); }
 
   ReverbComb& first;
   ReverbComb& second;
@@ -154,6 +160,7 @@ template <class Rules, class Input, std::size_t... C>
 void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, ReverbComb* second,
                         const ReverbMix& mix, Input input, double* sum, std::size_t frames) noexcept {
   const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
+  const Pair floor = Pair::Both(kDampingFloor);
   TwoChannelComb<Rules> combs[] = {{first[C], second[C]}...};
   while (frames != 0) {
     std::size_t run = frames;
@@ -161,7 +168,11 @@ void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, 
     for (std::size_t i = 0; i < run; ++i) {
       const Pair s = input.At(i);
       Pair total = Pair::Load(sum + 2 * i);
-      ((total = total + combs[C].Step(i, s, in, back)), ...);
+      Pair least = floor;
+      ((total = total + combs[C].Take(i, in, back, least)), ...);
+      // Few frames need it, and without it no comb waits.
+      if (Rules::kFlushes && Less(least, floor).AnySet()) (combs[C].Flush(), ...);
+      (combs[C].Give(i, s), ...);
       total.Store(sum + 2 * i);
     }
     (combs[C].End(run), ...);

@@ -65,8 +65,12 @@ class FilteredInput {
 
  private:
   static Lanes Flush(Lanes value) noexcept {
-    if constexpr (Rules::kFlushes) return FlushBelow(value, Lanes::Both(0x1p-32));
-    return value;
+    const Lanes floor = Lanes::Both(0x1p-32);
+    if constexpr (!Rules::kFlushes) return value;
+    if constexpr (Lanes::kLanes == 1) return FlushBelow(value, floor);
+    // Two channels wait on this filter, and a jump that is foreseen does not lengthen the wait.
+    const Lanes small = Less(Magnitude(value), floor);
+    return small.AnySet() ? Without(value, small) : value;
   }
   Lanes Step(Lanes x) noexcept {
     lowPass_ = Flush(x * in_ + lowPass_ * back_);
