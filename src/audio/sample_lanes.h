@@ -24,11 +24,12 @@ inline Four Scaled(__m128i whole, const IntegerScale& scale) noexcept {
           Pair{_mm_cvtepi32_pd(_mm_unpackhi_epi64(whole, whole))} * Pair::Both(scale.in)};
 }
 
-// Not-a-number has to become 0 before it is held to the range; the conversion rounds to the nearest, ties to even.
+// Not-a-number has to become 0 before it is held to the range; the conversion rounds to the nearest, ties to even. What
+// lies below all words comes out as the lowest one, which saturates to the format's lowest sample.
 inline __m128i Rounded(Pair value, const IntegerScale& scale) noexcept {
   value = value * Pair::Both(scale.out);
   const Pair number{_mm_and_pd(value.value, _mm_cmpord_pd(value.value, value.value))};
-  return _mm_cvtpd_epi32(Smaller(Pair::Both(scale.high), Larger(Pair::Both(scale.low), number)).value);
+  return _mm_cvtpd_epi32(Smaller(number, Pair::Both(scale.high)).value);
 }
 inline __m128i Rounded(const Four& four, const IntegerScale& scale) noexcept {
   return _mm_unpacklo_epi64(Rounded(four.a, scale), Rounded(four.b, scale));
@@ -38,12 +39,17 @@ inline __m128i LoadHalf(const void* from) noexcept {
   return _mm_loadl_epi64(static_cast<const __m128i*>(from));
 }
 
+/// Signed bytes from unsigned ones, and back.
+inline __m128i FlipSigns(__m128i bytes) noexcept {
+  return _mm_xor_si128(bytes, _mm_set1_epi8(-128));
+}
+
 }  // namespace lanes
 
 inline Four ReadFour(Pcm8 /*format*/, const std::uint8_t* from) noexcept {
   std::int32_t bytes = 0;
   std::memcpy(&bytes, from, sizeof bytes);
-  const __m128i flipped = _mm_cvtsi32_si128(bytes ^ static_cast<std::int32_t>(0x80808080U));
+  const __m128i flipped = lanes::FlipSigns(_mm_cvtsi32_si128(bytes));
   const __m128i words = _mm_unpacklo_epi8(flipped, flipped);
   return lanes::Scaled(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 24), Pcm8::kScale);
 }
@@ -65,8 +71,7 @@ inline Four ReadFour(Float64 /*format*/, const double* from) noexcept {
 inline void WriteFour(Pcm8 /*format*/, const Four& four, std::uint8_t* to) noexcept {
   const __m128i words = lanes::Rounded(four, Pcm8::kScale);
   const __m128i halves = _mm_packs_epi32(words, words);
-  const std::int32_t bytes =
-      _mm_cvtsi128_si32(_mm_packs_epi16(halves, halves)) ^ static_cast<std::int32_t>(0x80808080U);
+  const std::int32_t bytes = _mm_cvtsi128_si32(lanes::FlipSigns(_mm_packs_epi16(halves, halves)));
   std::memcpy(to, &bytes, sizeof bytes);
 }
 inline void WriteFour(Pcm16 /*format*/, const Four& four, std::int16_t* to) noexcept {

@@ -64,13 +64,15 @@ void SoundWriter::Narrow(const typename Policy::Sample* from, std::size_t sample
   const IntegerScale grid{1 / full, Dither::kUnit, -full, full - 1};
   // Everything lies on the grid where no noise is wanted.
   const Pair bias = Pair::Both(plan_.dither ? kRoundingBias / Dither::kUnit : 0);
+  const Pair lowestAim = Pair::Both(-full / Dither::kUnit);
   const Pair highest = Pair::Both((full - 0.5) / Dither::kUnit), lowest = Pair::Both((-full - 0.5) / Dither::kUnit);
   const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(sizeof(Word)) * 8 - bits);
   Pair clipped = Pair::Both(0.0);
   const auto aim = [&](Pair value, __m128i dice) {
     const Pair exact = value * scale;
     clipped = clipped + (Pair::Both(1.0) & (Less(highest, exact) ^ Less(exact, lowest)));
-    return exact + Without(Pair{_mm_cvtepi32_pd(dice)}, Equal(exact + bias - bias, exact));
+    const Pair noise = Without(Pair{_mm_cvtepi32_pd(dice)}, Equal(exact + bias - bias, exact));
+    return Larger(lowestAim, exact + noise);
   };
   while (samples != 0) {
     const std::span<const std::int32_t> noise = dither_.Take(samples);
