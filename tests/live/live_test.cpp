@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <random>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "frame/in_place_filter.h"
@@ -12,20 +10,6 @@
 #include "live/live_effect.h"
 #include "pitchtime/stretch_filter.h"
 #include "support/signals.h"
-
-#ifndef KORVA_SANITIZED
-#include <dlfcn.h>
-#include <pthread.h>
-
-// What a test has happen as soon as this thread next leaves a lock.
-static thread_local const std::function<void()>* afterUnlock = nullptr;
-extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) {
-  static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
-  const int result = real(mutex);
-  if (const auto* const run = std::exchange(afterUnlock, nullptr)) (*run)();
-  return result;
-}
-#endif
 
 namespace korva {
 namespace {
@@ -208,19 +192,6 @@ TEST(Live, AResetAndANewStartAreAsTheFirst) {
     }
   }
 }
-
-#ifndef KORVA_SANITIZED
-TEST(Live, WhatIsSetWhileAStreamStartsCounts) {
-  const EffectKind& kind = Kind("simple-delay");
-  LiveEffect effect(kind);
-  const std::function<void()> set = [&] { effect.Set(Row(kind, "dry-out"), -60); };
-  afterUnlock = &set;
-  ASSERT_EQ(effect.Start(LiveEffect::Use::kFixedLatency, 1, 8000), LiveResult::kDone);
-  float sample = 1;
-  effect.Process(&sample, 1);
-  EXPECT_NEAR(sample, 0.001, 1e-6);
-}
-#endif
 
 // The input that is still held back comes as it was, and nothing after it.
 TEST(Live, AnEffectThatIsNotHeardHasNoTail) {

@@ -121,36 +121,5 @@ TEST_F(Lv2Hosts, OneFrameACallAndOtherHostsEqualTheCommand) {
   }
 }
 
-TEST_F(Lv2Hosts, JalvRunsOnADummyServer) {
-  KORVA_NEEDS("jackd");
-  KORVA_NEEDS("jalv");
-  // The script ends the server that it started, by its number.
-  const std::string script = R"(sh -c 'name=korva-test-$$
-    jackd --no-realtime --name $name -d dummy -r 48000 -p 256 >jackd.log 2>&1 & server=$!
-    i=0; while [ $i -lt 50 ] && ! grep -q "waiting for\|running\|period" jackd.log; do sleep 0.1; i=$((i + 1)); done
-    (sleep 1; echo presets; echo "preset urn:korva:chorus:preset-14"; echo "set feedback 33"; echo controls; sleep 1;
-     echo quit) | JACK_DEFAULT_SERVER=$name timeout 20 jalv urn:korva:chorus
-    code=$?; kill $server; wait $server 2>/dev/null; exit $code')";
-  const int code = Shell(script);
-  const std::string said = Bytes("said");
-  if (said.find("No JACK") != std::string::npos || said.find("Failed to connect") != std::string::npos) {
-    GTEST_SKIP() << "no JACK server could be started";
-  }
-  EXPECT_EQ(code, 0) << said;
-  EXPECT_NE(said.find("urn:korva:chorus:preset-14"), std::string::npos) << said;
-  EXPECT_NE(said.find("feedback = 33"), std::string::npos) << said;
-}
-
-TEST_F(Lv2Hosts, AnArdourSessionComesBackAsItWasSaved) {
-  KORVA_NEEDS("ardour7-lua");
-  const std::string script = std::string(KORVA_SOURCE_DIR) + "/tests/lv2/ardour_session.lua";
-  Shell("sh -c 'HOME=$PWD timeout 200 ardour7-lua " + script + " $PWD/session'");
-  const std::string said = Bytes("said");
-  EXPECT_NE(said.find("preset 37"), std::string::npos) << said;
-  EXPECT_NE(said.find("automation 1"), std::string::npos) << said;
-  EXPECT_EQ(said.find("latency 0"), std::string::npos) << said;
-  EXPECT_NE(said.find("again KORVA Chorus 41"), std::string::npos) << said;
-}
-
 }  // namespace
 }  // namespace korva
