@@ -52,8 +52,7 @@ else()
     # In hosts of their own the bundle runs as it is installed; those know nothing of the sanitizers.
     korva_tests(lv2 lv2 host)
     target_link_libraries(test_lv2 PRIVATE PkgConfig::LV2)
-    target_compile_definitions(test_lv2 PRIVATE KORVA_BUNDLE="${CMAKE_BINARY_DIR}/korva.lv2"
-                                                KORVA_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+    target_compile_definitions(test_lv2 PRIVATE KORVA_BUNDLE="${CMAKE_BINARY_DIR}/korva.lv2")
     add_dependencies(test_lv2 korva_bundle korva_bundle_data)
     if(KORVA_SANITIZE)
       set_property(TEST lv2 PROPERTY ENVIRONMENT GTEST_FILTER=-Lv2Hosts.*)
