@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "audio/format_record.h"
+#include "support/signals.h"
 
 namespace korva::bench {
 
@@ -25,17 +25,13 @@ inline std::string KernelName(const std::string& name, SampleFormat format, std:
 }
 
 /// `frames` interleaved frames of noise of `level` in the record's format; a level of 0 is silence.
-inline std::vector<std::uint8_t> NoiseBuffer(const FormatRecord& record, std::uint32_t frames, double level = 0.4) {
-  std::mt19937 random(1);
-  std::uniform_real_distribution<double> distribution(-1.0, 1.0);
-  std::vector<std::uint8_t> bytes(std::size_t{frames} * record.blockAlign);
-  VisitFormat(*SampleFormatOf(record), [&](auto policy) {
-    using Sample = typename decltype(policy)::Sample;
-    auto* samples = reinterpret_cast<Sample*>(bytes.data());
-    const std::size_t count = bytes.size() / sizeof(Sample);
-    for (std::size_t i = 0; i < count; ++i) samples[i] = decltype(policy)::Write(level * distribution(random));
-  });
-  return bytes;
+inline Bytes NoiseBuffer(const FormatRecord& record, std::uint32_t frames, double level = 0.4) {
+  return Encode(record, GridNoise(std::size_t{frames} * record.channels, level, 1, 0x1p31));
+}
+
+template <class Run>
+void Add(const std::string& name, Run run) {
+  benchmark::RegisterBenchmark(name.c_str(), run);
 }
 
 /// Counter "ns_per_frame": the least that any slice of the run took, so that what else the machine does counts little.
@@ -62,5 +58,19 @@ class FrameTimer {
   double least_ = std::numeric_limits<double>::infinity();
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
+
+/// Rounds of `work` on a fresh copy of `input`: kernels work in place. The copy counts.
+template <class Work>
+void RunInPlace(benchmark::State& state, const Bytes& input, const Work& work) {
+  auto buffer = input;
+  FrameTimer timer;
+  for (auto _ : state) {
+    std::memcpy(buffer.data(), input.data(), input.size());
+    work(buffer.data());
+    benchmark::DoNotOptimize(buffer.data());
+    timer.Worked(kFrames);
+  }
+  timer.Report(state);
+}
 
 }  // namespace korva::bench

@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "bench_shared.h"
 #include "chorus/chorus_engine.h"
 #include "chorus/chorus_filter.h"
@@ -17,22 +15,12 @@ ChorusParams Voices(std::int32_t voices, bool lowPass) {
   return block;
 }
 
-// Works in place, so each round starts from a fresh copy of the input; the copy counts.
 void Chorus(benchmark::State& state, SampleFormat format, std::uint16_t channels, std::int32_t voices, bool lowPass) {
   const FormatRecord record = MakeFormat(format, channels, kRate);
   ChorusEngine engine;
   engine.Start(record);
   engine.FullRecompute(Voices(voices, lowPass), true, nullptr);
-  const auto input = NoiseBuffer(record, kFrames);
-  auto buffer = input;
-  FrameTimer timer;
-  for (auto _ : state) {
-    std::memcpy(buffer.data(), input.data(), input.size());
-    engine.Process(buffer.data(), kFrames);
-    benchmark::DoNotOptimize(buffer.data());
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+  RunInPlace(state, NoiseBuffer(record, kFrames), [&](std::uint8_t* buffer) { engine.Process(buffer, kFrames); });
 }
 
 // Silence after loud noise: what is left in the lines and filters must not slow the processor down.
@@ -41,17 +29,9 @@ void ChorusSilence(benchmark::State& state, SampleFormat format) {
   ChorusEngine engine;
   engine.Start(record);
   engine.FullRecompute(Voices(3, true), true, nullptr);
-  auto buffer = NoiseBuffer(record, kFrames);
-  engine.Process(buffer.data(), kFrames);
-  const auto silence = NoiseBuffer(record, kFrames, 0);
-  FrameTimer timer;
-  for (auto _ : state) {
-    std::memcpy(buffer.data(), silence.data(), silence.size());
-    engine.Process(buffer.data(), kFrames);
-    benchmark::DoNotOptimize(buffer.data());
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+  auto noise = NoiseBuffer(record, kFrames);
+  engine.Process(noise.data(), kFrames);
+  RunInPlace(state, NoiseBuffer(record, kFrames, 0), [&](std::uint8_t* buffer) { engine.Process(buffer, kFrames); });
 }
 
 // A whole buffer from the input pin to the pin downstream, which takes it and does nothing.
@@ -76,27 +56,21 @@ void ChorusReceive(benchmark::State& state, SampleFormat format, std::uint16_t c
 
 const bool registered = [] {
   for (const std::int32_t voices : {1, 3}) {
+    const std::string name = "chorus" + std::to_string(voices);
     for (const SampleFormat format : kAllFormats) {
       for (const std::uint16_t channels : kChannelCounts) {
-        const std::string name = "chorus" + std::to_string(voices);
-        benchmark::RegisterBenchmark(KernelName(name, format, channels).c_str(), Chorus, format, channels, voices,
-                                     true);
+        Add(KernelName(name, format, channels), [=](auto& state) { Chorus(state, format, channels, voices, true); });
       }
     }
-  }
-  for (const std::int32_t voices : {1, 3}) {
-    const std::string name = "chorus" + std::to_string(voices) + "_open";
-    benchmark::RegisterBenchmark(KernelName(name, SampleFormat::kFloat32, 2).c_str(), Chorus, SampleFormat::kFloat32,
-                                 std::uint16_t{2}, voices, false);
+    Add(name + "_open/f32/2", [=](auto& state) { Chorus(state, SampleFormat::kFloat32, 2, voices, false); });
   }
   for (const SampleFormat format : {SampleFormat::kFloat32, SampleFormat::kFloat64}) {
-    benchmark::RegisterBenchmark(KernelName("chorus3_silence", format, 2).c_str(), ChorusSilence, format);
+    Add(KernelName("chorus3_silence", format, 2), [=](auto& state) { ChorusSilence(state, format); });
   }
   for (const std::uint32_t frames : {64U, 4096U}) {
-    const std::string name = "chorus3_receive" + std::to_string(frames);
     for (const std::uint16_t channels : kChannelCounts) {
-      benchmark::RegisterBenchmark(KernelName(name, SampleFormat::kFloat32, channels).c_str(), ChorusReceive,
-                                   SampleFormat::kFloat32, channels, frames);
+      Add(KernelName("chorus3_receive" + std::to_string(frames), SampleFormat::kFloat32, channels),
+          [=](auto& state) { ChorusReceive(state, SampleFormat::kFloat32, channels, frames); });
     }
   }
   return true;

@@ -18,20 +18,13 @@ struct Source : ParamSource<EchomtParams> {
   EchomtParams params{};
 };
 
-// The kernels work in place, so each round starts from a fresh copy of the input; the copy counts.
 template <class Engine>
-void RunEngine(benchmark::State& state, Engine& engine, const std::vector<std::uint8_t>& input) {
-  auto buffer = input;
+void RunEngine(benchmark::State& state, Engine& engine, const Bytes& input) {
   const platform::FlushDenormals flush;  // as the frame runs them
-  FrameTimer timer;
-  for (auto _ : state) {
-    std::memcpy(buffer.data(), input.data(), input.size());
+  RunInPlace(state, input, [&](std::uint8_t* buffer) {
     std::uint32_t frames = kFrames;
-    engine.Process(ModeContinue, buffer.data(), frames, false);
-    benchmark::DoNotOptimize(buffer.data());
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+    engine.Process(ModeContinue, buffer, frames, false);
+  });
 }
 
 void SimpleDelay(benchmark::State& state, SampleFormat format, std::uint16_t channels) {
@@ -81,27 +74,24 @@ void MultiTap(benchmark::State& state, SampleFormat format, std::uint16_t channe
 }
 
 const bool kRegistered = [] {
-  const auto add = [](const std::string& name, auto run) { benchmark::RegisterBenchmark(name.c_str(), run); };
   for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
-      add(KernelName("simple-delay", format, channels),
-          [=](benchmark::State& state) { SimpleDelay(state, format, channels); });
-      add(KernelName("multi-tap-delay/fixed", format, channels),
-          [=](benchmark::State& state) { MultiTap(state, format, channels, 0, 0, 0); });
-      add(KernelName("multi-tap-delay/modulated", format, channels),
-          [=](benchmark::State& state) { MultiTap(state, format, channels, 10, 0, 0); });
+      Add(KernelName("simple-delay", format, channels), [=](auto& state) { SimpleDelay(state, format, channels); });
+      Add(KernelName("multi-tap-delay/fixed", format, channels),
+          [=](auto& state) { MultiTap(state, format, channels, 0, 0, 0); });
+      Add(KernelName("multi-tap-delay/modulated", format, channels),
+          [=](auto& state) { MultiTap(state, format, channels, 10, 0, 0); });
     }
   }
-  add("multi-tap-delay/modulated+low-pass/f32/2",
-      [](benchmark::State& state) { MultiTap(state, SampleFormat::kFloat32, 2, 10, 1, 0); });
-  add("multi-tap-delay/fixed+low-pass/f32/2",
-      [](benchmark::State& state) { MultiTap(state, SampleFormat::kFloat32, 2, 0, 1, 0); });
-  add("multi-tap-delay/modulated-through-the-write-head/f32/2",
-      [](benchmark::State& state) { MultiTap(state, SampleFormat::kFloat32, 2, 100, 0, 1); });
+  Add("multi-tap-delay/modulated+low-pass/f32/2",
+      [](auto& state) { MultiTap(state, SampleFormat::kFloat32, 2, 10, 1, 0); });
+  Add("multi-tap-delay/fixed+low-pass/f32/2", [](auto& state) { MultiTap(state, SampleFormat::kFloat32, 2, 0, 1, 0); });
+  Add("multi-tap-delay/modulated-through-the-write-head/f32/2",
+      [](auto& state) { MultiTap(state, SampleFormat::kFloat32, 2, 100, 0, 1); });
   for (const SampleFormat format : {SampleFormat::kPcm16, SampleFormat::kFloat32}) {
     const auto addSilence = [&](const std::string& name, std::int32_t delayMs, double secondsBefore) {
-      add(KernelName("simple-delay/silence-" + name, format, 2),
-          [=](benchmark::State& state) { SimpleDelaySilence(state, format, delayMs, secondsBefore); });
+      Add(KernelName("simple-delay/silence-" + name, format, 2),
+          [=](auto& state) { SimpleDelaySilence(state, format, delayMs, secondsBefore); });
     };
     addSilence("at-once", 1, 0);
     addSilence("after-30-s", 1, 30);

@@ -109,24 +109,21 @@ void RunFilter(benchmark::State& state, SampleFormat format, std::uint16_t chann
 }
 
 const bool kRegistered = [] {
-  const auto add = [](const std::string& name, auto run) { benchmark::RegisterBenchmark(name.c_str(), run); };
   for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
       for (const std::int32_t mode : {0, 1, 6, 15}) {
-        add(KernelName("time-stretch/150%/mode " + std::to_string(mode), format, channels),
-            [=](benchmark::State& state) { RunTime(state, format, channels, mode); });
+        Add(KernelName("time-stretch/150%/mode " + std::to_string(mode), format, channels),
+            [=](auto& state) { RunTime(state, format, channels, mode); });
       }
       for (const std::int32_t accuracy : {1, 2, 3}) {
-        add(KernelName("pitch-shift/+4/accuracy " + std::to_string(accuracy), format, channels),
-            [=](benchmark::State& state) {
-              RunPitch(state, format, channels, {accuracy, false, false});
-            });
+        Add(KernelName("pitch-shift/+4/accuracy " + std::to_string(accuracy), format, channels), [=](auto& state) {
+          RunPitch(state, format, channels, {accuracy, false, false});
+        });
       }
-      add(KernelName("pitch-shift/+4/kept", format, channels), [=](benchmark::State& state) {
+      Add(KernelName("pitch-shift/+4/kept", format, channels), [=](auto& state) {
         RunPitch(state, format, channels, {2, true, false});
       });
-      add(KernelName("pitch-shift/filter", format, channels),
-          [=](benchmark::State& state) { RunFilter(state, format, channels); });
+      Add(KernelName("pitch-shift/filter", format, channels), [=](auto& state) { RunFilter(state, format, channels); });
     }
   }
   return true;

@@ -26,12 +26,12 @@ struct KeepFlushBits {
   ~KeepFlushBits() { _mm_setcsr(bits); }
 };
 
-void Process(ReverbEngine& engine, std::vector<std::uint8_t>& buffer, std::uint32_t frames, std::int32_t mode) {
-  engine.ReverbProcess(mode, buffer.data(), frames, false);
-  benchmark::DoNotOptimize(buffer.data());
+void Process(ReverbEngine& engine, std::uint8_t* buffer, std::uint32_t frames, std::int32_t mode) {
+  engine.ReverbProcess(mode, buffer, frames, false);
+  benchmark::DoNotOptimize(buffer);
 }
 
-// All in the calling thread. Works in place, so each round starts from a fresh copy of the input; the copy counts.
+// All in the calling thread.
 void Reverb(benchmark::State& state, SampleFormat format, std::uint16_t channels, bool vector) {
   const KeepFlushBits keep;
   const FormatRecord record = MakeFormat(format, channels, kRate);
@@ -41,16 +41,10 @@ void Reverb(benchmark::State& state, SampleFormat format, std::uint16_t channels
   engine.UseThreads(1);
   engine.SetFormat(record);
   engine.ReverbReset();
-  const auto input = NoiseBuffer(record, kFrames);
-  auto buffer = input;
-  Process(engine, buffer, kFrames, ModeRestart);
-  FrameTimer timer;
-  for (auto _ : state) {
-    std::memcpy(buffer.data(), input.data(), input.size());
-    Process(engine, buffer, kFrames, ModeContinue);
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+  auto first = NoiseBuffer(record, kFrames);
+  Process(engine, first.data(), kFrames, ModeRestart);
+  RunInPlace(state, NoiseBuffer(record, kFrames),
+             [&](std::uint8_t* buffer) { Process(engine, buffer, kFrames, ModeContinue); });
 }
 
 // The dearest second of ten seconds of silence after loud noise. Without a restart block the vector kernel runs with
@@ -68,12 +62,12 @@ void ReverbSilence(benchmark::State& state, SampleFormat format, bool vector, bo
     engine.SetFormat(record);
     engine.ReverbReset();
     auto buffer = NoiseBuffer(record, kRate, 1.0);
-    Process(engine, buffer, kRate, restart ? ModeRestart : ModeContinue);
+    Process(engine, buffer.data(), kRate, restart ? ModeRestart : ModeContinue);
     const auto silence = NoiseBuffer(record, kRate, 0.0);
     for (int second = 0; second < 10; ++second) {
       buffer = silence;
       const std::clock_t start = std::clock();
-      Process(engine, buffer, kRate, ModeContinue);
+      Process(engine, buffer.data(), kRate, ModeContinue);
       worst = std::max(worst, static_cast<double>(std::clock() - start) * 1e9 / CLOCKS_PER_SEC / kRate);
     }
   }
@@ -90,11 +84,11 @@ void ReverbShared(benchmark::State& state, std::uint16_t channels, std::uint32_t
   engine.ReverbReset();
   const auto input = NoiseBuffer(record, frames);
   auto buffer = input;
-  Process(engine, buffer, frames, ModeRestart);
+  Process(engine, buffer.data(), frames, ModeRestart);
   const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     std::memcpy(buffer.data(), input.data(), input.size());
-    Process(engine, buffer, frames, ModeContinue);
+    Process(engine, buffer.data(), frames, ModeContinue);
   }
   const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
   state.counters["ns_per_frame"] = taken.count() / (static_cast<double>(state.iterations()) * frames);
@@ -116,33 +110,31 @@ void Share(benchmark::State& state) {
 const bool registered = [] {
   for (const SampleFormat format : kAllFormats) {
     for (const std::uint16_t channels : kChannelCounts) {
-      if (channels != 2) {
-        benchmark::RegisterBenchmark(KernelName("reverb", format, channels).c_str(), Reverb, format, channels, false);
-        continue;
-      }
-      benchmark::RegisterBenchmark(KernelName("reverb/plain", format, 2).c_str(), Reverb, format, channels, false);
-      benchmark::RegisterBenchmark(KernelName("reverb/vector", format, 2).c_str(), Reverb, format, channels, true);
+      const std::string name = channels == 2 ? "reverb/plain" : "reverb";
+      Add(KernelName(name, format, channels), [=](auto& state) { Reverb(state, format, channels, false); });
     }
+    Add(KernelName("reverb/vector", format, 2), [=](auto& state) { Reverb(state, format, 2, true); });
   }
   for (const SampleFormat format : {SampleFormat::kPcm16, SampleFormat::kFloat32}) {
-    benchmark::RegisterBenchmark(KernelName("reverb-silence/plain", format, 2).c_str(), ReverbSilence, format, false,
-                                 true)
-        ->Iterations(1);
-    benchmark::RegisterBenchmark(KernelName("reverb-silence/vector", format, 2).c_str(), ReverbSilence, format, true,
-                                 true)
-        ->Iterations(1);
-    benchmark::RegisterBenchmark(KernelName("reverb-silence/vector-no-restart", format, 2).c_str(), ReverbSilence,
-                                 format, true, false)
-        ->Iterations(1);
+    const auto add = [&](const std::string& name, bool vector, bool restart) {
+      benchmark::RegisterBenchmark(KernelName("reverb-silence/" + name, format, 2).c_str(), ReverbSilence, format,
+                                   vector, restart)
+          ->Iterations(1);
+    };
+    add("plain", false, true);
+    add("vector", true, true);
+    add("vector-no-restart", true, false);
   }
   for (const std::uint16_t channels : {std::uint16_t{3}, std::uint16_t{6}}) {
     for (const std::uint32_t frames : {64U, 256U, 1024U, 4096U}) {
-      const std::string name = std::to_string(channels) + "/" + std::to_string(frames);
-      benchmark::RegisterBenchmark(("reverb-alone/f32/" + name).c_str(), ReverbShared, channels, frames, false);
-      benchmark::RegisterBenchmark(("reverb-team/f32/" + name).c_str(), ReverbShared, channels, frames, true);
+      for (const bool team : {false, true}) {
+        const std::string name = std::to_string(channels) + "/" + std::to_string(frames);
+        Add((team ? "reverb-team/f32/" : "reverb-alone/f32/") + name,
+            [=](auto& state) { ReverbShared(state, channels, frames, team); });
+      }
     }
   }
-  benchmark::RegisterBenchmark("reverb-share", Share);
+  Add("reverb-share", Share);
   return true;
 }();
 

@@ -58,9 +58,7 @@ TEST(ChorusEngine, EqualsThePlainFormToTheBit) {
     for (int part = 0; part < 8; ++part) {
       ChorusParams block{};
       Shuffle(kChorusEffect, &block, random);
-      TempoInfo tempo;
-      tempo.flags = static_cast<std::uint32_t>(random() % 16);
-      tempo.bpm = 30.0 + static_cast<double>(random() % 300);
+      const TempoInfo tempo{static_cast<std::uint32_t>(random() % 16), 30.0 + static_cast<double>(random() % 300)};
       const bool continuous = part != 0 && random() % 2 == 0, rebuild = random() % 2 == 0, follows = random() % 2 == 0;
       for (ChorusEngine* const e : {&engine, &plain}) {
         if (rebuild) e->AskFor(kChangeRebuild);
@@ -86,40 +84,33 @@ TEST(ChorusEngine, VoicesComeInAsLoudAndLateAsChannelCountAndPlaceSay) {
       {2, 0, 2, 357, 0.9}, {2, 1, 2, 357, 0.95}, {1, 0, 3, 499, 0.729}, {2, 1, 3, 499, 0.95},
   };
   for (const auto& row : rows) {
-    for (const bool inverted : {false, true}) {
-      ChorusParams block = *static_cast<const ChorusParams*>(kChorusEffect.presets.Block(0));
-      block.dryOut = block.chorusOut = 0;
-      block.chorusSize = row.voices;
-      block.delay = 100;
-      block.modRate = block.modDepth = 1;
-      block.invertChorus = inverted ? 1 : 0;
-      ChorusEngine engine;
-      ASSERT_EQ(engine.Start(MakeFormat(SampleFormat::kFloat64, row.channels, 44100)), 0);
-      engine.UpdateEngine(block, false, nullptr);
-      std::vector<double> signal(std::size_t{600} * row.channels);
-      signal[row.channel] = 1;
-      engine.Process(signal.data(), 600);
-      double sum = 0;
-      for (int t = row.arrival - 2; t <= row.arrival + 2; ++t) {
-        sum += signal[static_cast<std::size_t>(t) * row.channels + row.channel];
-      }
-      // The first stereo voice takes the wet gain twice, so its sign never turns.
-      const bool turns = inverted && !(row.channels == 2 && row.voices == 1);
-      EXPECT_NEAR(sum, turns ? -row.gain : row.gain, 1e-5) << row.channels << " channels, voice " << row.voices;
-      // Channels do not leak into one another.
-      for (std::size_t i = 0; i < signal.size(); ++i) ASSERT_TRUE(i % row.channels == row.channel || signal[i] == 0);
+    ChorusParams block = *static_cast<const ChorusParams*>(kChorusEffect.presets.Block(0));
+    block.dryOut = block.chorusOut = 0;
+    block.chorusSize = row.voices;
+    block.delay = 100;
+    block.modRate = block.modDepth = block.invertChorus = 1;
+    ChorusEngine engine;
+    ASSERT_EQ(engine.Start(MakeFormat(SampleFormat::kFloat64, row.channels, 44100)), 0);
+    engine.UpdateEngine(block, false, nullptr);
+    std::vector<double> signal(std::size_t{600} * row.channels);
+    signal[row.channel] = 1;
+    engine.Process(signal.data(), 600);
+    double sum = 0;
+    for (int t = row.arrival - 2; t <= row.arrival + 2; ++t) {
+      sum += signal[static_cast<std::size_t>(t) * row.channels + row.channel];
     }
+    // Inverted; the first stereo voice takes the wet gain twice, so its sign never turns.
+    const bool turns = row.channels != 2 || row.voices != 1;
+    EXPECT_NEAR(sum, turns ? -row.gain : row.gain, 1e-5) << row.channels << " channels, voice " << row.voices;
+    // Channels do not leak into one another.
+    for (std::size_t i = 0; i < signal.size(); ++i) ASSERT_TRUE(i % row.channels == row.channel || signal[i] == 0);
   }
 }
 
 // A swing of 2 Hz and a tenth of 50 ms moves the tap by 40 frames to both sides, four times a second through its
 // centre; one that follows a song at 90 in 6/8 and lasts a measure takes two seconds.
 TEST(ChorusEngine, TheSwingIsAsWideAndAsLongAsToldByHandAndBySong) {
-  TempoInfo song;
-  song.flags = kTempoValid | kMeterValid;
-  song.bpm = 90;
-  song.numerator = 6;
-  song.denominator = 8;
+  const TempoInfo song{kTempoValid | kMeterValid, 90, 6, 8};
   for (const bool synced : {false, true}) {
     ChorusParams block{0, -600, 0, 1, 0, 0, 500, 2000, 10, 0, 5000, 0, 0, 18, 1000, synced ? 1 : 0};
     ChorusEngine engine;
@@ -132,8 +123,8 @@ TEST(ChorusEngine, TheSwingIsAsWideAndAsLongAsToldByHandAndBySong) {
     double least = 1e9, most = 0;
     int crossings = 0;
     for (std::size_t i = 8000; i < ramp.size(); ++i) {
-      const double age = static_cast<double>(i) - ramp[i] / 0.9,
-                   before = static_cast<double>(i) - 1 - ramp[i - 1] / 0.9;
+      const auto frame = static_cast<double>(i);
+      const double age = frame - ramp[i] / 0.9, before = frame - 1 - ramp[i - 1] / 0.9;
       least = std::min(least, age);
       most = std::max(most, age);
       crossings += (age > 400.5) != (before > 400.5) ? 1 : 0;

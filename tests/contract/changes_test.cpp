@@ -32,11 +32,11 @@ const Letters kLetters[] = {
 enum Way { kSetter, kDirect, kHost, kAutomation };
 
 constexpr std::size_t kFrames = 1500;
+const FormatRecord kFormat = MakeFormat(SampleFormat::kFloat32, 1, 8000);
 
 /// What is heard of `next` after noise and a change.
 Bytes After(const Instance& made, Way way, Bytes next, const std::function<void(const Instance&)>& change) {
-  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 1, 8000);
-  Bytes noise = NoiseBytes(format, kFrames);
+  Bytes noise = NoiseBytes(kFormat, kFrames);
   if (way == kDirect) {
     EXPECT_EQ(made.inPlace->FloatStart(1, 8000), S_OK);
     made.inPlace->FloatProcess(reinterpret_cast<float*>(noise.data()), kFrames, 0);
@@ -45,7 +45,7 @@ Bytes After(const Instance& made, Way way, Bytes next, const std::function<void(
     made.inPlace->FloatStop();
     return next;
   }
-  TestGraph graph(*made.filter, format, {kFrames});
+  TestGraph graph(*made.filter, kFormat, {kFrames});
   EXPECT_EQ(graph.Start(), S_OK);
   EXPECT_EQ(graph.Send(noise, {0, true, false}), S_OK);
   change(made);
@@ -60,8 +60,7 @@ TEST_P(Contract, AChangeKeepsMovesOrDropsWhatIsHeld) {
     const char* const expected[] = {letters.setter, letters.direct, letters.host, letters.automation};
     for (const Way way : {kSetter, kDirect, kHost, kAutomation}) {
       if ((way == kDirect && !InPlace()) || (way >= kHost && !Make().automation)) continue;
-      const Bytes silence(kFrames * 4),
-          noise = NoiseBytes(MakeFormat(SampleFormat::kFloat32, 1, 8000), kFrames, 0.5, 7);
+      const Bytes silence(kFrames * 4), noise = NoiseBytes(kFormat, kFrames, 0.5, 7);
       const Bytes unchanged = After(Make(letters.settings), way, noise, [](const Instance&) {});
       const auto letter = [&](const std::function<void(const Instance&)>& change) {
         if (After(Make(letters.settings), way, silence, change) == silence) return '-';

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <sstream>
 
 #include "contract/subject.h"
 #include "frame/module_text.h"
@@ -42,29 +43,28 @@ class Digest {
 /// A listing: values with a blank between, lines with an end.
 class Listing {
  public:
+  Listing() { text_.precision(9); }
   template <class... Values>
   void Line(const Values&... values) {
     (Put(values), ...);
-    text += '\n';
+    text_ << '\n';
   }
-  template <class Values>
-  void Each(const Values& values) {
-    for (const auto value : values) Put(value);
+  template <class Value>
+  void Put(const Value& value) {
+    if constexpr (std::is_convertible_v<Value, double>) {
+      text_ << static_cast<double>(value) << ' ';
+    } else if constexpr (std::is_convertible_v<Value, std::string>) {
+      text_ << value << ' ';
+    } else if constexpr (std::is_same_v<Value, GUID>) {
+      Put(reinterpret_cast<const std::uint8_t(&)[16]>(value));
+    } else {
+      for (const auto each : value) Put(each);
+    }
   }
-  std::string text;
+  std::string Text() const { return text_.str(); }
 
  private:
-  void Put(const std::string& value) { text += value + ' '; }
-  void Put(const char* value) { text += std::string(value) + ' '; }
-  void Put(double value) {
-    char number[32];
-    std::snprintf(number, sizeof number, "%.9g ", value);
-    text += number;
-  }
-  void Put(const GUID& id) {
-    for (const std::uint8_t byte : reinterpret_cast<const std::uint8_t(&)[16]>(id))
-      Put(double{static_cast<double>(byte)});
-  }
+  std::ostringstream text_;
 };
 
 void ExpectListing(const std::string& what, const std::string& listing, const char* expected) {
@@ -115,7 +115,7 @@ TEST_P(Contract, RowsAndTheirTextsAreThoseOfTheTable) {
     EXPECT_EQ(info->GetParamInfo(static_cast<DWORD>(i), &told), S_OK);
     listing.Line(platform::ToUtf8(told.szLabel), platform::ToUtf8(told.szUnitText));
   }
-  ExpectListing(effect().name, listing.text, NumbersOf(effect()).rows);
+  ExpectListing(effect().name, listing.Text(), NumbersOf(effect()).rows);
 }
 
 TEST_P(Contract, PresetsAreThoseOfTheTable) {
@@ -125,19 +125,16 @@ TEST_P(Contract, PresetsAreThoseOfTheTable) {
     WCHAR name[260];
     EXPECT_EQ(Make().presets->GetPresetName(preset, name), S_OK);
     listing.Line(platform::ToUtf8(name));
-    for (const ParamDescriptor& row : effect().rows)
-      listing.Each(std::array{FieldOf(row, effect().presets.Block(preset))});
+    for (const ParamDescriptor& row : effect().rows) listing.Put(FieldOf(row, effect().presets.Block(preset)));
     listing.Line();
   }
-  ExpectListing(effect().name, listing.text, NumbersOf(effect()).presets);
+  ExpectListing(effect().name, listing.Text(), NumbersOf(effect()).presets);
 }
 
 TEST(Digest, TablesOfTheEnginesAreAsTheyWereTuned) {
   Listing modes, styles, stretch, weights, filter;
-  for (const ReverbModeRow& row : kReverbModeTable) modes.Each(row.delayMs), modes.Line(row.combCount);
-  for (const EarlyStyleRow& row : kEarlyStyleTable) {
-    styles.Each(row.tapMs), styles.Each(row.gainPercent), styles.Each(row.pan), styles.Line();
-  }
+  for (const ReverbModeRow& row : kReverbModeTable) modes.Line(row.delayMs, row.combCount);
+  for (const EarlyStyleRow& row : kEarlyStyleTable) styles.Line(row.tapMs, row.gainPercent, row.pan);
   for (const StretchMode& row : StretchModeTable) {
     stretch.Line(row.blockMs, row.reservedA, row.searchMs, row.searchStepBase, row.fadeMs, row.reservedB,
                  row.matchPercent, row.reservedC, row.reservedD, row.reservedE);
@@ -153,7 +150,7 @@ TEST(Digest, TablesOfTheEnginesAreAsTheyWereTuned) {
     auto taken = static_cast<std::uint32_t>(in.size()), made = static_cast<std::uint32_t>(out.size());
     resampler.ResamplePitch(in.data(), taken, out.data(), made);
     weights.Line(accuracy, made);
-    for (const double x : out) weights.Each(std::array{std::round(x * 1e7)});
+    for (const double x : out) weights.Put(std::round(x * 1e7));
   }
   for (const double cutoff : {0.05, 0.25, 0.45}) {
     AntiAliasFilter antiAlias;
@@ -161,13 +158,13 @@ TEST(Digest, TablesOfTheEnginesAreAsTheyWereTuned) {
     std::vector<double> samples(100);
     samples[0] = 1;
     antiAlias.FilterInPlace(SampleFormat::kFloat64, samples.data(), 1, samples.size());
-    for (const double x : samples) filter.Each(std::array{std::round(x * 1e7)});
+    for (const double x : samples) filter.Put(std::round(x * 1e7));
   }
-  ExpectListing("modes of the reverb", modes.text, "3cac1a199915fbe8");
-  ExpectListing("early reflections", styles.text, "cda863dc6ec50775");
-  ExpectListing("modes of the stretch", stretch.text, "ae4ed021b5788059");
-  ExpectListing("weights of the interpolators", weights.text, "7c2d3cdc4b5144dd");
-  ExpectListing("filter for aliases", filter.text, "83c39b8037e02622");
+  ExpectListing("modes of the reverb", modes.Text(), "3cac1a199915fbe8");
+  ExpectListing("early reflections", styles.Text(), "cda863dc6ec50775");
+  ExpectListing("modes of the stretch", stretch.Text(), "ae4ed021b5788059");
+  ExpectListing("weights of the interpolators", weights.Text(), "7c2d3cdc4b5144dd");
+  ExpectListing("filter for aliases", filter.Text(), "83c39b8037e02622");
 }
 
 TEST_P(Contract, PresetsSoundAsTheyDid) {
@@ -214,38 +211,23 @@ TEST_P(Contract, ChangesOnTheWaySoundAsTheyDid) {
         const auto index = static_cast<DWORD>(row);
         const ParamDescriptor& r = effect().rows[row];
         const float shown = ToTableUnits(r, static_cast<std::int32_t>(FieldOf(r, block.data())));
+        const bool ramps = (r.info.mopCaps & MP_CAPS_CURVE_LINEAR) != 0;
         MP_ENVELOPE_SEGMENT ramp{graph.TimeOf(at),
                                  graph.TimeOf(at + 2000),
                                  shown,
                                  r.info.mpdNeutralValue,
-                                 (r.info.mopCaps & MP_CAPS_CURVE_LINEAR) != 0 ? MP_CURVE_LINEAR : MP_CURVE_JUMP,
+                                 ramps ? MP_CURVE_LINEAR : MP_CURVE_JUMP,
                                  0};
-        bool discontinuity = buffer == 0, tailOnly = false;
-        switch (random() % 8) {
-          case 0:
-            made.parameters->WriteBlock(block.data());
-            break;
-          case 1:
-            discontinuity = true;
-            break;
-          case 2:
-            if (made.automation) made.automation->SetParam(index, shown);
-            break;
-          case 3:
-            if (made.automation) made.automation->AddEnvelope(index, 1, &ramp);
-            break;
-          case 4:
-            if (made.inPlace != nullptr) made.inPlace->FloatReset(random() % 2);
-            break;
-          case 5:
-            tailOnly = made.inPlace != nullptr && random() % 4 == 0;
-            break;
-          default:
-            made.parameters->WriteRow(row, block.data());
-        }
+        const auto what = random() % 8;
+        if (what == 0) made.parameters->WriteBlock(block.data());
+        if (what == 2 && made.automation) made.automation->SetParam(index, shown);
+        if (what == 3 && made.automation) made.automation->AddEnvelope(index, 1, &ramp);
+        if (what == 4 && made.inPlace != nullptr) made.inPlace->FloatReset(random() % 2);
+        if (what >= 6) made.parameters->WriteRow(row, block.data());
+        const bool tailOnly = what == 5 && made.inPlace != nullptr && random() % 4 == 0;
         const std::size_t frames = 1 + random() % 1500;
         const Bytes noise = NoiseBytes(format, frames, 0.5, static_cast<std::uint32_t>(random() % 1000));
-        EXPECT_EQ(graph.Send(noise, {graph.TimeOf(at), discontinuity, tailOnly}), S_OK);
+        EXPECT_EQ(graph.Send(noise, {graph.TimeOf(at), buffer == 0 || what == 1, tailOnly}), S_OK);
         at += frames;
       }
       digest.Add(Decode(format, graph.sink->pin.received));

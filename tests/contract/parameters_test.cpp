@@ -36,6 +36,13 @@ std::vector<Slot> SlotsOf(const Subject& subject) {
   return slots;
 }
 
+Bytes RecordOf(const RecordHeader& header, const Bytes& block) {
+  Bytes record(sizeof header + block.size());
+  std::memcpy(record.data(), &header, sizeof header);
+  std::memcpy(record.data() + sizeof header, block.data(), block.size());
+  return record;
+}
+
 TEST_P(Contract, EverySlotReachesItsParameterAndHoldsIt) {
   const Instance made = Make();
   IUnknown* const property = made.property.Get();
@@ -46,20 +53,17 @@ TEST_P(Contract, EverySlotReachesItsParameterAndHoldsIt) {
   for (const Slot& s : slots) {
     SCOPED_TRACE(s.row->name);
     const bool isDouble = s.row->storage == Storage::kDouble;
-    constexpr double kFar = 2e9;
-    for (const double value : {double{kFar}, -kFar, s.most + 1, s.row->externalMin + 1.0, s.row->externalMin - 1.0}) {
+    const auto set = [&](double value) {
+      return isDouble ? CallSlot(property, slot + 1, value) : CallSlot(property, slot + 1, static_cast<LONG>(value));
+    };
+    for (const double value : {2e9, -2e9, s.most + 1, s.row->externalMin + 1.0, s.row->externalMin - 1.0}) {
       if (s.kind == '^' && value < 0) continue;
       Bytes expected = made.Block();
       PutField(*s.row, expected.data(), s.Held(value));
       LONG read = 0;
       double readDouble = 0;
-      if (isDouble) {
-        EXPECT_EQ(CallSlot(property, slot + 1, value), S_OK);
-        EXPECT_EQ(CallSlot(property, slot, &readDouble), S_OK);
-      } else {
-        EXPECT_EQ(CallSlot(property, slot + 1, static_cast<LONG>(value)), S_OK);
-        EXPECT_EQ(CallSlot(property, slot, &read), S_OK);
-      }
+      EXPECT_EQ(set(value), S_OK);
+      EXPECT_EQ(isDouble ? CallSlot(property, slot, &readDouble) : CallSlot(property, slot, &read), S_OK);
       EXPECT_EQ(isDouble ? readDouble : read, s.Held(value)) << value;
       Bytes block = made.Block();
       if (std::string(s.row->name) == "semitones" || std::string(s.row->name) == "cents") {
@@ -70,7 +74,7 @@ TEST_P(Contract, EverySlotReachesItsParameterAndHoldsIt) {
       // What is set again has not changed.
       MemoryStream saved;
       made.record->Save(&saved, TRUE);
-      isDouble ? CallSlot(property, slot + 1, value) : CallSlot(property, slot + 1, static_cast<LONG>(value));
+      set(value);
       EXPECT_EQ(made.record->IsDirty(), S_FALSE);
     }
     EXPECT_EQ(CallSlot(property, slot, static_cast<LONG*>(nullptr)), E_POINTER);
@@ -108,11 +112,8 @@ TEST_P(Contract, WholeBlocksAndRecordsAreHeldToTheirRanges) {
   for (int round = 0; round < 200; ++round) {
     Bytes block = Make().Block(), expected;
     // Any bytes, and now and then a block that is in range.
-    if (round % 4 == 0) {
-      Shuffle(effect(), block.data(), random);
-    } else {
-      for (std::uint8_t& byte : block) byte = static_cast<std::uint8_t>(random());
-    }
+    for (std::uint8_t& byte : block) byte = static_cast<std::uint8_t>(random());
+    if (round % 4 == 0) Shuffle(effect(), block.data(), random);
     expected = block;
     for (const Slot& s : slots) {
       const double value = FieldOf(*s.row, block.data());
@@ -129,17 +130,14 @@ TEST_P(Contract, WholeBlocksAndRecordsAreHeldToTheirRanges) {
               written.automation || block == expected ? S_OK : E_FAIL);
     EXPECT_EQ(written.Block(), expected);
     const RecordHeader header{effect().forms[0].size, effect().forms[0].id};
-    Bytes record(sizeof header);
-    std::memcpy(record.data(), &header, sizeof header);
-    record.insert(record.end(), block.begin(), block.end());
-    MemoryStream stream(record), saved;
+    const Bytes record = RecordOf(header, expected);
+    MemoryStream stream(RecordOf(header, block)), saved;
     EXPECT_EQ(loaded.record->Load(&stream), S_OK);
     EXPECT_EQ(loaded.record->IsDirty(), S_OK);
     EXPECT_EQ(loaded.record->Save(&saved, TRUE), S_OK);
     EXPECT_EQ(loaded.record->IsDirty(), S_FALSE);
-    std::copy(expected.begin(), expected.end(), record.begin() + sizeof header);
     EXPECT_EQ(saved.bytes, record);
-    EXPECT_EQ(saved.bytes.size(), effect().forms[0].size);
+    EXPECT_EQ(record.size(), effect().forms[0].size);
   }
 }
 
@@ -154,9 +152,7 @@ TEST_P(Contract, EveryFormOfARecordLoadsAndNoOtherDoes) {
     made.parameters->WriteBlock(before.data());
     MemoryStream clean;
     made.record->Save(&clean, TRUE);
-    Bytes bytes(sizeof header);
-    std::memcpy(bytes.data(), &header, sizeof header);
-    bytes.insert(bytes.end(), block.begin(), block.end());
+    Bytes bytes = RecordOf(header, block);
     bytes.resize(length);
     MemoryStream stream(bytes);
     stream.readResult = readResult;
@@ -215,15 +211,12 @@ TEST_P(Contract, NullsAreAnswered) {
   const Instance made = Make();
   void* const null = nullptr;
   IUnknown* const property = made.property.Get();
-  EXPECT_EQ(CallSlot(property, 3, null), E_POINTER);
-  EXPECT_EQ(CallSlot(property, 4, null), E_POINTER);
-  EXPECT_EQ(CallSlot(property, 5, null, LONG{0}), E_POINTER);
-  EXPECT_EQ(made.record->Load(nullptr), E_POINTER);
-  EXPECT_EQ(made.record->Save(nullptr, TRUE), E_POINTER);
-  EXPECT_EQ(made.record->GetSizeMax(nullptr), E_POINTER);
-  EXPECT_EQ(made.presets->GetPresetCount(nullptr), E_POINTER);
-  EXPECT_EQ(made.presets->GetPresetName(0, nullptr), E_POINTER);
-  EXPECT_EQ(made.filter->inputPin() == nullptr ? made.filter->Receive(nullptr) : E_POINTER, E_POINTER);
+  for (const HRESULT answer :
+       {CallSlot(property, 3, null), CallSlot(property, 4, null), CallSlot(property, 5, null, LONG{0}),
+        made.record->Load(nullptr), made.record->Save(nullptr, TRUE), made.record->GetSizeMax(nullptr),
+        made.presets->GetPresetCount(nullptr), made.presets->GetPresetName(0, nullptr)}) {
+    EXPECT_EQ(answer, E_POINTER);
+  }
   ULARGE_INTEGER size{};
   EXPECT_EQ(made.record->GetSizeMax(&size), S_OK);
   EXPECT_EQ(size.QuadPart, effect().forms[0].size);

@@ -98,50 +98,41 @@ TEST_P(Contract, SamplesDependNeitherOnCutsNorOnTheRoadNorOnTheFormat) {
 }
 
 struct Tail {
-  const char *effect, *settings;
+  const char* effect;
+  std::string settings;
   std::size_t frames, framesOfFloats;  // at 8 kHz, in buffers of 3000
   std::vector<std::size_t> rung;       // of stereo tail-only samples of 1000 frames
-  const char* answers;                 // of as many such calls by the direct road, with what they rang
+  std::string answers;                 // of as many such calls by the direct road, with what they rang
 };
 
-// One echo of 100 ms, one tap of 100 ms in a line of 105 ms, combs of 41 ms and more.
-constexpr const char* kEcho = "delay=100 decay=10 delay-out=0 dry-out=-800 multiple-delays=";
-constexpr const char* kTap = "tap-delay-1=100 dry-out=-800 wet-out=-10 feedback=";
-constexpr const char* kHall =
-    "dry-out=-800 reverb-out=0 early-out=-800 reverb-mode=2 pre-delay=0 bass-on=0 high-on=0 decay=";
-
-const std::vector<Tail>& Tails() {
-  static const std::string kSettings[] = {
-      std::string(kEcho) + "0",           std::string(kEcho) + "1", std::string(kEcho) + "1 delay=10 decay=1",
-      std::string(kEcho) + "1 bypass=1",  std::string(kTap) + "0",  std::string(kTap) + "50",
-      std::string(kTap) + "100",          std::string(kHall) + "9", std::string(kHall) + "10",
-      std::string(kHall) + "29 bypass=1", std::string(kHall) + "50"};
-  // Simple Delay counts the decay once for each channel, and in whole numbers rings for one buffer alone. Reverb rings
-  // for whole seconds.
-  static const std::vector<Tail> tails = {
-      {"chorus", "", 0, 0, {0}, "1:0 "},
-      {"simple-delay", kSettings[0].c_str(), 800, 800, {800, 0}, "1:800 1:0 "},
-      {"simple-delay", kSettings[1].c_str(), 3000, 8800, {}, ""},
-      {"simple-delay", kSettings[2].c_str(), 880, 880, {1000, 680, 0, 0}, "0:1000 1:680 1:0 "},
-      {"simple-delay", kSettings[3].c_str(), 0, 0, {}, ""},
-      {"multi-tap-delay", kSettings[4].c_str(), 840, 840, {840, 0}, "0:840 1:0 "},
-      {"multi-tap-delay",
-       kSettings[5].c_str(),
-       4200,
-       4200,
-       {1000, 1000, 1000, 1000, 200, 0},
-       "0:1000 0:1000 0:1000 0:1000 0:200 1:0 "},
-      {"multi-tap-delay", kSettings[6].c_str(), 160000, 160000, {}, ""},
-      {"reverb", kSettings[7].c_str(), 0, 0, {}, ""},
-      {"reverb", kSettings[8].c_str(), 8000, 8000, {1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000, 0}, ""},
-      {"reverb", kSettings[9].c_str(), 16000, 16000, {}, ""},
-      {"reverb", kSettings[10].c_str(), 40000, 40000, {}, ""},
-  };
-  return tails;
-}
+// One echo of 100 ms, one tap of 100 ms in a line of 105 ms, combs of 41 ms and more. Simple Delay counts the decay
+// once for each channel, and in whole numbers rings for one buffer alone. Reverb rings for whole seconds.
+const std::string kEcho = "delay=100 decay=10 delay-out=0 dry-out=-800 multiple-delays=",
+                  kTap = "tap-delay-1=100 dry-out=-800 wet-out=-10 feedback=",
+                  kHall =
+                      "dry-out=-800 reverb-out=0 early-out=-800 reverb-mode=2 pre-delay=0 bass-on=0 high-on=0 decay=";
+const Tail kTails[] = {
+    {"chorus", "", 0, 0, {0}, "1:0 "},
+    {"simple-delay", kEcho + "0", 800, 800, {800, 0}, "1:800 1:0 "},
+    {"simple-delay", kEcho + "1", 3000, 8800, {}, ""},
+    {"simple-delay", kEcho + "1 delay=10 decay=1", 880, 880, {1000, 680, 0, 0}, "0:1000 1:680 1:0 "},
+    {"simple-delay", kEcho + "1 bypass=1", 0, 0, {}, ""},
+    {"multi-tap-delay", kTap + "0", 840, 840, {840, 0}, "0:840 1:0 "},
+    {"multi-tap-delay",
+     kTap + "50",
+     4200,
+     4200,
+     {1000, 1000, 1000, 1000, 200, 0},
+     "0:1000 0:1000 0:1000 0:1000 0:200 1:0 "},
+    {"multi-tap-delay", kTap + "100", 160000, 160000, {}, ""},
+    {"reverb", kHall + "9", 0, 0, {}, ""},
+    {"reverb", kHall + "10", 8000, 8000, {1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000, 0}, ""},
+    {"reverb", kHall + "29 bypass=1", 16000, 16000, {}, ""},
+    {"reverb", kHall + "50", 40000, 40000, {}, ""},
+};
 
 TEST_P(Contract, TheTailIsAsLongAsItShouldByBothRoadsInAllFormats) {
-  for (const Tail& tail : Tails()) {
+  for (const Tail& tail : kTails) {
     if (effect().name != std::string(tail.effect)) continue;
     const auto input = GridNoise(2 * 1000, 0.2);
     std::vector<double> reference;
@@ -155,7 +146,7 @@ TEST_P(Contract, TheTailIsAsLongAsItShouldByBothRoadsInAllFormats) {
       const bool floats = *sampleFormat == SampleFormat::kFloat32;
       EXPECT_EQ(output.size() / 2 - 1000, floats ? tail.framesOfFloats : tail.frames);
       EXPECT_TRUE(graph.sink->pin.events.ends_with("sample end "));
-      if (floats && !std::string(tail.settings).ends_with("bypass=1")) {
+      if (floats && !tail.settings.ends_with("bypass=1")) {
         const Instance direct = Make(tail.settings), cut = Make(tail.settings);
         EXPECT_TRUE(RunDirect(*direct.inPlace, format, Encode(format, input), 300, true) == bytes);
         TestGraph small(*cut.filter, format, {7});
@@ -169,7 +160,7 @@ TEST_P(Contract, TheTailIsAsLongAsItShouldByBothRoadsInAllFormats) {
 }
 
 TEST_P(Contract, TailOnlySamplesRingOutAreSkippedAndTheNextRealOneStartsAnew) {
-  for (const Tail& tail : Tails()) {
+  for (const Tail& tail : kTails) {
     if (effect().name != std::string(tail.effect) || tail.rung.empty()) continue;
     for (const SampleFormat sampleFormat : kAllFormats) {
       const FormatRecord format = MakeFormat(sampleFormat, 2, 8000);
@@ -203,7 +194,7 @@ TEST_P(Contract, TailOnlySamplesRingOutAreSkippedAndTheNextRealOneStartsAnew) {
     std::vector<float> audio(2 * 1000, 0.125F);
     EXPECT_EQ(made.inPlace->FloatProcess(audio.data(), 1000, 0), S_OK);
     std::string answers;
-    for (std::size_t i = 0; answers.size() < std::strlen(tail.answers); ++i) {
+    for (std::size_t i = 0; answers.size() < tail.answers.size(); ++i) {
       std::vector<float> buffer(2 * 1000, 0.25F);
       answers += std::to_string(made.inPlace->FloatProcess(buffer.data(), 1000, 1));
       const auto kept = std::find_if(buffer.rbegin(), buffer.rend(), [](float x) { return x != 0.25F; });
@@ -253,14 +244,10 @@ TEST_P(Contract, SilenceComesToRestAndNoSampleIsDenormal) {
 TEST_P(Contract, StatesAreAnsweredWithTheirCodes) {
   const Instance made = Make();
   const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 2, 44100);
-  for (const auto& [channels, bits] : {std::pair<int, int>{0, 16}, {33, 16}, {2, 24}, {2, 12}, {1, 64}}) {
-    FormatRecord refused = MakeFormat(SampleFormat::kPcm16, static_cast<std::uint16_t>(channels), 44100);
-    refused.bitsPerSample = static_cast<std::uint16_t>(bits);
-    CMediaType type;
-    type.SetWave(refused);
-    EXPECT_EQ(made.filter->GetPin(0)->QueryAccept(&type.get()), S_FALSE) << channels << " x " << bits;
-    EXPECT_NE(made.filter->CheckInputType(type.get()), S_OK) << channels << " x " << bits;
-  }
+  CMediaType refused;
+  refused.SetWave(MakeFormat(SampleFormat::kPcm16, 33, 44100));
+  EXPECT_EQ(made.filter->GetPin(0)->QueryAccept(&refused.get()), S_FALSE);
+  EXPECT_NE(made.filter->CheckInputType(refused.get()), S_OK);
   TestGraph graph(*made.filter, format);
   ASSERT_EQ(graph.connected, S_OK);
   TestSample sample(Bytes(400));
@@ -289,8 +276,7 @@ TEST_P(Contract, StatesAreAnsweredWithTheirCodes) {
     EXPECT_EQ(made.inPlace->FloatStart(2, 44100), S_OK);
     EXPECT_EQ(graph.Start(), VFW_E_WRONG_STATE);
     EXPECT_EQ(made.inPlace->FloatProcess(frame, 1, 0), S_OK);
-    EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
-    EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
     graph.Stop();
   }
 }

@@ -32,9 +32,9 @@ struct StandInStore : ParamSource<Block> {
 template <class Engine, class Block>
 struct StretchRig {
   StretchRig(const EffectDescription& effect, SampleFormat sampleFormat, std::uint16_t channelCount, std::uint32_t rate)
-      : store(effect), format(sampleFormat), channels(channelCount), streamRate(rate) {}
+      : store(effect), format(MakeFormat(sampleFormat, channelCount, rate)), channels(channelCount) {}
 
-  std::int32_t Start() { return result = engine.Start(MakeFormat(format, channels, streamRate)); }
+  std::int32_t Start() { return result = engine.Start(format); }
 
   void Change() {
     store.changed = true;
@@ -43,42 +43,35 @@ struct StretchRig {
 
   /// One buffer, as `Receive` does it: every frame is offered until it is taken.
   void Receive(std::span<const double> input, std::size_t outFrames, ProcessMode mode = ModeContinue) {
-    VisitFormat(format, [&](auto policy) {
-      using Format = decltype(policy);
-      std::vector<typename Format::Sample> in(input.size()), out(outFrames * channels);
-      for (std::size_t i = 0; i < in.size(); ++i) in[i] = Format::Write(input[i]);
-      auto left = static_cast<std::uint32_t>(input.size() / channels);
-      if ((result = engine.PrepareInput(mode, in.data(), left)) < 0) return;
-      const auto* at = in.data();
-      for (int idle = 0; idle < 100; ++idle) {
-        std::uint32_t taken = left, written = static_cast<std::uint32_t>(outFrames);
-        result = engine.Process(mode, at, &taken, out.data(), &written);
-        if (result < 0) return;
-        Keep<Format>(out, written);
-        if (taken >= left) return;
-        if (taken != 0 || written != 0) idle = 0;
-        at += std::size_t{taken} * channels;
-        left -= taken;
-        if (mode == ModeRestart) mode = ModeContinue;
-      }
-      hung = true;
-    });
+    Bytes in = Encode(format, input), out(outFrames * format.blockAlign);
+    auto left = static_cast<std::uint32_t>(in.size() / format.blockAlign);
+    if ((result = engine.PrepareInput(mode, in.data(), left)) < 0) return;
+    const std::uint8_t* at = in.data();
+    for (int idle = 0; idle < 100; ++idle) {
+      std::uint32_t taken = left, written = static_cast<std::uint32_t>(outFrames);
+      result = engine.Process(mode, at, &taken, out.data(), &written);
+      if (result < 0) return;
+      Keep(out, written);
+      if (taken >= left) return;
+      if (taken != 0 || written != 0) idle = 0;
+      at += std::size_t{taken} * format.blockAlign;
+      left -= taken;
+      if (mode == ModeRestart) mode = ModeContinue;
+    }
+    hung = true;
   }
 
   /// The end of the stream.
   void Drain(std::size_t outFrames) {
-    VisitFormat(format, [&](auto policy) {
-      using Format = decltype(policy);
-      std::vector<typename Format::Sample> out(outFrames * channels);
-      for (int idle = 0; idle <= 2; ++idle) {
-        auto written = static_cast<std::uint32_t>(outFrames);
-        result = engine.Process(ModeFlush, nullptr, nullptr, out.data(), &written);
-        Keep<Format>(out, written);
-        if (result != kGoOn) return;
-        if (written != 0) idle = -1;
-      }
-      hung = true;
-    });
+    Bytes out(outFrames * format.blockAlign);
+    for (int idle = 0; idle <= 2; ++idle) {
+      auto written = static_cast<std::uint32_t>(outFrames);
+      result = engine.Process(ModeFlush, nullptr, nullptr, out.data(), &written);
+      Keep(out, written);
+      if (result != kGoOn) return;
+      if (written != 0) idle = -1;
+    }
+    hung = true;
   }
 
   /// A whole stream in buffers of these sizes.
@@ -98,18 +91,17 @@ struct StretchRig {
 
   StandInStore<Block> store;
   Engine engine{store};
-  SampleFormat format;
+  FormatRecord format;
   std::uint16_t channels;
-  std::uint32_t streamRate;
   std::vector<double> output;  // interleaved
   std::int32_t result = 0;
   bool hung = false;
 
  private:
-  template <class Format>
-  void Keep(const std::vector<typename Format::Sample>& out, std::uint32_t written) {
-    ASSERT_LE(std::size_t{written} * channels, out.size());
-    for (std::size_t i = 0; i < std::size_t{written} * channels; ++i) output.push_back(Format::Read(out[i]));
+  void Keep(const Bytes& out, std::uint32_t written) {
+    ASSERT_LE(std::size_t{written} * format.blockAlign, out.size());
+    const auto samples = Decode(format, std::span(out).first(std::size_t{written} * format.blockAlign));
+    output.insert(output.end(), samples.begin(), samples.end());
   }
 };
 

@@ -103,12 +103,12 @@ TEST(ReverbKernels, EqualThePlainForm) {
   const Seed seed;
   for (unsigned round = 0; round < 60; ++round) {
     for (const int kernel : {0, 1, 2, 3}) {
-      const std::size_t sides = kernel == 0 ? 1 : 2;
       std::mt19937 random(seed + round), same = random, again = random;
       // The last kernel works two channels that know nothing of one another.
       const bool share = kernel == 3;
+      const std::size_t sides = kernel == 0 ? 1 : 2, together = share ? 1 : sides;
       Network network(random, sides, share);
-      PlainNetwork plain(same, share ? 1 : sides, false), neighbour(again, 1, false);
+      PlainNetwork plain(same, together, false), neighbour(again, 1, false);
       plain.vector = kernel == 2;
       auto samples = GridNoise(2500 * sides), expected = samples;
       for (std::size_t at = 0, frames = 0; at < 2500; at += frames) {
@@ -121,7 +121,7 @@ TEST(ReverbKernels, EqualThePlainForm) {
         if (kernel == 3) RunReverbTwoChannels(left, right, network.mix, io, frames);
       }
       for (std::size_t i = 0; i < expected.size(); i += sides) {
-        plain.Frame(&expected[i], share ? 1 : sides);
+        plain.Frame(&expected[i], together);
         if (share) neighbour.Frame(&expected[i + 1], 1);
       }
       ASSERT_LE(LargestDifference(samples, expected), kernel == 2 ? 1e-12 : 0) << "round " << round << ", " << kernel;

@@ -32,6 +32,12 @@ inline std::vector<double> GridNoise(std::size_t samples, double level = 0.5, st
   return noise;
 }
 
+/// The same as floats.
+inline std::vector<float> FloatNoise(std::size_t samples, double level = 0.5, std::uint32_t seed = 1) {
+  const auto noise = GridNoise(samples, level, seed, 0x1p20);
+  return {noise.begin(), noise.end()};
+}
+
 inline Bytes Encode(const FormatRecord& format, std::span<const double> samples) {
   Bytes bytes(samples.size() * format.bitsPerSample / 8U);
   VisitFormat(*SampleFormatOf(format), [&](auto policy) {
