@@ -36,6 +36,11 @@ korva_tests(chorus chorus)
 korva_tests(reverb reverb)
 korva_tests(delay delay)
 korva_tests(pitchtime pitchtime)
+if(NOT WIN32 AND NOT KORVA_SANITIZE AND CMAKE_BUILD_TYPE STREQUAL "Release")
+  # A weak function of theirs could be the copy that every other file gets.
+  add_test(NAME wide_files_keep_their_code COMMAND sh -c
+    "! nm -A --defined-only '$<TARGET_FILE:korva_delay>' '$<TARGET_FILE:korva_pitchtime>' | grep '_wide[.]cpp[.]o:.* W '")
+endif()
 if(WIN32)
   include(cmake/tests_windows.cmake)
   # Memory tokens between two processes. The other one knows the module by its import library alone.

@@ -4,14 +4,16 @@
 #include <cmath>
 #include <limits>
 
+#include "pitchtime/search_loops.h"
+#include "platform/cpu.h"
+
 namespace korva {
 namespace {
 
 // Below this the screen costs more than it saves.
 constexpr std::int32_t kScreenFromTaps = 192;
 
-// Offsets whose coarse products are summed together, and the frames in one step of such a sum.
-constexpr std::int32_t kCoarseOffsets = 4;
+// Frames in one step of a sum of coarse products.
 constexpr std::int32_t kCoarseFrames = 8;
 
 // The norm that a span is scaled to before it is rounded to 16 bits: no value passes 32767, and by the inequality of
@@ -25,74 +27,9 @@ constexpr std::size_t RoundUp(std::size_t value, std::size_t step) noexcept {
   return (value + step - 1) / step * step;
 }
 
-/// The scores of neighbouring offsets, each summed in index order. Several frames are taken in one pass over the lanes:
-/// that keeps the lanes' loop one that compilers turn into vectors.
-template <std::int32_t kLanes, class Real>
-void ScoreLanes(const Real* tail, const Real* trial, std::int32_t taps, Real (&scores)[kLanes]) noexcept {
-  Real sums[kLanes] = {};
-  std::int32_t k = 0;
-  for (; k + 4 <= taps; k += 4) {
-    const Real old0 = tail[k], old1 = tail[k + 1], old2 = tail[k + 2], old3 = tail[k + 3];
-    const Real* const fresh = trial + k;
-    for (std::int32_t lane = 0; lane < kLanes; ++lane) {
-      const Real mix0 = old0 + fresh[lane], mix1 = old1 + fresh[lane + 1];
-      const Real mix2 = old2 + fresh[lane + 2], mix3 = old3 + fresh[lane + 3];
-      sums[lane] = sums[lane] + mix0 * mix0 + mix1 * mix1 + mix2 * mix2 + mix3 * mix3;
-    }
-  }
-  for (; k < taps; ++k) {
-    const Real old = tail[k];
-    for (std::int32_t lane = 0; lane < kLanes; ++lane) {
-      const Real mix = old + trial[k + lane];
-      sums[lane] += mix * mix;
-    }
-  }
-  for (std::int32_t lane = 0; lane < kLanes; ++lane) scores[lane] = sums[lane];
-}
-
-/// Products of the coarse spans at `kCoarseOffsets` neighbouring offsets; `taps` is a multiple of `kCoarseFrames`.
-void CoarseProducts(const std::int16_t* tail, const std::int16_t* trial, std::int32_t taps,
-                    std::int32_t (&products)[kCoarseOffsets]) noexcept {
-  std::int32_t sum0 = 0, sum1 = 0, sum2 = 0, sum3 = 0;
-  for (std::int32_t k = 0; k < taps; ++k) {
-    const std::int16_t old = tail[k];
-    sum0 += old * trial[k];
-    sum1 += old * trial[k + 1];
-    sum2 += old * trial[k + 2];
-    sum3 += old * trial[k + 3];
-  }
-  products[0] = sum0;
-  products[1] = sum1;
-  products[2] = sum2;
-  products[3] = sum3;
-}
-
+struct Plain {};
 template <class Real>
-std::int64_t RoundSpan(const Real* from, std::int32_t count, double scale, std::int16_t* to) noexcept {
-  std::int64_t sum = 0;
-  for (std::int32_t i = 0; i < count; ++i) {
-    const double value = static_cast<double>(from[i]) * scale;
-    const auto rounded = static_cast<std::int32_t>(value + std::copysign(0.5, value));
-    to[i] = static_cast<std::int16_t>(rounded);
-    sum += std::abs(rounded);
-  }
-  return sum;
-}
-
-/// The energy of a span. In parts, so that no sum waits on the one before: the bounds hold for any order.
-template <class Real>
-double Energy(const Real* from, std::int32_t count) noexcept {
-  double parts[8] = {};
-  std::int32_t i = 0;
-  for (; i + 8 <= count; i += 8) {
-    for (std::int32_t part = 0; part < 8; ++part) {
-      const auto value = static_cast<double>(from[i + part]);
-      parts[part] += value * value;
-    }
-  }
-  for (; i < count; ++i) parts[i % 8] += static_cast<double>(from[i]) * static_cast<double>(from[i]);
-  return ((parts[0] + parts[1]) + (parts[2] + parts[3])) + ((parts[4] + parts[5]) + (parts[6] + parts[7]));
-}
+constexpr SearchLoops<Real> kPlainLoops = SearchLoopsOf<Plain, Real>();
 
 template <class Real>
 bool IsZero(Real value) noexcept {
@@ -100,6 +37,16 @@ bool IsZero(Real value) noexcept {
 }
 
 }  // namespace
+
+template <class Real>
+OffsetSearch<Real>::OffsetSearch() noexcept {
+  SetWide(true);
+}
+
+template <class Real>
+void OffsetSearch<Real>::SetWide(bool on) noexcept {
+  loops_ = on && HasWideUnits() ? &WideSearchLoops(Real{}) : &kPlainLoops<Real>;
+}
 
 template <class Real>
 bool OffsetSearch<Real>::Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels,
@@ -167,9 +114,9 @@ bool OffsetSearch<Real>::ScreenChannel(std::uint32_t channel) noexcept {
   const std::int32_t taps = taps_;
   const auto square = [](Real value) { return static_cast<double>(value) * static_cast<double>(value); };
 
-  const double tailEnergy = Energy(tail, taps);
-  double window = Energy(trial, taps);
-  const double total = window + Energy(trial + taps, taps - 1);
+  const double tailEnergy = loops_->energy(tail, taps);
+  double window = loops_->energy(trial, taps);
+  const double total = window + loops_->energy(trial + taps, taps - 1);
   double widest = window, next = window;
   for (std::int32_t m = 1; m < taps; ++m) {
     next += square(trial[m + taps - 1]) - square(trial[m - 1]);
@@ -183,8 +130,8 @@ bool OffsetSearch<Real>::ScreenChannel(std::uint32_t channel) noexcept {
 
   const double tailScale = flat ? 0.0 : kCoarseNorm / std::sqrt(tailEnergy);
   const double trialScale = flat ? 0.0 : kCoarseNorm / std::sqrt(widest);
-  const std::int64_t tailSum = RoundSpan(tail, taps, tailScale, coarseTail_.data());
-  RoundSpan(trial, 2 * taps - 1, trialScale, coarseTrial_.data());
+  const std::int64_t tailSum = loops_->roundSpan(tail, taps, tailScale, coarseTail_.data());
+  loops_->roundSpan(trial, 2 * taps - 1, trialScale, coarseTrial_.data());
   std::int64_t trialSum = 0;
   const std::int16_t* const coarse = coarseTrial_.data();
   for (std::int32_t k = 0; k < taps; ++k) trialSum += std::abs(static_cast<std::int32_t>(coarse[k]));
@@ -199,7 +146,7 @@ bool OffsetSearch<Real>::ScreenChannel(std::uint32_t channel) noexcept {
   const auto coarseTaps = static_cast<std::int32_t>(coarseTail_.size());
   for (std::int32_t first = 0; first < taps; first += kCoarseOffsets) {
     std::int32_t products[kCoarseOffsets];
-    CoarseProducts(coarseTail_.data(), coarse + first, flat ? 0 : coarseTaps, products);
+    loops_->coarseProducts(coarseTail_.data(), coarse + first, flat ? 0 : coarseTaps, products);
     const std::int32_t count = std::min(kCoarseOffsets, taps - first);
     for (std::int32_t lane = 0; lane < count; ++lane) {
       const std::int32_t m = first + lane;
@@ -280,7 +227,7 @@ std::int32_t OffsetSearch<Real>::FindBestOffset(const Real* overlap, const Real*
   Real scores[kMaxChannels][kLanes];
   for (std::int32_t first = 0; first < taps_; first += kLanes) {
     if (screened && !MayHoldAnswer(first)) continue;
-    for (std::uint32_t c = 0; c < channels_; ++c) ScoreLanes<kLanes>(Tail(c), Trial(c) + first, taps_, scores[c]);
+    for (std::uint32_t c = 0; c < channels_; ++c) loops_->score(Tail(c), Trial(c) + first, taps_, scores[c]);
     const std::int32_t count = std::min(kLanes, taps_ - first);
     for (std::int32_t lane = 0; lane < count; ++lane) {
       if (Accepts(scores, lane)) return (first + lane) * step_;

@@ -5,6 +5,7 @@
 
 #include "audio/format_record.h"
 #include "audio/zeroed_buffer.h"
+#include "pitchtime/search_loops.h"
 
 namespace korva {
 
@@ -18,6 +19,8 @@ namespace korva {
 template <class Real>
 class OffsetSearch {
  public:
+  OffsetSearch() noexcept;
+
   /// Takes the memory for spans of `searchLength` frames searched in strides of `searchStep` (at least 1). False,
   /// and empty, if there is none.
   [[nodiscard]] bool Allocate(std::int32_t searchLength, std::int32_t searchStep, std::uint32_t channels,
@@ -31,11 +34,13 @@ class OffsetSearch {
   /// ends the search; otherwise the first of those with the highest sum of scores is taken.
   std::int32_t FindBestOffset(const Real* overlap, const Real* input, float matchThreshold) noexcept;
 
+  /// For tests: whether the loops for wide units are taken where the processor has them. They find the same.
+  void SetWide(bool on) noexcept;
   /// For tests: does without the screen.
   void SetScreen(bool on) noexcept { screenOn_ = on; }
 
  private:
-  static constexpr std::int32_t kLanes = sizeof(Real) == sizeof(float) ? 16 : 8;
+  static constexpr std::int32_t kLanes = kSearchLanes<Real>;
 
   const Real* Tail(std::uint32_t channel) const noexcept { return tail_.data() + channel * tailStride_; }
   const Real* Trial(std::uint32_t channel) const noexcept { return trial_.data() + channel * trialStride_; }
@@ -50,6 +55,7 @@ class OffsetSearch {
   std::uint32_t channels_ = 0;
   std::size_t tailStride_ = 0, trialStride_ = 0;
   bool screenOn_ = true;
+  const SearchLoops<Real>* loops_;
   std::array<Real, kMaxChannels> reference_{};
 
   ZeroedBuffer<Real> tail_;   // taps_ a channel

@@ -24,4 +24,9 @@ std::uint32_t QvGetCPUSupport(std::uint32_t mask) noexcept {
   return facilities & mask;
 }
 
+bool HasWideUnits() noexcept {
+  static const bool has = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
+  return has;
+}
+
 }  // namespace korva

@@ -23,4 +23,7 @@ inline constexpr std::uint32_t kCpuVectorMask = 0xFF0;
 /// Any thread; never fails.
 std::uint32_t QvGetCPUSupport(std::uint32_t mask) noexcept;
 
+/// Whether files named *_wide.cpp may run here: AVX2, and a system that keeps its registers. Any thread; never fails.
+bool HasWideUnits() noexcept;
+
 }  // namespace korva

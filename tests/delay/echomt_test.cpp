@@ -106,6 +106,7 @@ TEST(MultiTapDelay, EqualsThePlainFormToTheBit) {
     const std::uint32_t rate = kRates[random() % 5];
     SCOPED_TRACE(testing::Message() << "round " << round << ", channels " << channels << ", rate " << rate);
     Stream stream(channels, rate, params), plain(channels, rate, params);
+    stream.engine.SetWide(round % 2 == 0);
     ASSERT_EQ(stream.engine.RestartEngine(), 0);
     ASSERT_EQ(plain.engine.RestartEngine(), 0);
     for (const bool edited : {false, true}) {

@@ -86,8 +86,10 @@ void CompareWithPlainLoops() {
         ASSERT_TRUE(search.Allocate(length, step, static_cast<std::uint32_t>(channels), budget));
         for (const float threshold : {0.5F, 3.5F, 4.4F, 6.0F, 7.5F, 100.0F}) {
           const int expected = PlainBestOffset(overlap, input, length, step, channels, threshold);
-          for (const bool screen : {true, false}) {
+          for (const int form : {0, 1, 2, 3}) {
+            const bool screen = form % 2 == 0;
             search.SetScreen(screen);
+            search.SetWide(form < 2);
             EXPECT_EQ(search.FindBestOffset(overlap.data(), input.data(), threshold), expected)
                 << "kind " << kind << " length " << length << " step " << step << " channels " << channels
                 << " threshold " << threshold << " screen " << screen;

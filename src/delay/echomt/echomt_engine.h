@@ -10,6 +10,7 @@
 #include "audio/param_source.h"
 #include "audio/process_mode.h"
 #include "delay/echomt/echomt_block.h"
+#include "delay/echomt/echomt_loops.h"
 #include "delay/tail_frames.h"
 
 namespace korva {
@@ -38,19 +39,11 @@ namespace korva {
 /// each `Process`, under their owner's lock; all in range, or a block of zeros. All arithmetic is in doubles.
 class EchomtEngine {
  public:
-  /// Frames that are worked together, at most.
-  static constexpr int kBlockFrames = 64;
-
-  /// A tap over a run of frames, in the order of the line's slots. Values stand twice, once for each of a pair.
-  struct TapRun {
-    const double* from;  // the slot of the last frame
-    double start[2];     // the same, as a number
-    double depth[2];     // of its swing, in frames
-    double gains[2][2];  // left, right
-  };
-
   /// `source` must outlive the engine.
-  explicit EchomtEngine(ParamSource<EchomtParams>& source) noexcept : source_(source) {}
+  explicit EchomtEngine(ParamSource<EchomtParams>& source) noexcept : source_(source) { SetWide(true); }
+
+  /// For tests: whether the loops for wide units are taken where the processor has them. Samples are the same.
+  void SetWide(bool on) noexcept;
 
   /// From the next stream on: memory for the longest line that the rows can ask for is taken with the stream, and no
   /// change while it runs asks for any.
@@ -98,12 +91,6 @@ class EchomtEngine {
     bool dirty, stale;
   };
 
-  // One value of the sine, raised by 1, for each frame of a block, and the least and the most of them.
-  struct Swing {
-    double value[kBlockFrames];
-    double least, most;
-  };
-
   Fetched Fetch() noexcept;
   std::int32_t UpdateEngine(const EchomtParams& params, ProcessMode mode, bool stale) noexcept;
   std::int32_t BuildEngine(const EchomtParams& params, ProcessMode mode) noexcept;
@@ -111,7 +98,7 @@ class EchomtEngine {
   double SetTapGains(const EchomtParams& params) noexcept;
   bool HasLines() const noexcept;
   bool ReserveLines() noexcept;
-  void CleanAhead(DelayLine& line, const Swing& swing, int frames) noexcept;
+  void CleanAhead(DelayLine& line, const EchomtSwing& swing, int frames) noexcept;
 
   template <class Format>
   std::int32_t Kernel(ProcessMode mode, typename Format::Sample* buffer, std::uint32_t& frameCount,
@@ -119,16 +106,17 @@ class EchomtEngine {
   template <class Format>
   void Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept;
   template <class Format, int kSides>
-  void RunBlock(typename Format::Sample* buffer, std::uint32_t channel, int frames, const Swing& swing,
+  void RunBlock(typename Format::Sample* buffer, std::uint32_t channel, int frames, const EchomtSwing& swing,
                 int together) noexcept;
-  void NextSwing(Swing& swing, int frames) noexcept;
-  int IndependentFrames(const Swing& swing) const noexcept;
+  void NextSwing(EchomtSwing& swing, int frames) noexcept;
+  int IndependentFrames(const EchomtSwing& swing) const noexcept;
   void LowPass(double* block, int frames, double& memory) const noexcept;
   template <int kSides>
-  int ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions, const Swing& swing, int end,
-               int frames, double (*sums)[kBlockFrames]) const noexcept;
+  int ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions, const EchomtSwing& swing, int end,
+               int frames, double (*sums)[kEchomtBlock]) const noexcept;
 
   ParamSource<EchomtParams>& source_;
+  const EchomtLoops* loops_;
   std::atomic<bool> linesStale_{true};
   bool hasRun_ = true;
   bool engineReady_ = false;

@@ -1,11 +1,10 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <span>
 
 #include "audio/sample_lanes.h"
 #include "audio/sine.h"
 #include "delay/echomt/echomt_engine.h"
+#include "platform/cpu.h"
 
 // The signal path. Within a block all arrays run against time, last frame first, as the line itself does: what a tap
 // reads in consecutive frames then lies in the order of the arrays.
@@ -19,13 +18,6 @@ constexpr double kLineLimit = 16777216.0;
 double Flush(double value) noexcept {
   return std::fabs(value) < kFlushBelow ? 0.0 : value;
 }
-
-// The frames of a block as numbers, for lanes to start from.
-constexpr auto kCounts = [] {
-  std::array<double, EchomtEngine::kBlockFrames + 1> counts{};
-  for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = static_cast<double>(i);
-  return counts;
-}();
 
 // Runs `work`, which takes lanes and a place, over `count` places: in pairs, and the last odd one by itself.
 template <class Work>
@@ -52,69 +44,15 @@ bool FlushFinite(double* block, int count) noexcept {
   return notFinite + notFinitePair.low() + notFinitePair.high() == 0.0;
 }
 
-// What a line holds between two slots: `position` counts from `line`. With `kWraps` it may leave the line at either
-// end: it comes back in one slot short of the ring that the write head goes round, above and below.
-template <bool kWraps, class Lanes>
-Lanes ReadBetween(const double* line, std::int32_t lineLast, Lanes position) noexcept {
-  const Lanes bias = Lanes::Both(kRoundingBias);
-  if constexpr (kWraps) position = position + (Less(position, Lanes::Both(0.0)) & Lanes::Both(lineLast));
-  const Lanes biased = position - Lanes::Both(kDownwards) + bias;
-  const Lanes fraction = position - (biased - bias);
-  double words[Lanes::kLanes];
-  biased.Store(words);
-  std::int32_t indices[Lanes::kLanes];
-  for (std::size_t lane = 0; lane < Lanes::kLanes; ++lane) {
-    indices[lane] = static_cast<std::int32_t>(std::bit_cast<std::uint64_t>(words[lane]));
-  }
-  Lanes here, beyond;
-  if constexpr (kWraps) {
-    std::int32_t next[Lanes::kLanes];
-    for (std::size_t lane = 0; lane < Lanes::kLanes; ++lane) {
-      std::int32_t& index = indices[lane];
-      if (index < 0) index += lineLast + 1;
-      index = std::clamp(index, 0, lineLast);
-      next[lane] = index + 1 >= lineLast ? index + 1 - lineLast : index + 1;
-    }
-    here = Lanes::Gather(line, indices);
-    beyond = Lanes::Gather(line, next);
-  } else {
-    here = Lanes::Neighbours(line, indices, beyond);
-  }
-  return here + (beyond - here) * fraction;
-}
-
-// What all taps give in the frames from `k` on.
-template <int kSides, bool kSwings, bool kWraps, class Lanes>
-void SumTaps(std::span<const EchomtEngine::TapRun> taps, const double* line, std::int32_t lineLast, const double* swing,
-             int k, double* const (&sums)[2]) noexcept {
-  Lanes left = Lanes::Both(0.0), right = left;
-  for (const EchomtEngine::TapRun& tap : taps) {
-    Lanes value;
-    if constexpr (kSwings) {
-      // The swing's own slot counts up with the frames of the run.
-      const Lanes slot = Lanes::Load(&kCounts[static_cast<std::size_t>(k)]) + Lanes::Load(tap.start);
-      value = ReadBetween<kWraps>(line, lineLast, slot - Lanes::Load(swing + k) * Lanes::Load(tap.depth));
-    } else {
-      value = Lanes::Load(tap.from + k);
-    }
-    left = left + value * Lanes::Load(tap.gains[0]);
-    if constexpr (kSides == 2) right = right + value * Lanes::Load(tap.gains[1]);
-  }
-  left.Store(sums[0] + k);
-  if constexpr (kSides == 2) right.Store(sums[1] + k);
-}
-
-template <int kSides, bool kSwings, bool kWraps>
-void SumRun(std::span<const EchomtEngine::TapRun> taps, const double* line, std::int32_t lineLast, const double* swing,
-            int frames, double* const (&sums)[2]) noexcept {
-  int k = 0;
-  for (; k + 2 <= frames; k += 2) SumTaps<kSides, kSwings, kWraps, Pair>(taps, line, lineLast, swing, k, sums);
-  if (k < frames) SumTaps<kSides, kSwings, kWraps, Single>(taps, line, lineLast, swing, k, sums);
-}
+constexpr EchomtLoops kPairLoops = EchomtLoopsOf<Pair>(), kSingleLoops = EchomtLoopsOf<Single>();
 
 }  // namespace
 
-void EchomtEngine::NextSwing(Swing& swing, int frames) noexcept {
+void EchomtEngine::SetWide(bool on) noexcept {
+  loops_ = on && HasWideUnits() ? &WideEchomtLoops() : &kPairLoops;
+}
+
+void EchomtEngine::NextSwing(EchomtSwing& swing, int frames) noexcept {
   double phase = modPhase_;
   const double step = modStep_;
   if (!modulated_) {
@@ -123,28 +61,20 @@ void EchomtEngine::NextSwing(Swing& swing, int frames) noexcept {
     modPhase_ = phase;
     return;
   }
-  double phases[kBlockFrames + 1];
-  phases[frames] = phase;
+  double phases[kEchomtBlock + kMostLanes];
+  std::fill_n(phases + frames, kMostLanes, phase);
   for (int i = frames - 1; i >= 0; --i) {
     phases[i] = phase;
     phase += step;
   }
-  Pair least = Pair::Both(2.0), most = Pair::Both(0.0);
-  for (int i = 0; i < frames; i += 2) {
-    const Pair value = Sine(Pair::Load(phases + i)) + Pair::Both(1.0);
-    least = Smaller(value, least);
-    most = Larger(value, most);
-    value.Store(swing.value + i);
-  }
-  swing.least = std::min(least.low(), least.high());
-  swing.most = std::max(most.low(), most.high());
+  loops_->swing(phases, frames, swing);
   modPhase_ = phase;
 }
 
 // How many frames can be worked at once so that no tap reads a frame that another of them writes: the slots that a tap
 // touches, counted from the write head, must all lie behind the writes of the block or ahead of them.
-int EchomtEngine::IndependentFrames(const Swing& swing) const noexcept {
-  int frames = kBlockFrames;
+int EchomtEngine::IndependentFrames(const EchomtSwing& swing) const noexcept {
+  int frames = kEchomtBlock;
   for (std::size_t i = 0; i < static_cast<std::size_t>(tapCount_); ++i) {
     std::int32_t nearest = tapPosition_[i] - writePosition_;
     if (nearest < 0) nearest += lineLength_;
@@ -184,39 +114,34 @@ void EchomtEngine::LowPass(double* block, int frames, double& memory) const noex
 /// Sums what all taps give in as many of the last `frames` frames of a block as no tap leaves the line's end in, and
 /// moves them on. Answers how many those were.
 template <int kSides>
-int EchomtEngine::ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions, const Swing& swing,
-                           int end, int frames, double (*sums)[kBlockFrames]) const noexcept {
+int EchomtEngine::ReadTaps(const double* line, std::array<std::int32_t, kEchomtTaps>& positions,
+                           const EchomtSwing& swing, int end, int frames, double (*sums)[kEchomtBlock]) const noexcept {
   const std::int32_t lineLast = lineLength_ - 1;
   const auto count = static_cast<std::size_t>(tapCount_);
   for (std::size_t i = 0; i < count; ++i) frames = std::min(frames, positions[i] + 1);
-  std::array<TapRun, kEchomtTaps> taps;
+  TapRun taps[kEchomtTaps];
   bool wraps = false;
   for (std::size_t i = 0; i < count; ++i) {
     const std::int32_t start = positions[i] - frames + 1;
-    const double at = start, depth = tapModDepth_[i], left = tapGains_[0][i], right = tapGains_[1][i];
-    taps[i] = {line + start, {at, at}, {depth, depth}, {{left, left}, {right, right}}};
+    taps[i].Set(line + start, start, tapModDepth_[i], tapGains_[0][i], tapGains_[1][i]);
     wraps = wraps || start - swing.most * tapModDepth_[i] < 0 || positions[i] + 1 >= lineLast;
     positions[i] = start == 0 ? lineLast : start - 1;
   }
-  const std::span used(taps.data(), count);
   const int first = end - frames;
+  const Taps used{taps, count, line, lineLast, swing.value + first};
   double* const out[2] = {sums[0] + first, sums[kSides - 1] + first};
-  if (!modulated_) {
-    SumRun<kSides, false, false>(used, line, lineLast, nullptr, frames, out);
-  } else if (wraps) {
-    SumRun<kSides, true, true>(used, line, lineLast, swing.value + first, frames, out);
-  } else {
-    SumRun<kSides, true, false>(used, line, lineLast, swing.value + first, frames, out);
-  }
+  const auto motion = static_cast<std::size_t>(!modulated_ ? kFixed : wraps ? kWrapping : kSwinging);
+  const EchomtLoops& loops = frames >= loops_->lanes ? *loops_ : frames > 1 ? kPairLoops : kSingleLoops;
+  loops.sum[motion][kSides - 1](used, frames, out);
   return frames;
 }
 
 template <class Format, int kSides>
-void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t channel, int frames, const Swing& swing,
-                            int together) noexcept {
+void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t channel, int frames,
+                            const EchomtSwing& swing, int together) noexcept {
   const std::size_t channels = channels_;
   double* const line = lines_[channel].data();
-  double in[kSides][kBlockFrames], held[kSides][kBlockFrames], sums[kSides][kBlockFrames];
+  double in[kSides][kEchomtBlock], held[kSides][kEchomtBlock], sums[kSides][kEchomtBlock];
   const double gain = inputGain_;
   int read = 0;
   if constexpr (kSides == 2) {
@@ -252,7 +177,7 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
       const int at = first + todo - count;
       ForLanes(count, [&](auto lanes, int k) {
         using Lanes = decltype(lanes);
-        const auto add = [&](const double(&sides)[kSides][kBlockFrames]) {
+        const auto add = [&](const double(&sides)[kSides][kEchomtBlock]) {
           const Lanes sum = Lanes::Load(sides[0] + at + k);
           return kSides == 2 ? sum + Lanes::Load(sides[kSides - 1] + at + k) : sum;
         };
@@ -289,7 +214,7 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
 }
 
 // Makes ready what a block may touch of a line that was taken anew: the frames it writes, and those around every tap.
-void EchomtEngine::CleanAhead(DelayLine& line, const Swing& swing, int frames) noexcept {
+void EchomtEngine::CleanAhead(DelayLine& line, const EchomtSwing& swing, int frames) noexcept {
   constexpr std::ptrdiff_t kSeam = 3;  // the neighbouring slot, and where a position wraps
   line.CleanAround(std::ptrdiff_t{writePosition_} - frames + 1, static_cast<std::size_t>(frames));
   for (std::size_t i = 0; i < static_cast<std::size_t>(tapCount_); ++i) {
@@ -301,9 +226,9 @@ void EchomtEngine::CleanAhead(DelayLine& line, const Swing& swing, int frames) n
 
 template <class Format>
 void EchomtEngine::Run(typename Format::Sample* buffer, std::uint32_t frames) noexcept {
-  Swing swing;
+  EchomtSwing swing;
   while (frames != 0) {
-    const int count = static_cast<int>(std::min<std::uint32_t>(frames, kBlockFrames));
+    const int count = static_cast<int>(std::min<std::uint32_t>(frames, kEchomtBlock));
     NextSwing(swing, count);
     const int together = IndependentFrames(swing);
     // Every channel sees the same block of the sine, so the channels can take turns block by block.
