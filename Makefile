@@ -1,5 +1,6 @@
-# A thin front: every target is one script or the build's own. `demo`, `test`, `bench` and `lint` install what is missing
-# first; the command alone needs a compiler, CMake, Ninja and the libraries that scripts/install-dependencies names.
+# A thin front: every target is one script or the build's own. Those with `dependencies` behind them install what is
+# missing first; the command alone needs a compiler, CMake, Ninja and the libraries that scripts/install-dependencies
+# names.
 PREFIX ?= /usr/local
 .PHONY: korva install demo test bench lint fuzz soak screenshots docs plugins install-plugins package dist dependencies clean
 

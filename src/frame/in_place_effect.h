@@ -12,7 +12,8 @@ namespace korva {
 
 /// What the frame asks of an engine that works in place. All engines go by the same verbs: `Start` makes one ready for
 /// a stream of a format, out of silence; `Stop` frees its memory; `Update` (in some engines `UpdateEngine`) brings
-/// parameters in between kernels; `Process` runs frames; `Reset` restarts in mid-stream.
+/// parameters in between kernels; `Process` runs frames; `Reset`, in effects without automation,
+/// restarts in mid-stream.
 template <class Engine>
 concept InPlaceEngine = requires(Engine& engine, const FormatRecord& format, ProcessMode mode, void* buffer,
                                  std::uint32_t& frames, bool tailOnly) {
