@@ -69,8 +69,6 @@ class CQvInPlaceFilter : public EffectFilter<CTransInPlaceFilter>, public IQvAud
   virtual void ReserveForRows(bool /*on*/) {}
 
  protected:
-  const FormatRecord& formatRecord() const noexcept { return formatRecord_; }
-
   // Hooks: what an effect is.
 
   /// The stores that drive chunks; null where the effect has none.

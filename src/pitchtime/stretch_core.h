@@ -81,10 +81,6 @@ class StretchCore {
   /// Frames that the block being gathered lacks.
   std::uint32_t missing() const noexcept;
 
-  std::int32_t blockLength() const noexcept { return blockLength_; }
-  std::int32_t outputHop() const noexcept { return outputHop_; }
-  std::int32_t inputHop() const noexcept { return inputHop_; }
-
  private:
   void FillCrossfade() noexcept;
   bool WriteOutputFrames(void* destination, std::uint32_t& written, std::uint32_t room) noexcept;

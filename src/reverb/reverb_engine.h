@@ -82,7 +82,6 @@ class ReverbEngine {
 
   /// Whether the next update rebuilds. Any thread.
   void MarkLinesStale(bool stale) noexcept { linesStale_.store(stale, std::memory_order_relaxed); }
-  bool linesStale() const noexcept { return linesStale_.load(std::memory_order_relaxed); }
 
   /// Makes the next update rebuild whatever the flag above says: for a stream that resumes after skipped samples.
   void MarkNotReady() noexcept { engineReady_ = false; }
@@ -97,7 +96,6 @@ class ReverbEngine {
 
   /// Which of the two stereo kernels runs. The processor decides at construction; tests overrule it.
   void UseVectorKernel(bool use) noexcept { useVectorKernel_ = use; }
-  bool usesVectorKernel() const noexcept { return useVectorKernel_; }
 
  private:
   std::int32_t Rebuild(const ReverbParams& params, bool clearHigh) noexcept;

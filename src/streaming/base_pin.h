@@ -113,7 +113,6 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   /// `VFW_E_RUNTIME_ERROR` after a runtime error.
   virtual HRESULT CheckStreaming();
   void SetRuntimeError() noexcept { runtimeError_.store(true); }
-  bool IsFlushing() const noexcept { return flushing_.load(); }
   ComPtr<IMemAllocator> allocator() const { return filter().Linked(allocator_); }
   bool IsReadOnly() const noexcept { return readOnly_.load(); }
 

@@ -71,7 +71,6 @@ class EchosEngine {
   bool engineReady() const noexcept { return engineReady_; }
   bool tailOnlyDone() const noexcept { return tailOnly_.done(); }
   std::uint32_t delayLength() const noexcept { return delayLength_; }  ///< frames
-  double feedbackGain() const noexcept { return feedbackGain_; }
 
  private:
   std::uint32_t LineLength(const EchosParams& params, const TempoInfo* tempo) const noexcept;
