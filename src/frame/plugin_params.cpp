@@ -1,8 +1,6 @@
 #include "frame/plugin_params.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 
 #include "audio/narrow.h"
 #include "audio/wrapping.h"
@@ -102,13 +100,17 @@ void CQvPlugInParams::TellEnd(std::size_t row) {
   callback_->ParamsEndCapture(&index, 1);
 }
 
+std::int64_t CQvPlugInParams::TicksOf(std::uint32_t frames) const noexcept {
+  return Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5);
+}
+
 std::uint32_t CQvPlugInParams::NextChunk(std::uint32_t frames, std::uint32_t* flags, double scale) {
   const std::lock_guard guard(paramLock_);
   std::uint32_t changed = 0;
   std::uint32_t chunk = frames;
   // A rate may be so low that a frame takes longer than can be counted; time then goes round.
   const auto advance = [this](std::int64_t step) { hostTime_ = WrappingSum(hostTime_, step); };
-  std::int64_t limit = Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5);
+  std::int64_t limit = TicksOf(frames);
   const auto used = std::span(envelopes_).first(rows_.size());
   if (std::all_of(used.begin(), used.end(), [](const Envelope& envelope) { return envelope.empty(); })) {
     for (std::size_t row = 0; row < rows_.size(); ++row) {
@@ -125,7 +127,7 @@ std::uint32_t CQvPlugInParams::NextChunk(std::uint32_t frames, std::uint32_t* fl
       if (result > Envelope::kInside) changed |= rows_[row].changeBit;
       if (result != 0) CountWrite();
     }
-    const std::int64_t step = std::max(std::min(limit, kMaxChunkTime), Truncate<std::int64_t>(ticksPerFrame_ + 0.5));
+    const std::int64_t step = std::max(std::min(limit, kMaxChunkTime), TicksOf(1));
     advance(step);
     // Never nothing: at rates of more than one frame a tick a chunk could otherwise stand still for ever.
     chunk = std::max(Truncate<std::uint32_t>(static_cast<double>(step) * framesPerTick_ + 0.5), std::uint32_t{1});
@@ -157,7 +159,7 @@ std::int64_t CQvPlugInParams::hostTime() {
 
 std::int64_t CQvPlugInParams::HostSpan(std::uint32_t frames, std::int64_t& end) {
   const std::lock_guard guard(paramLock_);
-  end = WrappingSum(hostTime_, Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5));
+  end = WrappingSum(hostTime_, TicksOf(frames));
   return hostTime_;
 }
 
@@ -168,7 +170,7 @@ void CQvPlugInParams::SetHostTime(std::int64_t time) {
 
 std::int64_t CQvPlugInParams::TimeOf(std::uint32_t frames) {
   const std::lock_guard guard(paramLock_);
-  return Truncate<std::int64_t>(frames * ticksPerFrame_ + 0.5);
+  return TicksOf(frames);
 }
 
 }  // namespace korva

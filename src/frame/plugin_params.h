@@ -87,6 +87,8 @@ class CQvPlugInParams : public IMediaParamInfo, public IMediaParams, public IMed
   static constexpr std::int64_t kMaxChunkTime = 200'000;  // 20 ms
 
   bool HasRow(DWORD index) const noexcept { return index < rows_.size(); }
+  /// Under the lock: the time that `frames` take, rounded.
+  std::int64_t TicksOf(std::uint32_t frames) const noexcept;
   /// Under the lock, after a value was stored.
   void CountWrite() noexcept { writes_.store(writes() + 1, std::memory_order_relaxed); }
   void TellBegin(std::size_t row);

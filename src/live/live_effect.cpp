@@ -196,9 +196,8 @@ std::uint64_t LiveEffect::heldFrames() const noexcept {
 }
 
 void LiveEffect::WriteRow(std::size_t row, const LiveBlock& block) noexcept {
-  constexpr std::uint32_t kRebuild = 2;
   const ParamDescriptor& descriptor = description().rows[row];
-  const bool rebuilds = descriptor.changeBit == kRebuild && !SameField(descriptor, block.data(), now_.data());
+  const bool rebuilds = descriptor.changeBit == kChangeRebuild && !SameField(descriptor, block.data(), now_.data());
   CopyField(descriptor, now_.data(), block.data());
   instance_.parameters->WriteRow(row, block.data());
   if (rebuilds) road_->EngineRebuilt();
