@@ -111,8 +111,7 @@ constexpr DerivedName kTimeNames[] = {
 /// Measured at 125 % on hits and on speech, and at 80 % too on steady chords.
 constexpr const char* kPicks =
     "Good picks for mode: A17 keeps attacks within 5 ms, A09 is the clearest of the three for speech, A02 and A10 are "
-    "the "
-    "cleanest on chords, of which A10 keeps attacks within 13 ms; A01 doubles an attack now and then, up to 30 ms "
+    "the cleanest on chords, of which A10 keeps attacks within 13 ms; A01 doubles an attack now and then, up to 30 ms "
     "apart.";
 
 const EffectHabits kPitchsHabits = {

@@ -58,9 +58,9 @@ constexpr PitchsParams Shift(std::int32_t semitones, double transposition) noexc
   return {semitones, 0, 2, 0, 0, 0, transposition, 0, 0, 2646000.0};
 }
 
-// The ratios are rounded by hand and stay so: a preset sounds as it always did.
 constexpr StringId kFirst = kStringPitchsFirstPreset;  // of the names that are this effect's own
 
+// The ratios are rounded by hand; how a preset sounds depends on these digits.
 constexpr PresetRow<PitchsParams> kPresets[] = {
     {kStringPresetDefault, Shift(0, 1.0)},     // (Default)
     {kStringPresetDefaultAll, Shift(0, 1.0)},  // Default all parameters

@@ -25,8 +25,8 @@ struct ImpulseRun {
 /// lie over one another, their channels apart.
 Picture ImpulsePicture(std::span<const ImpulseRun> runs);
 
-/// The same as the graph of a page of taps: gains over a time of `spanMs`, up or, inverted, down from the middle. What
-/// comes at one of `tapMs` is a tap, everything else what feedback makes of them.
+/// The same as the graph of a page of taps: gains over time, up or, inverted, down from the middle. What comes
+/// at one of `tapMs` is a tap, everything else what feedback makes of them.
 Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs);
 
 /// Levels of sounds over time, over one another.

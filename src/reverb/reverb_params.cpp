@@ -44,9 +44,9 @@ constexpr ParamDescriptor kRows[] = {
                  offsetof(ReverbParams, bypass)),
 };
 
-// dryOut, reverbOut, earlyOut, reverbMode, earlyStyle, decayTenths, preDelayMs, bassOn, bassHz, highOn, highHz, bypass
 constexpr StringId kFirst = kStringReverbFirstPreset;  // of the names that are this effect's own
 
+// dryOut, reverbOut, earlyOut, reverbMode, earlyStyle, decayTenths, preDelayMs, bassOn, bassHz, highOn, highHz, bypass
 constexpr PresetRow<ReverbParams> kPresets[] = {
     {kStringPresetDefault, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},     // (Default)
     {kStringPresetDefaultAll, {0, -350, -200, 0, 3, 25, 30, 1, 20, 1, 12000, 0}},  // Default all parameters

@@ -64,8 +64,7 @@ constexpr ParamDescriptor kRows[] = {
                kNoTexts, kChangeRefresh, offsetof(EchomtParams, dryOut)),
     rows::Ramp({"feedback", "%",
                 "how much of all taps goes back into the line; from 100 on one tap at full gain never dies down, save "
-                "in stereo, "
-                "where each round is halved"},
+                "in stereo, where each round is halved"},
                {0, 150, 75, 0, 150}, kNoTexts, kChangeRebuild, offsetof(EchomtParams, feedback)),
     rows::Gain({"input-gain", "dB", "level of the input; the lowest value is silence"}, kSilentTenths, 0, kNoTexts,
                kChangeRefresh, offsetof(EchomtParams, inputGain)),
@@ -83,10 +82,10 @@ constexpr ParamDescriptor kRows[] = {
                  kNoTexts, kChangeRefresh, offsetof(EchomtParams, graphResolution)),
 };
 
-// A row: delays and gains of the taps, their pans, then the rest in the order of the block.
-// clang-format off
 constexpr StringId kFirst = kStringEchomtFirstPreset;  // of the names that are this effect's own
 
+// A row: delays and gains of the taps, their pans, then the rest in the order of the block.
+// clang-format off
 constexpr PresetRow<EchomtParams> kPresets[] = {
     {kStringPresetDefault, {{100, 1, 1, 1, 1, 1, 1, 1}, {100, 100, 100, 100, 100, 100, 100, 100},
             {0, 0, 0, 0, 0, 0, 0, 0},

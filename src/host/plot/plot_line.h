@@ -24,7 +24,7 @@ struct PlotRequest {
 
 /// The options of `korva plot`, from the parser itself.
 std::vector<OptionText> PlotOptions();
-/// Reads what follows `korva plot`. The ending is the help, if it was asked for, or what is wrong with the call.
+/// Reads what follows `korva plot`. The early exit is the help, if it was asked for, or what is wrong with the call.
 Outcome<PlotRequest> ParsePlot(std::span<const std::string> arguments);
 
 }  // namespace korva
