@@ -15,12 +15,11 @@ set_source_files_properties(${dialogs} PROPERTIES OBJECT_DEPENDS
 target_sources(korva_resources PRIVATE ${dialogs})
 
 file(GLOB help_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/resources/help/*)
-file(GLOB help_plots CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/images/plots/*.png)
+file(GLOB_RECURSE help_images CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/images/*.png)
 set(help_folder ${CMAKE_BINARY_DIR}/help)
 add_custom_command(
   OUTPUT ${help_folder}/index.html
-  COMMAND ${CMAKE_COMMAND} -E copy_directory ${CMAKE_SOURCE_DIR}/src/resources/help ${help_folder}
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${help_folder}/plots
-  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${help_plots} ${help_folder}/plots
-  DEPENDS ${help_pages} ${help_plots})
+  COMMAND ${CMAKE_COMMAND} -D FOLDER=${help_folder} -P ${CMAKE_SOURCE_DIR}/cmake/help_folder.cmake
+  COMMAND ${CMAKE_COMMAND} -E touch ${help_folder}/index.html
+  DEPENDS ${help_pages} ${help_images} ${CMAKE_SOURCE_DIR}/cmake/help_folder.cmake)
 add_custom_target(korva_help ALL DEPENDS ${help_folder}/index.html)

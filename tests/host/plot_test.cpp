@@ -156,11 +156,11 @@ TEST_F(PlotTest, PicturesOfThePagesAreUpToDate) {
   }
   std::string more;
   EXPECT_FALSE(file >> more) << more;
-  const std::regex picture("src=\"plots/([^\"]+)\"");
+  const std::regex picture("src=\"images/([^\"]+)\"");
   for (const auto& page : std::filesystem::directory_iterator(source / "src/resources/help")) {
     const std::string text = Bytes(page.path());
     for (std::sregex_iterator at(text.begin(), text.end(), picture); at != std::sregex_iterator(); ++at) {
-      EXPECT_TRUE(std::filesystem::exists(plots / (*at)[1].str())) << page.path() << (*at)[1];
+      EXPECT_TRUE(std::filesystem::exists(source / "docs/images" / (*at)[1].str())) << page.path() << (*at)[1];
     }
   }
 }

@@ -1,0 +1,15 @@
+# Puts the help together in FOLDER: its pages, and those pictures of the documents that they show.
+# Usage: cmake -D FOLDER=... -P help_folder.cmake
+get_filename_component(root ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
+file(REMOVE_RECURSE ${FOLDER})
+file(COPY ${root}/src/resources/help/ DESTINATION ${FOLDER})
+file(GLOB pages ${FOLDER}/*.html)
+foreach(page IN LISTS pages)
+  file(READ ${page} text)
+  string(REGEX MATCHALL "src=\"images/[^\"]+" sources "${text}")
+  foreach(source IN LISTS sources)
+    string(REPLACE "src=\"" "" image ${source})
+    get_filename_component(folder ${FOLDER}/${image} DIRECTORY)
+    file(COPY ${root}/docs/${image} DESTINATION ${folder})
+  endforeach()
+endforeach()
