@@ -1,6 +1,4 @@
 // Envelope lists against a plain list: edits and evaluations, a byte for each choice.
-#include <cmath>
-#include <set>
 
 #include "frame/envelope.h"
 #include "input.h"

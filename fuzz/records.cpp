@@ -1,5 +1,4 @@
 // Records of every effect: the first byte names the effect, all others are the record.
-#include <cstring>
 
 #include "frame/row_values.h"
 #include "input.h"

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <utility>
 
 #include "audio/narrow.h"
 #include "audio/process_mode.h"

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "chorus/chorus_page.h"
 #include "qvkit/help.h"
 

@@ -1,5 +1,4 @@
 // The published media-parameter interfaces of the store.
-#include <cstring>
 
 #include "frame/module_text.h"
 #include "frame/plugin_params.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "frame/in_place_filter.h"
 #include "live/live_mail.h"

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <new>
 
 #include "live/live_effect.h"
 #include "lv2/lv2_ports.h"

@@ -1,7 +1,6 @@
 #include "module/class_keys.h"
 
 #include <array>
-#include <cstring>
 
 #include "streaming/wide_text.h"
 

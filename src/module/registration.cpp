@@ -1,7 +1,6 @@
 #include "module/registration.h"
 
 #include <array>
-#include <optional>
 
 #include "module/class_keys.h"
 #include "module/class_table.h"

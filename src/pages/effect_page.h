@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "pages/base_property_page.h"
 #include "pages/page_control.h"

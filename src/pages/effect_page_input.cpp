@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 
 #include "pages/effect_page.h"
 #include "pages/preset_menu.h"

@@ -2,7 +2,6 @@
 
 #include <sndfile.h>
 
-#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
