@@ -209,7 +209,10 @@ std::int32_t EchosEngine::Kernel(ProcessMode mode, typename Format::Sample* buff
 }
 
 std::int32_t EchosEngine::Process(ProcessMode mode, void* buffer, std::uint32_t& frameCount, bool tailOnly) noexcept {
-  if (!format_) return kEngineFailed;
+  if (!format_) {
+    frameCount = 0;
+    return kEngineFailed;
+  }
   return VisitFormat(*format_, [&](auto policy) {
     using Format = decltype(policy);
     return Kernel<Format>(mode, static_cast<typename Format::Sample*>(buffer), frameCount, tailOnly);
