@@ -7,45 +7,37 @@
 #include "frame/row_values.h"
 #include "frame_rig.h"
 #include "support/listening_host.h"
+#include "support/memory_stream.h"
 
 namespace korva {
 namespace {
 
-TEST(Conversion, EveryBlockValueOfEveryRowSurvivesTheRoundTrip) {
+TEST(Conversion, EveryBlockValueSurvivesItHalvesRoundAwayFromZeroAndAllIsHeldToTheRow) {
   BareStore store;
   for (std::size_t row = 0; row < kChorusEffect.rows.size(); ++row) {
     const ParamDescriptor& r = kChorusEffect.rows[row];
-    store.WriteOne(row, r.externalMax);
+    store.WriteOne(row, std::numeric_limits<std::int32_t>::max());
+    EXPECT_EQ(store.ReadOne(row), r.externalMax) << r.name;
     for (std::int32_t value = r.externalMin; value <= r.externalMax; ++value) {
-      EXPECT_EQ(store.WriteOne(row, value), r.externalMin != r.externalMax) << r.name << ' ' << value;
+      store.WriteOne(row, value);
       ASSERT_EQ(store.ReadOne(row), value) << r.name;
       EXPECT_FALSE(store.WriteOne(row, value)) << r.name << ' ' << value;
     }
+    store.WriteOne(row, std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(store.ReadOne(row), r.externalMin) << r.name;
   }
-}
-
-TEST(Conversion, HalvesRoundAwayFromZeroAndAnyValueIsHeldToTheRow) {
-  BareStore store;
   const struct {
-    std::size_t row;
+    DWORD row;
     float table;
     std::int32_t block;
   } rows[] = {
       {kChorusModDepth, 50.5F, 51}, {kChorusModDepth, 50.49F, 50}, {kChorusDryOut, -6.05F, -61},
-      {kChorusDryOut, -6.04F, -60}, {kChorusDryOut, 0.0F, 0},      {kChorusModRate, 0.0014F, 1},
-      {kChorusModRate, 0.0016F, 2}, {kChorusDelay, 99.96F, 1000},  {kChorusModPeriodMultiplier, 32.0F, 32000},
+      {kChorusDryOut, -6.04F, -60}, {kChorusModRate, 0.0014F, 1},  {kChorusModRate, 0.0016F, 2},
+      {kChorusDelay, 99.96F, 1000},
   };
   for (const auto& row : rows) {
-    ASSERT_EQ(store.SetParam(static_cast<DWORD>(row.row), row.table), S_OK) << row.table;
+    ASSERT_EQ(store.SetParam(row.row, row.table), S_OK) << row.table;
     EXPECT_EQ(store.ReadOne(row.row), row.block) << row.table;
-  }
-  for (const std::int32_t value :
-       {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
-    for (std::size_t row = 0; row < kChorusEffect.rows.size(); ++row) {
-      const ParamDescriptor& r = kChorusEffect.rows[row];
-      store.WriteOne(row, value);
-      EXPECT_EQ(store.ReadOne(row), value < 0 ? r.externalMin : r.externalMax) << r.name;
-    }
   }
 }
 
@@ -87,51 +79,30 @@ TEST(Callback, HearsWholeCapturesInOrderAndNothingOfEqualValues) {
 
 TEST(Flags, OnlyAChangeRaisesThem) {
   Owned<CQvChorus> chorus;
-  const auto flags = [&] {
-    const std::uint32_t raised = chorus->paramsChanged * 2 + chorus->stateDirty;
-    chorus->paramsChanged = 0;
-    chorus->stateDirty = 0;
-    return raised;
-  };
-  EXPECT_EQ(flags(), 2U);  // a new filter: to be picked up, nothing to save
   const auto params = chorus.As<IMediaParams>();
   ChorusParams block{};
-  LONG value = 0;
   const struct {
     const char* what;
-    std::uint32_t raised;
+    std::uint32_t raised;  // 2 to be picked up, 1 to be saved
     std::function<HRESULT()> act;
+    HRESULT result = S_OK;
   } steps[] = {
+      {"a new filter", 2, [] { return S_OK; }},
       {"Set of the value in force", 0, [&] { return chorus->SetDelay(400); }},
-      {"Set of another", 3, [&] { return chorus->SetDelay(500); }},
       {"Set past the range", 3, [&] { return chorus->SetDelay(5000); }},
       {"Set past it again", 0, [&] { return chorus->SetDelay(1000000); }},
-      {"Get", 0, [&] { return chorus->GetDelay(&value); }},
-      {"SetParams of the values in force", 3,
-       [&] {
-         chorus->GetParams(&block);
-         return chorus->SetParams(&block);
-       }},
+      {"GetParams", 0, [&] { return chorus->GetParams(&block); }},
+      {"SetParams of the values in force", 3, [&] { return chorus->SetParams(&block); }},
       {"BeginEdit", 0, [&] { return chorus->BeginEditDelay(); }},
       {"EndEdit with nothing moved", 2, [&] { return chorus->EndEditDelay(); }},
       {"SetParam of another value", 3, [&] { return params->SetParam(kChorusDelay, 7); }},
-      {"SetParam of that value", 0, [&] { return params->SetParam(kChorusDelay, 7) == S_FALSE ? S_OK : E_FAIL; }},
-      {"SetParam out of range", 0, [&] { return params->SetParam(kChorusDelay, 101) == E_INVALIDARG ? S_OK : E_FAIL; }},
-      {"the reserved word", 0,
-       [&] {
-         chorus->SetReserved(77);
-         chorus->GetReserved(&value);
-         return value == 77 ? S_OK : E_FAIL;
-       }},
-      {"the operation that reads zero", 0,
-       [&] {
-         chorus->ReadZero(&value);
-         return value == 0 ? chorus->TakeAndLeaveLock() : E_FAIL;
-       }},
+      {"SetParam of that value", 0, [&] { return params->SetParam(kChorusDelay, 7); }, S_FALSE},
+      {"SetParam out of range", 0, [&] { return params->SetParam(kChorusDelay, 101); }, E_INVALIDARG},
+      {"the reserved word", 0, [&] { return chorus->SetReserved(77); }},
   };
   for (const auto& step : steps) {
-    EXPECT_EQ(step.act(), S_OK) << step.what;
-    EXPECT_EQ(flags(), step.raised) << step.what;
+    EXPECT_EQ(step.act(), step.result) << step.what;
+    EXPECT_EQ(chorus->paramsChanged.exchange(0) * 2 + chorus->stateDirty.exchange(0), step.raised) << step.what;
   }
 }
 
@@ -143,14 +114,12 @@ TEST(Notices, GoToTheWindowsThatAreRegisteredAndAlive) {
   EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 7), S_OK);
   EXPECT_EQ(chorus->SetNotifyWindow(second->Handle(), 8), S_OK);
   EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 9), E_OUTOFMEMORY);
-  EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 0), S_OK);
   EXPECT_EQ(chorus->SetNotifyWindow(first.Handle(), 70), S_OK);
   chorus->SetPreset(2);
   chorus.As<IMediaParams>()->SetParam(kChorusDelay, 7);
   chorus->SetDelay(100);  // a page tells itself
   EXPECT_EQ(Notices(first), "100/70 0/70");
   EXPECT_EQ(Notices(*second), "100/8 0/8");
-  EXPECT_EQ(Notices(third), "");
   // A dead window keeps its slot until the next notice.
   second.reset();
   EXPECT_EQ(chorus->SetNotifyWindow(third.Handle(), 9), E_OUTOFMEMORY);
@@ -162,47 +131,47 @@ TEST(Notices, GoToTheWindowsThatAreRegisteredAndAlive) {
     TestGraph graph(*chorus, MakeFormat(SampleFormat::kPcm16, 2, 48000));
     EXPECT_EQ(Notices(third), "0/9 1/9");
   }
+  EXPECT_EQ(Notices(third), "0/9");
+  // A record is told when its head was read, whatever comes after it.
+  MemoryStream record;
+  EXPECT_EQ(chorus->Save(&record, FALSE), S_OK);
+  for (const std::size_t length : {19U, 20U, 83U, 84U}) {
+    MemoryStream part({record.bytes.begin(), record.bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+    EXPECT_EQ(chorus->Load(&part), length == 84 ? S_OK : E_FAIL) << length;
+    EXPECT_EQ(Notices(third), length < 20 ? "" : "100/9") << length;
+  }
+  record.bytes[4] ^= 1;  // of the form's identifier
+  EXPECT_EQ(chorus->Load(&record), E_FAIL);
+  EXPECT_EQ(Notices(third), "100/9");
   EXPECT_EQ(Notices(first), "");
 }
 
-TEST(Format, IsKnownFromTheInputsConnectionToItsEnd) {
+TEST(Format, IsReadFromTheBlockAndRefusedByIt) {
   Owned<CQvChorus> chorus;
   WAVEFORMATEX format{};
-  EXPECT_EQ(chorus->GetFormat(&format), VFW_E_NOT_CONNECTED);
   EXPECT_EQ(chorus->GetFormat(nullptr), E_POINTER);
-  {
-    // An extensible block that lies about its derived fields.
-    WAVEFORMATEXTENSIBLE block{};
-    block.Format = {WAVE_FORMAT_EXTENSIBLE, 2, 48000, 1, 99, 32, 22};
-    block.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
-    AM_MEDIA_TYPE type{};
-    type.majortype = MEDIATYPE_Audio;
-    type.formattype = FORMAT_WaveFormatEx;
-    type.cbFormat = sizeof block;
-    type.pbFormat = reinterpret_cast<BYTE*>(&block);
-    Owned<SourceFilter> source;
-    ASSERT_EQ(source->pin.Connect(chorus->GetPin(0), &type), S_OK);
-    ASSERT_EQ(chorus->GetFormat(&format), S_OK);
-    EXPECT_EQ(format.wFormatTag, 3);
-    EXPECT_EQ(format.nBlockAlign, 8);
-    EXPECT_EQ(format.nAvgBytesPerSec, 384000U);
-    EXPECT_EQ(format.cbSize, 0);
-    source->pin.Disconnect();
-    chorus->GetPin(0)->Disconnect();
-  }
-  EXPECT_EQ(chorus->GetFormat(&format), VFW_E_NOT_CONNECTED);
-  for (const std::uint16_t channels : {std::uint16_t{0}, std::uint16_t{33}}) {
-    CMediaType refused;
-    refused.SetWave(MakeFormat(SampleFormat::kPcm16, channels, 48000));
-    EXPECT_EQ(chorus->CheckInputType(refused.get()), E_INVALIDARG);
-    EXPECT_EQ(chorus->GetPin(0)->QueryAccept(&refused.get()), S_FALSE);
-  }
-  CMediaType compressed;
-  compressed.SetWave(MakeFormat(SampleFormat::kPcm16, 2, 0));
-  EXPECT_EQ(chorus->CheckInputType(compressed.get()), S_OK);  // the rate is nobody's concern
-  compressed.get().bTemporalCompression = TRUE;
-  EXPECT_EQ(chorus->CheckInputType(compressed.get()), E_INVALIDARG);
-  EXPECT_EQ(chorus->CQvInPlaceFilter::GetMediaType(0, compressed), E_UNEXPECTED);
+  // An extensible block that lies about its derived fields.
+  WAVEFORMATEXTENSIBLE block{};
+  block.Format = {WAVE_FORMAT_EXTENSIBLE, 2, 48000, 1, 99, 32, 22};
+  block.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+  AM_MEDIA_TYPE type{};
+  type.majortype = MEDIATYPE_Audio;
+  type.formattype = FORMAT_WaveFormatEx;
+  type.cbFormat = sizeof block;
+  type.pbFormat = reinterpret_cast<BYTE*>(&block);
+  Owned<SourceFilter> source;
+  ASSERT_EQ(source->pin.Connect(chorus->GetPin(0), &type), S_OK);
+  ASSERT_EQ(chorus->GetFormat(&format), S_OK);
+  EXPECT_EQ(format.wFormatTag, 3);
+  EXPECT_EQ(format.nBlockAlign, 8);
+  EXPECT_EQ(format.nAvgBytesPerSec, 384000U);
+  EXPECT_EQ(format.cbSize, 0);
+  source->pin.Disconnect();
+  chorus->GetPin(0)->Disconnect();
+  block.Format.nSamplesPerSec = 0;
+  EXPECT_EQ(chorus->CheckInputType(type), S_OK);  // the rate is nobody's concern
+  type.bTemporalCompression = TRUE;
+  EXPECT_EQ(chorus->CheckInputType(type), E_INVALIDARG);
 }
 
 }  // namespace

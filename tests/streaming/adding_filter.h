@@ -7,6 +7,13 @@
 
 namespace korva {
 
+inline const FormatRecord kStereo = MakeFormat(SampleFormat::kPcm16, 2, 44100);
+
+struct AudioType : CMediaType {
+  explicit AudioType(const FormatRecord& format = kStereo) { SetWave(format); }
+  operator const AM_MEDIA_TYPE*() const { return &get(); }
+};
+
 /// The simplest in-place transform: adds one to every byte.
 class AddingFilter final : public CTransInPlaceFilter {
  public:

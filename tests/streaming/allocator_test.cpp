@@ -32,18 +32,15 @@ TEST(Allocator, RefusesPropertiesThatNoBufferCanHave) {
     ALLOCATOR_PROPERTIES request;
     HRESULT expected;
   } rows[] = {
-      {{1, 1, 1, 0}, S_OK},
       {{1, 0, 1, 0}, S_OK},
       {{3, 4096, 64, 12}, S_OK},
       {{0, 100, 1, 0}, E_INVALIDARG},
-      {{-1, 100, 1, 0}, E_INVALIDARG},
       {{1, -100, 1, 0}, E_INVALIDARG},
       {{1, 100, 1, -1}, E_INVALIDARG},
       {{1, 100, 0, 0}, VFW_E_BADALIGN},
       {{1, 100, 3, 0}, VFW_E_BADALIGN},
       {{1, 100, -16, 0}, VFW_E_BADALIGN},
   };
-  const long before = CBaseObject::ObjectsActive();
   for (const auto& row : rows) {
     ComPtr<IMemAllocator> allocator;
     ASSERT_EQ(CreateMemoryAllocator(allocator.Put()), S_OK);
@@ -51,37 +48,28 @@ TEST(Allocator, RefusesPropertiesThatNoBufferCanHave) {
     ALLOCATOR_PROPERTIES request = row.request, actual{};
     EXPECT_EQ(allocator->SetProperties(&request, &actual), row.expected)
         << row.request.cBuffers << ' ' << row.request.cbBuffer << ' ' << row.request.cbAlign;
-    EXPECT_EQ(allocator->SetProperties(nullptr, &actual), E_POINTER);
     if (row.expected != S_OK) continue;
     EXPECT_EQ(allocator->Commit(), S_OK);
     EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_ALREADY_COMMITTED);
   }
-  EXPECT_EQ(CBaseObject::ObjectsActive(), before);
 }
 
 TEST(Allocator, BuffersAreAlignedAfterTheirPrefixAndDoNotOverlap) {
-  for (const LONG align : {1, 4, 16, 64, 4096}) {
+  for (const LONG align : {1, 16, 4096}) {
     for (const LONG prefix : {0, 1, 100}) {
       const auto allocator = MakeAllocator({3, 333, align, prefix});
       ASSERT_EQ(allocator->Commit(), S_OK);
       ComPtr<IMediaSample> samples[3];
+      BYTE* bytes[3] = {};
       for (int i = 0; i < 3; ++i) {
         samples[i] = Take(*allocator.Get());
         ASSERT_TRUE(samples[i]);
         EXPECT_EQ(samples[i]->GetSize(), 333);
-        BYTE* bytes = nullptr;
-        ASSERT_EQ(samples[i]->GetPointer(&bytes), S_OK);
-        EXPECT_EQ((reinterpret_cast<std::uintptr_t>(bytes) - static_cast<std::uintptr_t>(prefix)) %
-                      static_cast<std::uintptr_t>(align),
-                  0U);
-        std::memset(bytes - prefix, i + 1, static_cast<std::size_t>(prefix) + 333);
+        ASSERT_EQ(samples[i]->GetPointer(&bytes[i]), S_OK);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes[i] - prefix) % static_cast<std::uintptr_t>(align), 0U);
+        std::memset(bytes[i] - prefix, i + 1, static_cast<std::size_t>(prefix) + 333);
       }
-      for (int i = 0; i < 3; ++i) {
-        BYTE* bytes = nullptr;
-        samples[i]->GetPointer(&bytes);
-        EXPECT_EQ(bytes[-prefix], i + 1);
-        EXPECT_EQ(bytes[332], i + 1);
-      }
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(bytes[i][-prefix] + bytes[i][332], 2 * (i + 1));
     }
   }
 }
@@ -91,7 +79,6 @@ TEST(Allocator, LendsOnlyWhatItHasAndOnlyWhileCommitted) {
   ComPtr<IMediaSample> sample;
   EXPECT_EQ(allocator->GetBuffer(sample.Put(), nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
   ASSERT_EQ(allocator->Commit(), S_OK);
-  EXPECT_EQ(allocator->GetBuffer(nullptr, nullptr, nullptr, 0), E_POINTER);
   const auto first = Take(*allocator.Get());
   auto second = Take(*allocator.Get());
   ASSERT_TRUE(first && second);
@@ -106,32 +93,30 @@ TEST(Allocator, LendsOnlyWhatItHasAndOnlyWhileCommitted) {
 }
 
 TEST(Allocator, BuffersThatAreOutAtADecommitOutliveIt) {
-  const long before = CBaseObject::ObjectsActive();
-  {
-    auto allocator = MakeAllocator();
-    ALLOCATOR_PROPERTIES larger{4, 200, 1, 0}, actual{};
-    ASSERT_EQ(allocator->Commit(), S_OK);
-    auto sample = Take(*allocator.Get());
-    ASSERT_EQ(allocator->Decommit(), S_OK);
+  auto allocator = MakeAllocator();
+  ALLOCATOR_PROPERTIES larger{4, 200, 1, 0}, actual{};
+  ASSERT_EQ(allocator->Commit(), S_OK);
+  auto sample = Take(*allocator.Get());
+  const auto fill = [&sample](std::size_t size) {
     BYTE* bytes = nullptr;
     sample->GetPointer(&bytes);
-    std::memset(bytes, 1, 100);
-    EXPECT_EQ(allocator->SetProperties(&larger, &actual), VFW_E_BUFFERS_OUTSTANDING);
-    ASSERT_EQ(allocator->Commit(), S_OK);
-    EXPECT_TRUE(Take(*allocator.Get(), AM_GBF_NOWAIT));
-    EXPECT_EQ(allocator->Decommit(), S_OK);
-    sample.Reset();
-    EXPECT_EQ(allocator->SetProperties(&larger, &actual), S_OK);
-    ASSERT_EQ(allocator->Commit(), S_OK);
-    sample = Take(*allocator.Get());
-    EXPECT_EQ(sample->GetSize(), 200);
-    // The last sample out keeps an allocator that nobody else holds.
-    allocator->Decommit();
-    allocator.Reset();
-    sample->GetPointer(&bytes);
-    std::memset(bytes, 1, 200);
-  }
-  EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+    std::memset(bytes, 1, size);
+  };
+  ASSERT_EQ(allocator->Decommit(), S_OK);
+  fill(100);
+  EXPECT_EQ(allocator->SetProperties(&larger, &actual), VFW_E_BUFFERS_OUTSTANDING);
+  ASSERT_EQ(allocator->Commit(), S_OK);
+  EXPECT_TRUE(Take(*allocator.Get(), AM_GBF_NOWAIT));
+  EXPECT_EQ(allocator->Decommit(), S_OK);
+  sample.Reset();
+  EXPECT_EQ(allocator->SetProperties(&larger, &actual), S_OK);
+  ASSERT_EQ(allocator->Commit(), S_OK);
+  sample = Take(*allocator.Get());
+  EXPECT_EQ(sample->GetSize(), 200);
+  // The last sample out keeps an allocator that nobody else holds.
+  allocator->Decommit();
+  allocator.Reset();
+  fill(200);
 }
 
 TEST(Allocator, AWaitingThreadIsWokenByAReturnAndByADecommit) {
@@ -170,16 +155,12 @@ TEST(MediaSample, KeepsTimesFlagsAndTypeUntilItGoesBack) {
   EXPECT_EQ(sample->SetTime(nullptr, &stop), E_INVALIDARG);
   EXPECT_EQ(sample->SetTime(nullptr, nullptr), S_OK);
   EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
-  LONGLONG from = 7, to = 6;
-  EXPECT_EQ(sample->GetMediaTime(&from, &to), VFW_E_MEDIA_TIME_NOT_SET);
-  EXPECT_EQ(sample->SetMediaTime(&from, &to), E_INVALIDARG);
-  EXPECT_EQ(sample->SetMediaTime(&from, nullptr), E_POINTER);
-  to = 8;
-  EXPECT_EQ(sample->SetMediaTime(&from, &to), S_OK);
+  EXPECT_EQ(sample->SetMediaTime(&stop, &start), E_INVALIDARG);
+  EXPECT_EQ(sample->SetMediaTime(&start, nullptr), E_POINTER);
+  EXPECT_EQ(sample->SetMediaTime(&start, &stop), S_OK);
   for (const LONG length : {-1, 101}) EXPECT_EQ(sample->SetActualDataLength(length), VFW_E_BUFFER_OVERFLOW);
-  EXPECT_EQ(sample->SetActualDataLength(40), S_OK);
+  for (const LONG length : {100, 40}) EXPECT_EQ(sample->SetActualDataLength(length), S_OK);
   sample->SetDiscontinuity(TRUE);
-  sample->SetPreroll(TRUE);
   CMediaType type;
   type.SetWave(MakeFormat(SampleFormat::kPcm16, 2, 44100));
   EXPECT_EQ(sample->SetMediaType(&type.get()), S_OK);
@@ -192,9 +173,8 @@ TEST(MediaSample, KeepsTimesFlagsAndTypeUntilItGoesBack) {
   sample = Take(*allocator.Get());
   EXPECT_EQ(sample->GetMediaType(&carried), S_FALSE);
   EXPECT_EQ(sample->IsDiscontinuity(), S_FALSE);
-  EXPECT_EQ(sample->IsPreroll(), S_FALSE);
   EXPECT_EQ(sample->GetActualDataLength(), 100);
-  EXPECT_EQ(sample->GetMediaTime(&from, &to), VFW_E_MEDIA_TIME_NOT_SET);
+  EXPECT_EQ(sample->GetMediaTime(&start, &stop), VFW_E_MEDIA_TIME_NOT_SET);
 }
 
 TEST(MediaSample, PropertiesMayBeGivenInPartAndNeverMoveTheBuffer) {
@@ -202,14 +182,11 @@ TEST(MediaSample, PropertiesMayBeGivenInPartAndNeverMoveTheBuffer) {
   ASSERT_EQ(allocator->Commit(), S_OK);
   const auto sample = Query<IMediaSample2>(Take(*allocator.Get()).Get());
   ASSERT_TRUE(sample);
-  sample->SetActualDataLength(10);
-  AM_SAMPLE2_PROPERTIES all{};
+  AM_SAMPLE2_PROPERTIES all{}, part{};
   ASSERT_EQ(sample->GetProperties(sizeof all, reinterpret_cast<BYTE*>(&all)), S_OK);
   EXPECT_EQ(all.cbData, sizeof all);
-  EXPECT_EQ(all.lActual, 10);
   EXPECT_EQ(all.cbBuffer, 100);
 
-  AM_SAMPLE2_PROPERTIES part{};
   part.cbData = offsetof(AM_SAMPLE2_PROPERTIES, tStart);
   part.dwSampleFlags = AM_SAMPLE_DATADISCONTINUITY;
   part.lActual = 30;
@@ -219,24 +196,21 @@ TEST(MediaSample, PropertiesMayBeGivenInPartAndNeverMoveTheBuffer) {
   part.lActual = 101;
   EXPECT_EQ(sample->SetProperties(part.cbData, reinterpret_cast<BYTE*>(&part)), VFW_E_BUFFER_OVERFLOW);
   EXPECT_EQ(sample->SetProperties(2, reinterpret_cast<BYTE*>(&part)), E_INVALIDARG);
-  EXPECT_EQ(sample->SetProperties(8, nullptr), E_POINTER);
   BYTE elsewhere = 0;
   all.pbBuffer = &elsewhere;
   EXPECT_EQ(sample->SetProperties(sizeof all, reinterpret_cast<BYTE*>(&all)), E_INVALIDARG);
 }
 
 TEST(MediaType, BlocksThatAreMissingMatchNothingAndCrashNothing) {
-  CMediaType type;
+  CMediaType type, copy;
   type.SetWave(MakeFormat(SampleFormat::kPcm16, 2, 44100));
   AM_MEDIA_TYPE hollow = type.get();
   hollow.pbFormat = nullptr;
   EXPECT_FALSE(SameMediaType(type.get(), hollow));
   EXPECT_FALSE(MatchesMediaType(type.get(), hollow));
-  CMediaType copy;
   ASSERT_EQ(copy.Set(hollow), S_OK);
   EXPECT_EQ(copy->cbFormat, 0U);
-  AM_MEDIA_TYPE open{};
-  EXPECT_TRUE(MatchesMediaType(type.get(), open));
+  EXPECT_TRUE(MatchesMediaType(type.get(), AM_MEDIA_TYPE{}));
 }
 
 }  // namespace

@@ -12,7 +12,6 @@ namespace korva {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(5);
-const FormatRecord kStereo = MakeFormat(SampleFormat::kPcm16, 2, 44100);
 
 // A renderer that asks upstream from inside a call of ours, or seeks there, while a host's stop holds the filter lock.
 TEST(Locks, WhatDownstreamDoesInACallWaitsForNoStateChange) {
