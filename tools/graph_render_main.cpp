@@ -10,6 +10,7 @@
 
 #include "frame/interfaces.h"
 #include "platform/wide_text.h"
+#include "registered_effects.h"
 #include "wav_file.h"
 #include "windows/graph_kit.h"
 
@@ -43,21 +44,9 @@ std::string Plain(const std::string& name) {
 }
 
 ComPtr<IBaseFilter> FindEffect(const std::string& name) {
-  ComPtr<ICreateDevEnum> devices;
-  ::CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum, devices.PutVoid());
-  ComPtr<IEnumMoniker> found;
-  if (devices) devices->CreateClassEnumerator(CLSID_LegacyAmFilterCategory, found.Put(), 0);
-  ComPtr<IMoniker> moniker;
-  while (found && found->Next(1, moniker.Put(), nullptr) == S_OK) {
-    ComPtr<IPropertyBag> bag;
-    VARIANT value;
-    ::VariantInit(&value);
-    if (SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.PutVoid()))) {
-      bag->Read(L"FriendlyName", &value, nullptr);
-    }
-    const bool same = value.vt == VT_BSTR && Plain(platform::ToUtf8(value.bstrVal)) == "korva" + Plain(name);
-    ::VariantClear(&value);
+  for (const ComPtr<IMoniker>& moniker : RegisteredEffects()) {
     ComPtr<IBaseFilter> filter;
+    const bool same = Plain(FriendlyName(*moniker.Get())) == "korva" + Plain(name);
     if (same && SUCCEEDED(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.PutVoid()))) return filter;
   }
   return {};

@@ -11,34 +11,12 @@
 #include <vector>
 
 #include "platform/wide_text.h"
+#include "registered_effects.h"
 #include "streaming/com_ptr.h"
 #include "support/help_page.h"
 
 namespace korva {
 namespace {
-
-std::vector<ComPtr<IMoniker>> Effects(std::vector<std::string>& names) {
-  std::vector<ComPtr<IMoniker>> effects;
-  ComPtr<ICreateDevEnum> devices;
-  ::CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum, devices.PutVoid());
-  ComPtr<IEnumMoniker> found;
-  if (devices) devices->CreateClassEnumerator(CLSID_LegacyAmFilterCategory, found.Put(), 0);
-  ComPtr<IMoniker> moniker;
-  while (found && found->Next(1, moniker.Put(), nullptr) == S_OK) {
-    ComPtr<IPropertyBag> bag;
-    VARIANT value;
-    ::VariantInit(&value);
-    if (SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.PutVoid()))) {
-      bag->Read(L"FriendlyName", &value, nullptr);
-    }
-    const std::string name = value.vt == VT_BSTR ? platform::ToUtf8(value.bstrVal) : std::string();
-    ::VariantClear(&value);
-    if (name.rfind("KORVA ", 0) != 0) continue;
-    names.push_back(name);
-    effects.push_back(moniker);
-  }
-  return effects;
-}
 
 /// Opens a page over `filter` in a window of its own. Empty when all went well, otherwise what did not.
 std::string VisitPage(REFCLSID pageClass, IUnknown* filter, std::string& title) {
@@ -85,11 +63,10 @@ std::string Visit(IBaseFilter* filter, std::string& seen) {
 }
 
 int Tour(const WCHAR* until) {
-  std::vector<std::string> names;
   std::vector<ComPtr<IBaseFilter>> filters;
   int wrongs = 0;
-  for (const ComPtr<IMoniker>& moniker : Effects(names)) {
-    const std::string& name = names[filters.size()];
+  for (const ComPtr<IMoniker>& moniker : RegisteredEffects()) {
+    const std::string name = FriendlyName(*moniker.Get());
     ComPtr<IBaseFilter> filter;
     std::string seen, wrong = "cannot be made";
     if (SUCCEEDED(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, filter.PutVoid()))) {

@@ -7,6 +7,7 @@
 #include <random>
 #include <thread>
 
+#include "audio/zeroed_buffer.h"
 #include "delay/echomt/echomt_filter.h"
 #include "delay/echos/echos_filter.h"
 #include "frame_rig.h"
@@ -68,6 +69,21 @@ TEST(GraphRoad, ATailOnlySamplePassesUntouchedWhosesoeverMemoryItIsIn) {
     EXPECT_EQ(graph.sink->pin.arrivals.size(), 2U);
     EXPECT_EQ(sample.references, 0U);
   }
+}
+
+TEST(GraphRoad, SkippedFramesCountForTheSong) {
+  TestSong song({{0, 12000}, {480, 6000}}, {{1, 4, 2}}, 48000);
+  Owned<CQvChorus> chorus;
+  TestGraph graph(*chorus, kStereo);
+  ASSERT_EQ(graph.Start(), S_OK);
+  song.ConnectTo(*chorus.As<IMfxSoftSynth>().Get());
+  chorus.As<IMfxSoftSynth>()->OnStart(0);
+  // Across the tempo's change at 24000.
+  for (int i = 0; i < 7; ++i) graph.Send(Bytes(kStereo.blockAlign * 4000U), {0, i == 0, i != 0});
+  TempoInfo info;
+  chorus->AdvanceTempo(100, 5, info);
+  EXPECT_EQ(info.position, 28000);
+  chorus.As<IMfxSoftSynth>()->Disconnect();
 }
 
 // Values are worked out where a chunk begins: at each buffer, every 20 ms from there, and where a segment ends. So the
@@ -160,6 +176,7 @@ TEST(DirectRoad, CarriesItsOwnTimeForwardAndTellsWhatAResetFound) {
   std::vector<float> buffer(882, 0.5F);
   EXPECT_EQ(chorus->FloatReset(0), S_OK);
   EXPECT_EQ(chorus->FloatReset(0), S_FALSE);
+  EXPECT_EQ(chorus->FloatReset(1), S_OK);
   ASSERT_EQ(chorus->FloatStart(1, 44100), S_OK);
   EXPECT_EQ(chorus->FloatReset(0), S_FALSE);  // the start has picked everything up
   chorus->SetFeedback(50);
@@ -195,6 +212,12 @@ TEST(FormatRecord, IsThatOfTheStreamThatComesIn) {
   const auto start = [&](WORD channels, DWORD rate) {
     return [=, &chorus] { return chorus->FloatStart(channels, rate); };
   };
+  const auto startInVain = [&] {
+    FailAllocationsAfter(0);
+    const HRESULT result = chorus->FloatStart(1, 22050);
+    FailAllocationsAfter(-1);
+    return result;
+  };
   const auto stop = [&] { return chorus->FloatStop(); };
   const auto disconnect = [](IPin* one, IPin* another) {
     return [=] {
@@ -228,7 +251,7 @@ TEST(FormatRecord, IsThatOfTheStreamThatComesIn) {
       {"an output of another type beside it", connectOther, VFW_E_TYPE_NOT_ACCEPTED, 48000},
       {"the direct road beside it", start(1, 22050), S_OK, 22050},
       {"its end", stop, S_OK, 48000},
-      {"a road that cannot start", start(0, 22050), E_INVALIDARG, 48000},
+      {"a road that cannot start", startInVain, E_OUTOFMEMORY, 48000},
       {"the direct road once more", start(1, 22050), S_OK, 22050},
       {"the input gone in its middle", disconnect(in, &source->pin), S_OK, 22050},
       {"its end", stop, S_OK, 0},

@@ -117,6 +117,18 @@ class PageBench {
     Send(id, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(4, 4));
     Send(id, WM_LBUTTONUP, 0, MAKELPARAM(4, 4));
   }
+  /// The middle of a slider's thumb.
+  POINT Thumb(int id) const {
+    RECT thumb = {};
+    Send(id, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+    return {(thumb.left + thumb.right) / 2, (thumb.top + thumb.bottom) / 2};
+  }
+  /// That the host has heard so many edits begin and end.
+  void ExpectBrackets(std::ptrdiff_t count) {
+    const std::string heard = recorder.Take();
+    EXPECT_EQ(std::ranges::count(heard, '['), count) << heard;
+    EXPECT_EQ(std::ranges::count(heard, ']'), count) << heard;
+  }
   /// Goes to an edit box and puts other characters in the place of its text.
   void Enter(int id, const WCHAR* text) const {
     ::EnableWindow((*this)[id], TRUE);

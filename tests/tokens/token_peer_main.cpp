@@ -52,13 +52,6 @@ std::string Open(const std::string& text, unsigned long access, bool write) {
   return seen;
 }
 
-std::string MakePortable(const std::string& text, unsigned long access) {
-  // Never destroyed: it has to outlive the command.
-  auto* const made = new COutOfProcessMemoryToken(*new _qvmemorytoken(korva::TokenOf(text)), access, 0);
-  _qvmemorytoken portable{};
-  return made->GetMemoryToken(portable) == 0 ? HexOf(&portable, sizeof portable) : "failed";
-}
-
 std::string Answer(std::istringstream words) {
   std::string command, text;
   unsigned long first = 0, second = 0;
@@ -66,7 +59,6 @@ std::string Answer(std::istringstream words) {
   if (command == "make") return Make(text, first, second);
   if (command == "show") return HexOf(block.data, block.size);
   if (command == "open") return Open(text, first, second != 0);
-  if (command == "portable") return MakePortable(text, first);
   if (command == "event") {
     _qvmemorytoken token{};
     token.mapping = CreateEventW(nullptr, TRUE, FALSE, nullptr);

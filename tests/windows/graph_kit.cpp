@@ -68,8 +68,7 @@ void StreamPin::Send(std::size_t start) {
     REFERENCE_TIME from = timeOf(frame), to = timeOf(end);
     sample->SetTime(&from, &to);
     sample->SetDiscontinuity(frame == start || frame == cut ? TRUE : FALSE);
-    lastResult_ = Deliver(sample.Get());
-    if (lastResult_ != S_OK) return;
+    if (Deliver(sample.Get()) != S_OK) return;
     frame = end;
   }
   if (!stop_) DeliverEndOfStream();
@@ -77,10 +76,7 @@ void StreamPin::Send(std::size_t start) {
 
 WaitingPin::WaitingPin(CBaseFilter& owner) : SinkPin(owner) {
   accept = [](const AM_MEDIA_TYPE& type) { return type.majortype == MEDIATYPE_Audio ? S_OK : S_FALSE; };
-  onReceive = [this](IMediaSample&) {
-    const std::size_t number = samples_++;
-    return number >= refuseFrom ? refusal : number == blockAt ? Hold() : S_OK;
-  };
+  onReceive = [this](IMediaSample&) { return samples_++ == blockAt ? Hold() : S_OK; };
 }
 
 HRESULT WaitingPin::Hold() {

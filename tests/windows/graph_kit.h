@@ -45,8 +45,6 @@ class StreamPin final : public SourcePin {
   void SetStream(Stream stream, SourceOptions options = {});
   /// As a seek does it: flushes downstream and goes on from `frame`. Not while stopped.
   void Seek(std::size_t frame);
-  /// What the last delivery said.
-  HRESULT lastResult() const { return lastResult_; }
 
  private:
   bool ProposesFirst() const noexcept override { return true; }
@@ -58,7 +56,6 @@ class StreamPin final : public SourcePin {
   SourceOptions options_;
   std::thread thread_;
   std::atomic<bool> stop_{false};
-  std::atomic<HRESULT> lastResult_{S_OK};
 };
 
 /// Keeps what it gets. Each time it leaves the stopped state it starts anew.
@@ -72,8 +69,6 @@ class WaitingPin final : public SinkPin {
   HRESULT Inactive() override;
 
   static constexpr std::size_t kNever = static_cast<std::size_t>(-1);
-  std::size_t refuseFrom = kNever;  ///< the samples from this one on are answered with `refusal`
-  HRESULT refusal = E_FAIL;
   std::size_t blockAt = kNever;  ///< the sample with this number waits inside `Receive` until a flush or a stop
   bool WaitUntilBlocked() { return Wait(blocked_); }
   bool WaitForEnd() { return Wait(ended_); }

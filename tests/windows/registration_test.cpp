@@ -11,6 +11,7 @@
 #include "graph_kit.h"
 #include "module/class_table.h"
 #include "module/filter_mapper.h"
+#include "registered_effects.h"
 #include "registered_module.h"
 
 KORVA_PLATFORM_INTERFACE(IFilterMapper)
@@ -72,14 +73,8 @@ int CountInMapper(const WCHAR* name, DWORD merit) {
   mapper->EnumMatchingFilters(found.Put(), 0, FALSE, merit, TRUE, 1, audio, nullptr, nullptr, FALSE, TRUE, 1, audio,
                               nullptr, nullptr);
   int count = 0;
-  ComPtr<IMoniker> moniker;
-  while (found && found->Next(1, moniker.Put(), nullptr) == S_OK) {
-    ComPtr<IPropertyBag> bag;
-    moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.PutVoid());
-    VARIANT value;
-    ::VariantInit(&value);
-    if (bag && bag->Read(L"FriendlyName", &value, nullptr) == S_OK && std::wstring(name) == value.bstrVal) ++count;
-    ::VariantClear(&value);
+  for (ComPtr<IMoniker> moniker; found && found->Next(1, moniker.Put(), nullptr) == S_OK;) {
+    count += FriendlyName(*moniker.Get()) == platform::ToUtf8(name) ? 1 : 0;
   }
   return count;
 }
@@ -116,22 +111,13 @@ TEST(Registration, HalfGoneIsTakenBackToo) {
   const ModuleFile& module = RegisteredModule();
   ASSERT_EQ(module.Unregister(), S_OK);
   const Keys before = AllKeys();
-  const FilterMapper mapper;
   const ClassRow& row = ChorusRow();
   const std::wstring key = L"CLSID\\" + Braced(row.classId);
-  const auto deleteKey = [&](const wchar_t* below) { ::RegDeleteKeyW(HKEY_CLASSES_ROOT, (key + below).c_str()); };
   const std::function<void()> kMishaps[] = {
-      [&] { mapper.TakeOut(*row.setup); },
-      [&] { deleteKey(L"\\InprocServer32"); },
-      [&] {
-        deleteKey(L"\\InprocServer32");
-        deleteKey(L"");
-      },
-      [&] {
-        HKEY made = nullptr;
-        ::RegCreateKeyW(HKEY_CLASSES_ROOT, (key + L"\\Pins\\Input\\Types").c_str(), &made);
-        ::RegCloseKey(made);
-      },
+      [&] { FilterMapper().TakeOut(*row.setup); },
+      [&] { ::RegDeleteTreeW(HKEY_CLASSES_ROOT, (key + L"\\InprocServer32").c_str()); },
+      [&] { ::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str()); },
+      [&] { ::RegSetValueW(HKEY_CLASSES_ROOT, (key + L"\\Pins\\Input\\Types").c_str(), REG_SZ, L"", 0); },
       [&] { module.Unregister(); },
   };
   for (std::size_t i = 0; i < std::size(kMishaps); ++i) {
