@@ -47,7 +47,8 @@ void Apply(const EffectRequest& request, const std::string& state) {
     Told(ApplySetting(*request.effect, setting, {48000, 48000}, block.data(), &remarks));
   }
   instance->parameters->WriteBlock(block.data());
-  Told(ApplyAutomation(*request.effect, *instance, request.automations, {1.0, true, true}));
+  const auto spans = ApplyAutomation(*request.effect, *instance, request.automations, true);
+  Told(spans ? MaybeExit() : MaybeExit(spans.earlyExit()));
   CompareStateText(*request.effect, *instance);
 }
 

@@ -109,12 +109,12 @@ Outcome<AutomatedSpan> ParseAutomation(const EffectRow& effect, std::string_view
   return EarlyExit{span.earlyExit().exitCode, "--automate " + std::string(text) + ": " + span.earlyExit().text};
 }
 
-MaybeExit ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
-                          const AutomationRules& rules) {
-  if (texts.empty()) return std::nullopt;
+Outcome<std::vector<AutomatedSpan>> ApplyAutomation(const EffectRow& effect, EffectInstance& instance,
+                                                    const std::vector<std::string>& texts, bool closesRamps) {
+  std::vector<AutomatedSpan> spans;
+  if (texts.empty()) return spans;
   const ComPtr<IMediaParams> params = Query<IMediaParams>(instance.filter.Get());
   if (!params) return BadCall(std::string(effect.description.name) + " has no automation");
-  std::vector<AutomatedSpan> spans;
   for (const std::string& text : texts) {
     const Outcome<AutomatedSpan> span = ParseAutomation(effect, text);
     if (!span) return span.earlyExit();
@@ -126,19 +126,12 @@ MaybeExit ApplyAutomation(const EffectRow& effect, EffectInstance& instance, con
     if (overlaps) return BadCall("--automate " + text + ": it overlaps an earlier one of the same parameter");
     spans.push_back(*span);
   }
-  // What rings on after the sound may be moved; nothing rings longer than this.
-  constexpr double kLongestRing = 60;
-  for (std::size_t i = 0; i < spans.size() && rules.seconds > 0; ++i) {
-    const double start = static_cast<double>(spans[i].segment.rtStart) / 1e7;
-    if (start < rules.seconds + (rules.ringsOn ? kLongestRing : 0)) continue;
-    return BadCall("--automate " + texts[i] + ": it begins after the sound, which lasts " +
-                   DurationText(rules.seconds));
-  }
-  if (rules.closesRamps) CloseRamps(spans);
-  for (AutomatedSpan& span : spans) {
+  std::vector<AutomatedSpan> added = spans;
+  if (closesRamps) CloseRamps(added);
+  for (AutomatedSpan& span : added) {
     if (FAILED(params->AddEnvelope(static_cast<DWORD>(span.row), 1, &span.segment))) return Failed("out of memory");
   }
-  return std::nullopt;
+  return spans;
 }
 
 }  // namespace korva

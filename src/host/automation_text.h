@@ -20,16 +20,10 @@ struct AutomatedSpan {
 /// does so in a straight line, and any other jumps.
 Outcome<AutomatedSpan> ParseAutomation(const EffectRow& effect, std::string_view text);
 
-/// What a call's automation has to keep to.
-struct AutomationRules {
-  double seconds = 0;       ///< of the sound; 0 when that is not known
-  bool ringsOn = true;      ///< the effect may be heard after the sound
-  bool closesRamps = true;  ///< a ramp ends on its very last value, where the stream alone would rest short of it
-};
-
-/// Adds the spans to the effect's envelopes. `kBadCall` for an effect without automation, for spans of one parameter
-/// that overlap, and for one that begins after all is heard.
-MaybeExit ApplyAutomation(const EffectRow& effect, EffectInstance& instance, const std::vector<std::string>& texts,
-                          const AutomationRules& rules);
+/// Adds the spans to the effect's envelopes and answers them. With `closesRamps` a ramp ends on its very last value,
+/// where the stream alone would rest short of it. `kBadCall` for an effect without automation, and for spans of one
+/// parameter that overlap.
+Outcome<std::vector<AutomatedSpan>> ApplyAutomation(const EffectRow& effect, EffectInstance& instance,
+                                                    const std::vector<std::string>& texts, bool closesRamps);
 
 }  // namespace korva

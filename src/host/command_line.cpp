@@ -45,8 +45,7 @@ struct RunOptions : StreamOptions {
 
 std::string RenderHelp() {
   RenderRequest request;
-  EffectRequest effect;
-  return std::string(kRenderHelp) + EffectOptions(effect).Help() + RunOptions(request).Help() + EffectsHelp();
+  return ChainHelp(kRenderHelp, RunOptions(request));
 }
 
 /// Where the effects begin: after IN and OUT, or with a folder for the outputs at the first word that names one.
@@ -71,19 +70,10 @@ std::size_t FirstEffect(std::span<const std::string> arguments) {
   return inputs;
 }
 
-MaybeExit TakeBits(const std::string& text, RenderRequest& request) {
-  if (text.empty()) return std::nullopt;
-  std::vector<std::string> names;
-  for (const FileBitsName& bits : kFileBits) {
-    names.emplace_back(bits.name);
-    if (text == bits.name) request.bits = bits.bits;
-  }
-  if (request.bits) return std::nullopt;
-  return BadCall("--bits takes " + Joined(names, ", ") + ", not \"" + text + "\"");
-}
-
 MaybeExit TakeValues(const RunOptions& run, RenderRequest& request) {
-  for (const MaybeExit& check : {run.TakeStream(request), TakeBits(run.bits, request),
+  for (const MaybeExit& check : {run.TakeStream(request),
+                                 TakeName("--bits", run.bits, kFileBits, &FileBitsName::name,
+                                          [&](const FileBitsName& one) { request.bits = one.bits; }),
                                  TakeNumber("--normalize", run.normalize, -144, 0, " dB", request.normalize),
                                  TakeNumber("--jobs", run.jobs, 1, 1024, " files", request.jobs),
                                  TakeNumber("--quality", run.quality, 0, 1, "", request.quality)}) {
@@ -96,10 +86,7 @@ MaybeExit TakeValues(const RunOptions& run, RenderRequest& request) {
 
 std::vector<OptionText> RenderOptions() {
   RenderRequest request;
-  EffectRequest effect;
-  std::vector<OptionText> texts = EffectOptions(effect).Texts();
-  for (OptionText& text : RunOptions(request).Texts()) texts.push_back(std::move(text));
-  return texts;
+  return ChainOptions(RunOptions(request));
 }
 
 Outcome<RenderRequest> ParseRender(std::span<const std::string> arguments) {
@@ -109,6 +96,7 @@ Outcome<RenderRequest> ParseRender(std::span<const std::string> arguments) {
   if (!parts) return parts.earlyExit();
   if (MaybeExit check = run.Parse(parts->run, "")) return *check;
   if (MaybeExit check = TakeValues(run, request)) return *check;
+  if (request.json && request.dryRun) return BadCall("--json tells a result, and a --dry-run has none");
   const std::vector<std::string>& positions = parts->positions;
   if (positions.size() <= parts->firstEffect || parts->firstEffect == 0) {
     return BadCall("render takes IN, OUT and at least one effect (" + Joined(EffectNames(), ", ") +

@@ -92,17 +92,6 @@ StreamOptions::StreamOptions(RenderRequest& request) : Options("Options of the w
 
 namespace {
 
-MaybeExit TakeFormat(const std::string& text, RenderRequest& request) {
-  if (text.empty()) return std::nullopt;
-  std::vector<std::string> names;
-  for (const SampleFormat format : kAllFormats) {
-    names.emplace_back(FormatName(format));
-    if (text == names.back()) request.format = format;
-  }
-  if (request.format) return std::nullopt;
-  return BadCall("--format takes " + Joined(names, ", ") + ", not \"" + text + "\"");
-}
-
 MaybeExit TakeTrim(const std::string& text, InputShape& shape) {
   if (text.empty()) return std::nullopt;
   // A time may hold colons itself; what parts the two then is a minus sign.
@@ -151,7 +140,8 @@ MaybeExit TakeRaw(const std::string& text, RenderRequest& request) {
 MaybeExit StreamOptions::TakeStream(RenderRequest& request) const {
   double gainDb = 0;
   for (const MaybeExit& check :
-       {TakeFormat(format, request), TakeTrim(trim, request.shape), TakeRaw(rawIn, request),
+       {TakeName("--format", format, kAllFormats, &FormatName, [&](SampleFormat one) { request.format = one; }),
+        TakeTrim(trim, request.shape), TakeRaw(rawIn, request),
         TakeNumber("--block", block, 1, kMostBlockFrames, " frames", request.blockFrames),
         TakeNumber("--gain", gain, -144, 144, " dB", gainDb),
         TakeNumber("--channels", channels, 1, kMaxChannels, " channels", request.shape.channels),
@@ -242,8 +232,17 @@ Outcome<std::vector<EffectRequest>> ParseEffects(const CallParts& parts, std::si
   return effects;
 }
 
-std::string EffectsHelp() {
-  return "\nThe effects are " + Joined(EffectNames(), ", ") + ". korva params EFFECT lists what can be set.";
+std::string ChainHelp(const char* first, const Options& run) {
+  EffectRequest effect;
+  return first + EffectOptions(effect).Help() + run.Help() + "\nThe effects are " + Joined(EffectNames(), ", ") +
+         ". korva params EFFECT lists what can be set.";
+}
+
+std::vector<OptionText> ChainOptions(const Options& run) {
+  EffectRequest effect;
+  std::vector<OptionText> texts = EffectOptions(effect).Texts();
+  for (OptionText& text : run.Texts()) texts.push_back(std::move(text));
+  return texts;
 }
 
 }  // namespace korva

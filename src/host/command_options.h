@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/command_line.h"
+#include "host/nearest.h"
 #include "host/number_text.h"
 
 // How a call that runs a chain is read: each effect's options stand behind its name, those of the run anywhere.
@@ -72,6 +73,20 @@ MaybeExit TakeNumber(const char* name, const std::string& text, double least, do
   return std::nullopt;
 }
 
+/// The row of that name goes to `take`, where one was given.
+template <class Rows, class NameOf, class Take>
+MaybeExit TakeName(const char* option, const std::string& text, const Rows& rows, NameOf&& nameOf, Take&& take) {
+  if (text.empty()) return std::nullopt;
+  std::vector<std::string> names;
+  for (const auto& row : rows) {
+    names.emplace_back(std::invoke(nameOf, row));
+    if (text != names.back()) continue;
+    take(row);
+    return std::nullopt;
+  }
+  return BadCall(std::string(option) + " takes " + Joined(names, ", ") + ", not \"" + text + "\"");
+}
+
 /// A call cut into its parts.
 struct CallParts {
   std::vector<std::string> positions;
@@ -85,7 +100,9 @@ Outcome<CallParts> CutCall(std::span<const std::string> arguments, const std::st
 /// The first `count` effects of a call.
 Outcome<std::vector<EffectRequest>> ParseEffects(const CallParts& parts, std::size_t count);
 
-/// "The effects are ...", the last words of a help.
-std::string EffectsHelp();
+/// The help of a command that runs a chain: its first words, then all options, then the effects.
+std::string ChainHelp(const char* first, const Options& run);
+/// All options of such a command.
+std::vector<OptionText> ChainOptions(const Options& run);
 
 }  // namespace korva

@@ -6,18 +6,19 @@
 #include "chorus/chorus_params.h"
 #include "delay/echomt/echomt_params.h"
 #include "delay/echos/echos_params.h"
-#include "host/delay_habits.h"
+#include "host/in_place_habits.h"
 #include "host/nearest.h"
 #include "host/pitchtime_habits.h"
-#include "host/swing_habits.h"
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_params.h"
+#include "reverb/reverb_params.h"
 
 namespace korva {
 namespace {
 
 const EffectHabits* HabitsOf(const EffectDescription& effect) noexcept {
   if (&effect == &kChorusEffect) return &kChorusHabits;
+  if (&effect == &kReverbEffect) return &kReverbHabits;
   if (&effect == &kEchosEffect) return &kEchosHabits;
   if (&effect == &kEchomtEffect) return &kEchomtHabits;
   if (&effect == &kPitchsEffect) return &kPitchsHabits;

@@ -39,9 +39,10 @@ struct EffectHabits {
   const char* picks = nullptr;
   /// Frames out for each frame in.
   double (*lengthFactor)(const void* block) = nullptr;
-  /// How long it can ring out, for an effect that gives its tail in one buffer and drops what does not fit. `song` is
-  /// null with no tempo; `moves`: automation may take the parameters anywhere.
-  double (*tailSeconds)(const void* block, const SongMap* song, bool moves) = nullptr;
+  /// How long it rings on at the most after its input has ended, in seconds. `song` is null with no tempo.
+  double (*ringSeconds)(const void* block, const SongMap* song) = nullptr;
+  /// It gives its tail in one buffer, but for 32-bit float, and drops what does not fit.
+  bool ringsInOneBuffer = false;
   /// How long a cycle of what swings in it takes, in seconds; 0 where nothing does. `song` is null with no tempo.
   double (*cycleSeconds)(const void* block, const SongMap* song) = nullptr;
 };

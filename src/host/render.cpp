@@ -99,24 +99,27 @@ OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, Samp
 /// Looks at what the gauges saw.
 void ReadGauges(const GaugedChain& chain, const RenderRequest& request, const std::vector<PreparedEffect>& effects,
                 bool counts, RunReport& report, std::vector<std::string>& remarks) {
+  const auto seconds = [&](double frames) { return DurationText(frames / report.streamRate); };
   for (std::size_t i = 0; i < effects.size(); ++i) {
-    const std::string name = effects[i].request->effect->description.name;
-    const Gauge* const before = chain.gauges[i];
-    const Gauge* const after = chain.gauges[i + 1];
-    if (counts && after->atRails() > before->atRails()) {
-      report.clipping.push_back({name, after->atRails() - before->atRails()});
+    const PreparedEffect& effect = effects[i];
+    const std::string name = effect.request->effect->description.name;
+    const Gauge& before = *chain.gauges[i];
+    const Gauge& after = *chain.gauges[i + 1];
+    if (counts && after.loud() > before.loud()) report.clipping.push_back({name, after.loud() - before.loud()});
+    if (effect.movesWhileRinging) {
+      const double rung = static_cast<double>(after.frames() - before.frames());
+      const double longer = rung - effect.ringSeconds * report.streamRate;
+      if (longer >= 1) {
+        remarks.push_back(name + " rings " + seconds(longer) + " longer, for " + seconds(rung) +
+                          ", as --automate moves it after the sound; --tail SECONDS ends that");
+      }
     }
-    if (!effects[i].isHeld) continue;
-    const double over = static_cast<double>(after->frames()) - std::floor(effects[i].framesOut + 0.5);
+    if (!effect.isHeld) continue;
+    const double over = static_cast<double>(after.frames()) - std::floor(effect.framesOut + 0.5);
     if (std::fabs(over) <= request.blockFrames || request.noTail || request.tail) continue;
-    remarks.push_back(name + " gave " + DurationText(static_cast<double>(after->frames()) / report.streamRate) + "; " +
+    remarks.push_back(name + " gave " + seconds(static_cast<double>(after.frames())) + "; " +
                       (over > 0 ? "its end is cut" : "silence fills its end") + " to what was asked for");
   }
-}
-
-void TellRemarks(const RenderRequest& request, std::vector<std::string>& remarks, std::size_t from, std::ostream& err) {
-  if (request.quiet) return;
-  for (std::size_t i = from; i < remarks.size(); ++i) err << "korva: " << remarks[i] << "\n";
 }
 
 }  // namespace
@@ -135,6 +138,10 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
                    std::to_string(traits.channels));
   }
   ShapedInput input(*reader, shape);
+  if (input.frames() == 0 && reader->frames() > 0 && shape.from > 0) {
+    return Failed("--trim begins after " + reader->name() + ", which lasts " +
+                  DurationText(static_cast<double>(reader->frames()) / traits.rate));
+  }
   if (input.channels() != traits.channels) traits.channelMap.clear();
   traits.channels = input.channels();
   const SampleFormat sampleFormat = StreamFormat(request, *reader);
@@ -151,13 +158,17 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
   Outcome<PreparedChain> prepared = PrepareChain(request, {sound + silence, traits.rate}, format, streams.in, remarks);
   if (!prepared) return prepared.earlyExit();
   const std::vector<PreparedEffect>& effects = prepared->effects;
-  TellRemarks(request, remarks, 0, streams.err);
-  const std::size_t toldRemarks = remarks.size();
+  if (!request.quiet) Tell(request, remarks, streams.err);
+  const auto toldRemarks = static_cast<std::ptrdiff_t>(remarks.size());
   if (request.dryRun) {
-    TellPlan(request, *plan, effects, report, streams.out);
+    TellPlan(*plan, effects, report, streams.out);
     return std::nullopt;
   }
-  const Outcome<GaugedChain> chain = GaugeChain(request, effects, format);
+  report.isFloat = IsFloat(sampleFormat);
+  // A float file holds all that a float stream can.
+  const bool isPacked = plan->sampleText.find("float") == std::string::npos;
+  const bool counts = !report.isFloat || ((CountOf(plan->bits) != 0 || isPacked) && !request.normalize);
+  const Outcome<GaugedChain> chain = GaugeChain(request, effects, format, counts);
   if (!chain) return chain.earlyExit();
   Outcome<std::vector<OutputFile>> records = OpenRecords(request, streams);
   if (!records) return records.earlyExit();
@@ -197,8 +208,11 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
     report.fileFrames = writer->frames();
     report.clipped = writer->clipped();
     report.gainDb = output->gainDb();
-    ReadGauges(*chain, request, effects, format.formatTag != kTagFloat, report, remarks);
-    TellRemarks(request, remarks, toldRemarks, streams.err);
+    if (output->levels() != nullptr) report.result.levels = *output->levels();
+    report.inputLoud = report.isFloat ? chain->gauges.front()->loud() : input.clipped();
+    report.inputPeak = input.peak();
+    ReadGauges(*chain, request, effects, counts, report, remarks);
+    if (!request.quiet) Tell(request, std::span(remarks.begin() + toldRemarks, remarks.end()), streams.err);
     if (!request.quiet) TellResult(request, *plan, report, streams.err);
     if (request.json) TellJson(request, *plan, report, remarks, streams.out);
   } catch (const std::bad_alloc&) {

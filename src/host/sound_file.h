@@ -72,6 +72,8 @@ class SoundReader final : public SampleInput {
   std::int64_t frames() const noexcept { return frames_; }
   /// The stream format that is equal to the file's, or float where there is none.
   SampleFormat ownFormat() const noexcept { return ownFormat_; }
+  /// Whether the file's samples are plain whole numbers, none of them beyond full scale.
+  bool isWhole() const noexcept { return isWhole_; }
   /// The type of the file's samples; 16 bits for what was packed with losses.
   FileBits bits() const noexcept { return bits_; }
   const std::string& name() const noexcept { return name_; }
@@ -123,6 +125,7 @@ struct SoundPlan {
   std::string sampleText;                        ///< "16-bit", "32-bit float"
   bool narrowed = false;                         ///< the container holds less than was wished for
   bool dither = false;
+  bool holdsFloat = false;      ///< --bits float would do
   bool losesMap = false;        ///< the places of channels are told and cannot be kept
   std::int64_t mostFrames = 0;  ///< that the container can count
   std::optional<double> quality;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "plot/numbers.h"
 
@@ -9,6 +10,7 @@ namespace korva {
 namespace {
 
 constexpr double kTitleSize = 13, kTextSize = 11, kSmallSize = 10;
+constexpr double kMargin = 12, kNoteLine = 40;
 constexpr double kLeft = 62, kLongTexts = 22, kRight = 18, kTop = 50, kBottom = 40, kBetween = 20;
 
 /// Where a panel lies, and how its axes map to that.
@@ -136,18 +138,36 @@ void DrawBars(Canvas& canvas, const Panel& panel, const Frame& frame) {
     else
       canvas.Line(line, ColourOf(canvas, bar->ink), bar->ink == Ink::kQuiet ? 1 : 2);
   }
+  // Where another text stands already, there may be room in a row further off; for few of them that stays readable.
+  constexpr std::ptrdiff_t kFew = 24;
+  const auto texts =
+      std::count_if(panel.bars.begin(), panel.bars.end(), [](const Bar& bar) { return !bar.text.empty(); });
+  const int rows = texts <= kFew ? 5 : 1;
   for (const Bar& bar : panel.bars) {
     if (bar.text.empty()) continue;
     const double width = canvas.TextWidth(bar.text, kSmallSize);
     const bool isDown = bar.to < bar.from;
     const double x = std::clamp(frame.X(panel.x, bar.at), frame.left + width / 2, frame.right - width / 2);
-    const double y = std::clamp(frame.Y(panel.y, bar.to) + (isDown ? 12 : -4), frame.top + 9, frame.bottom - 3);
-    const Taken own{x - width / 2 - 3, x + width / 2 + 3, y};
-    const bool isFree = std::none_of(taken.begin(), taken.end(), [&](const Taken& other) {
-      return own.left < other.right && other.left < own.right && std::fabs(own.y - other.y) < kSmallSize + 2;
-    });
+    constexpr double kRow = kSmallSize + 2;
+    Taken own{x - width / 2 - 3, x + width / 2 + 3, 0};
+    bool isFree = false;
+    double away = 0;
+    for (int row = 0; row < rows && !isFree; ++row) {
+      away = row * kRow;
+      own.y = std::clamp(frame.Y(panel.y, bar.to) + (isDown ? 12 + away : -4 - away), frame.top + 9, frame.bottom - 3);
+      isFree = std::none_of(taken.begin(), taken.end(), [&](const Taken& other) {
+        return own.left < other.right && other.left < own.right && std::fabs(own.y - other.y) < kRow;
+      });
+    }
     if (!isFree) continue;
+    const double y = own.y;
     taken.push_back(own);
+    if (away > 0) {
+      const double edge = isDown ? y - kSmallSize : y + 2;
+      const CanvasPoint leader[] = {{frame.X(panel.x, bar.at), edge},
+                                    {frame.X(panel.x, bar.at), frame.Y(panel.y, bar.to)}};
+      canvas.Line(leader, canvas.palette().quietText, 0.5);
+    }
     canvas.Box(own.left + 1, y - kSmallSize + 1, width + 4, kSmallSize + 2, canvas.palette().paper, 0.75);
     canvas.Text(x, y, bar.text, kSmallSize, canvas.palette().text, Align::kMiddle);
   }
@@ -161,6 +181,8 @@ void DrawMarks(Canvas& canvas, const Panel& panel, const Frame& frame) {
     const CanvasPoint line[] = {{x, frame.top}, {x, frame.bottom}};
     const double dashes[] = {3, 3};
     canvas.Line(line, palette.quietText, 1, dashes);
+    // Under the panel's name, as long as there is room.
+    if (row - kSmallSize < frame.top + kTextSize + 8 && row < frame.bottom - kSmallSize) continue;
     const double width = canvas.TextWidth(mark.text, kSmallSize);
     const bool isLeft = x + width + 8 > frame.right;
     const double left = std::max(isLeft ? x - width - 5 : x + 5, frame.left + 2);
@@ -168,6 +190,31 @@ void DrawMarks(Canvas& canvas, const Panel& panel, const Frame& frame) {
     canvas.Text(left, row, mark.text, kSmallSize, palette.text);
     row -= kSmallSize + 4;
   }
+}
+
+/// In the corner where it hides the least of the curves.
+void DrawName(Canvas& canvas, const Panel& panel, const Frame& frame) {
+  const double width = canvas.TextWidth(panel.name, kTextSize, true) + 8, height = kTextSize + 6;
+  CanvasPoint best{};
+  std::size_t least = std::numeric_limits<std::size_t>::max();
+  for (const CanvasPoint corner : {CanvasPoint{frame.right - width - 4, frame.top + 3},
+                                   {frame.left + 4, frame.top + 3},
+                                   {frame.right - width - 4, frame.bottom - height - 3},
+                                   {frame.left + 4, frame.bottom - height - 3}}) {
+    std::size_t hidden = 0;
+    for (const Curve& curve : panel.curves) {
+      hidden +=
+          static_cast<std::size_t>(std::count_if(curve.points.begin(), curve.points.end(), [&](const PlotPoint& p) {
+            const double x = frame.X(panel.x, p.x) - corner.x, y = frame.Y(panel.y, p.y) - corner.y;
+            return x >= 0 && x <= width && y >= 0 && y <= height;
+          }));
+    }
+    if (hidden >= least) continue;
+    least = hidden;
+    best = corner;
+  }
+  canvas.Box(best.x, best.y, width, height, canvas.palette().paper, 0.8);
+  canvas.Text(best.x + 4, best.y + kTextSize + 2, panel.name, kTextSize, canvas.palette().text, Align::kLeft, true);
 }
 
 void DrawPanel(Canvas& canvas, const Panel& panel, const Frame& frame, bool withTimes) {
@@ -190,46 +237,58 @@ void DrawPanel(Canvas& canvas, const Panel& panel, const Frame& frame, bool with
     const CanvasPoint zero[] = {{frame.left, y}, {frame.right, y}};
     canvas.Line(zero, palette.quietText, 1);
   }
-  canvas.TextUp(14, (frame.top + frame.bottom) / 2, panel.y.name, kTextSize, palette.text);
-  if (panel.name.empty() || panel.name == panel.y.name) return;
-  const double width = canvas.TextWidth(panel.name, kTextSize, true);
-  canvas.Box(frame.right - width - 12, frame.top + 3, width + 8, kTextSize + 6, palette.paper, 0.8);
-  canvas.Text(frame.right - 8, frame.top + kTextSize + 5, panel.name, kTextSize, palette.text, Align::kRight, true);
+  // A name that is longer than its axis stands inside.
+  const bool fits = canvas.TextWidth(panel.y.name, kTextSize) <= frame.bottom - frame.top;
+  if (fits) canvas.TextUp(14, (frame.top + frame.bottom) / 2, panel.y.name, kTextSize, palette.text);
+  if (panel.name.empty() || (fits && panel.name == panel.y.name)) return;
+  DrawName(canvas, panel, frame);
 }
 
-/// What the inks and colours of the first panel stand for, to the right of the note.
-void DrawLegend(Canvas& canvas, const Panel& panel, double left, double right) {
-  constexpr double kBaseLine = 40, kSample = 22, kGap = 16;
+constexpr double kSample = 22, kGap = 16;
+constexpr int kHeatSteps = 60, kHeatStep = 2;
+
+/// The room that the legend of a panel takes.
+double LegendWidth(Canvas& canvas, const Panel& panel) {
+  if (panel.heat) {
+    return canvas.TextWidth(ShortNumber(panel.heat->least, 0) + " dB" + ShortNumber(panel.heat->most, 0) + " dB",
+                            kTextSize) +
+           kHeatSteps * kHeatStep + 12;
+  }
+  double width = 0;
+  for (const Curve& curve : panel.curves) {
+    if (!curve.name.empty()) width += canvas.TextWidth(curve.name, kTextSize) + kSample + 5 + kGap;
+  }
+  return std::max(width - kGap, 0.0);
+}
+
+/// What the inks and colours of the first panel stand for.
+void DrawLegend(Canvas& canvas, const Panel& panel, double left, double right, double baseLine) {
   const Palette& palette = canvas.palette();
   if (panel.heat) {
-    constexpr int kSteps = 60;
     const std::string least = ShortNumber(panel.heat->least, 0) + " dB",
                       most = ShortNumber(panel.heat->most, 0) + " dB";
-    const double at = right - canvas.TextWidth(most, kTextSize) - 6 - kSteps * 2;
-    for (int i = 0; i < kSteps; ++i) {
-      canvas.Box(at + i * 2, kBaseLine - 9, 2, 10, HeatColour(i / static_cast<double>(kSteps - 1)));
+    const double at = right - canvas.TextWidth(most, kTextSize) - 6 - kHeatSteps * kHeatStep;
+    for (int i = 0; i < kHeatSteps; ++i) {
+      canvas.Box(at + i * kHeatStep, baseLine - 9, kHeatStep, 10, HeatColour(i / static_cast<double>(kHeatSteps - 1)));
     }
-    canvas.Text(right, kBaseLine, most, kTextSize, palette.text, Align::kRight);
-    canvas.Text(at - 6, kBaseLine, least, kTextSize, palette.text, Align::kRight);
+    canvas.Text(right, baseLine, most, kTextSize, palette.text, Align::kRight);
+    canvas.Text(at - 6, baseLine, least, kTextSize, palette.text, Align::kRight);
     return;
   }
-  double width = 0, named = 0;
-  for (const Curve& curve : panel.curves) {
-    if (curve.name.empty()) continue;
-    width += canvas.TextWidth(curve.name, kTextSize) + kSample + 5 + kGap;
-    ++named;
-  }
+  const auto named = static_cast<double>(
+      std::count_if(panel.curves.begin(), panel.curves.end(), [](const Curve& one) { return !one.name.empty(); }));
   if (named == 0) return;
+  const double width = LegendWidth(canvas, panel);
   // Long names share what room there is.
   const double most = (right - left) / named - kSample - 5 - kGap;
-  double at = std::max(left, right - width + kGap);
+  double at = std::max(left, right - width);
   for (const Curve& curve : panel.curves) {
     if (curve.name.empty()) continue;
     const std::string name = width > right - left ? Shortened(canvas, curve.name, kTextSize, false, most) : curve.name;
-    const CanvasPoint line[] = {{at, kBaseLine - 4}, {at + kSample, kBaseLine - 4}};
+    const CanvasPoint line[] = {{at, baseLine - 4}, {at + kSample, baseLine - 4}};
     canvas.Line(line, ColourOf(canvas, curve.ink), 2.5,
                 curve.form == CurveForm::kArea || curve.points.empty() ? std::vector<double>() : DashesOf(curve.ink));
-    canvas.Text(at + kSample + 5, kBaseLine, name, kTextSize, palette.text);
+    canvas.Text(at + kSample + 5, baseLine, name, kTextSize, palette.text);
     at += kSample + 5 + canvas.TextWidth(name, kTextSize) + kGap;
   }
 }
@@ -240,14 +299,21 @@ std::vector<unsigned char> DrawPicture(const Picture& picture, const Look& look,
   Canvas canvas(look);
   const Palette& palette = canvas.palette();
   const double right = look.width - kRight;
-  canvas.Text(12, 20, Shortened(canvas, picture.title, kTitleSize, true, right - 12), kTitleSize, palette.text,
-              Align::kLeft, true);
-  canvas.Text(12, 40, picture.note, kTextSize, palette.quietText);
+  canvas.Text(kMargin, 20, Shortened(canvas, picture.title, kTitleSize, true, right - kMargin), kTitleSize,
+              palette.text, Align::kLeft, true);
+  canvas.Text(kMargin, kNoteLine, Shortened(canvas, picture.note, kTextSize, false, right - kMargin), kTextSize,
+              palette.quietText);
+  double top = kTop;
   if (!picture.panels.empty()) {
-    DrawLegend(canvas, picture.panels.front(), 12 + canvas.TextWidth(picture.note, kTextSize) + 20, right);
+    // To the right of the note, or below it.
+    const double beside = kMargin + canvas.TextWidth(picture.note, kTextSize) + 20;
+    const double width = LegendWidth(canvas, picture.panels.front());
+    const bool fits = width == 0 || beside + width <= right;
+    if (!fits) top += kTextSize + 5;
+    DrawLegend(canvas, picture.panels.front(), fits ? beside : kMargin, right, kNoteLine + top - kTop);
   }
   const auto count = static_cast<double>(picture.panels.size());
-  double room = look.height - kTop - kBottom;
+  double room = look.height - top - kBottom;
   std::vector<bool> withTimes;
   for (std::size_t i = 0; i < picture.panels.size(); ++i) {
     // Panels with the same times show them once.
@@ -255,9 +321,15 @@ std::vector<unsigned char> DrawPicture(const Picture& picture, const Look& look,
     withTimes.push_back(isLast || picture.panels[i].x.to != picture.panels[i + 1].x.to);
     if (!isLast) room -= withTimes.back() ? kBottom : kBetween / 2;
   }
-  double top = kTop;
+  constexpr double kLeastHeight = 20;
+  const double height = room / std::max(count, 1.0);
+  if (height < kLeastHeight) {
+    reason = "its " + std::to_string(picture.panels.size()) + " parts need more room; --size " +
+             std::to_string(look.width) + "x" +
+             ShortNumber(std::ceil(look.height + (kLeastHeight - height) * count), 0) + " has it";
+    return {};
+  }
   for (std::size_t i = 0; i < picture.panels.size(); ++i) {
-    const double height = std::max(room / count, 10.0);
     const double left = kLeft + (picture.panels[i].y.isLogarithmic ? kLongTexts : 0);
     DrawPanel(canvas, picture.panels[i], {left, top, right, top + height}, withTimes[i]);
     top += height + (withTimes[i] ? kBottom : kBetween / 2);

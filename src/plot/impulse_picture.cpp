@@ -8,26 +8,39 @@ namespace korva {
 namespace {
 
 constexpr double kFloorDb = -96;
-constexpr std::size_t kStretches = 700, kMostBars = 64;
+constexpr std::size_t kStretches = 700, kMostBars = 175;
 constexpr std::size_t kFewStretches = 120, kFewBars = 24;
 constexpr double kLeastSeconds = 0.02, kRoom = 1.08;
 
-/// The level of the tail's end is told in these words.
-Mark TailMark(const PlainSound& sound, double impulseSeconds, double factor) {
+/// A time in the unit of its axis.
+std::string TimeText(double seconds, const TimeAxis& axis) {
+  if (axis.factor == 1) return ShortNumber(seconds, seconds < 1 ? 3 : 2) + " s";
+  return ShortNumber(seconds * 1000, seconds < 0.1 ? 1 : 0) + " ms";
+}
+
+/// The end of the tail.
+Mark TailMark(const ImpulseRun& run, const TimeAxis& axis) {
+  const PlainSound& sound = run.back.sound;
   const std::size_t frames = FramesAbove(sound, kSilentLevel);
-  const double end = static_cast<double>(frames) / sound.rate;
   if (frames == 0) return {0, "nothing louder than -90 dB comes back"};
-  const std::string time = end < 1 ? ShortNumber(end * 1000, 1) + " ms" : ShortNumber(end, 2) + " s";
-  if (frames == sound.frames()) return {end * factor, "louder than -90 dB to the end"};
+  const double end = run.isCut ? sound.seconds() : static_cast<double>(frames) / sound.rate;
+  const std::string time = TimeText(end, axis);
+  if (run.isCut) return {end * axis.factor, "cut off at " + time};
   // Where sound moves in time there is no length to tell, as it may come back before it went in.
-  return {end * factor, (impulseSeconds > 0 ? "-90 dB at " : "-90 dB after ") + time};
+  return {end * axis.factor, (run.impulseSeconds > 0 ? "-90 dB at " : "-90 dB after ") + time};
+}
+
+/// "one impulse at 0 dB"
+std::string ImpulseText(const ImpulseRun& run) {
+  return "one impulse at " + ShortNumber(run.impulseDb, 1) + " dB";
 }
 
 double ShownSeconds(std::span<const ImpulseRun> runs) {
   double shown = kLeastSeconds;
   for (const ImpulseRun& run : runs) {
     const PlainSound& sound = run.back.sound;
-    shown = std::max(shown, static_cast<double>(FramesAbove(sound, kSilentLevel)) / sound.rate * kRoom);
+    const double end = static_cast<double>(FramesAbove(sound, kSilentLevel)) / sound.rate;
+    shown = std::max(shown, (run.isCut ? sound.seconds() : end) * kRoom);
     shown = std::max(shown, run.impulseSeconds * kRoom);
   }
   return shown;
@@ -42,15 +55,10 @@ double HighestDb(std::span<const ImpulseRun> runs) {
   return std::max(0.0, std::ceil(Decibels(static_cast<double>(peak)) / kStep - 0.01) * kStep);
 }
 
-std::string TimeText(double seconds) {
-  if (seconds >= 1) return ShortNumber(seconds, 2) + " s";
-  return ShortNumber(seconds * 1000, seconds < 0.1 ? 1 : 0) + " ms";
-}
-
 /// One channel's part of a panel: `place` says where a level lies on the y axis.
 template <class Place>
-void AddChannel(Panel& panel, const ImpulseRun& run, std::size_t channel, double shown, double factor, Curve curve,
-                Place&& place) {
+void AddChannel(Panel& panel, const ImpulseRun& run, std::size_t channel, double shown, const TimeAxis& time,
+                Curve curve, Place&& place) {
   const std::vector<float> samples = run.back.sound.Channel(channel);
   const std::uint32_t rate = run.back.sound.rate;
   // Of two that lie over one another only few echoes can be told apart.
@@ -59,14 +67,15 @@ void AddChannel(Panel& panel, const ImpulseRun& run, std::size_t channel, double
   if (!isAlone && echoes.size() > kFewBars) echoes.clear();
   for (const PlotPoint& point :
        PeakLevels(samples, rate, 0, shown, isAlone || !echoes.empty() ? kStretches : kFewStretches)) {
-    curve.points.push_back({point.x * factor, place(std::max(point.y, kFloorDb))});
+    curve.points.push_back({point.x * time.factor, place(std::max(point.y, kFloorDb))});
   }
   std::stable_sort(echoes.begin(), echoes.end(),
                    [](const Echo& a, const Echo& b) { return std::fabs(a.value) > std::fabs(b.value); });
   if (echoes.size() > kMostBars) echoes.resize(kMostBars);
   for (const Echo& echo : echoes) {
     const double level = std::max(Decibels(std::fabs(echo.value)), kFloorDb);
-    panel.bars.push_back({echo.seconds * factor, place(kFloorDb), place(level), curve.ink, TimeText(echo.seconds)});
+    panel.bars.push_back(
+        {echo.seconds * time.factor, place(kFloorDb), place(level), curve.ink, TimeText(echo.seconds, time)});
   }
   panel.curves.push_back(std::move(curve));
 }
@@ -82,7 +91,7 @@ Panel MirroredPanel(const ImpulseRun& run, double shown, const TimeAxis& time, d
     if (at > 0) panel.y.ticks.push_back({-at, tick.text});
   }
   for (const std::size_t channel : {0U, 1U}) {
-    AddChannel(panel, run, channel, shown, time.factor,
+    AddChannel(panel, run, channel, shown, time,
                {ChannelName(channel, 2), channel == 0 ? Ink::kFirst : Ink::kSecond, CurveForm::kArea, {}},
                [&](double level) { return (level - kFloorDb) * (channel == 0 ? 1 : -1); });
   }
@@ -113,16 +122,28 @@ Picture ImpulsePicture(std::span<const ImpulseRun> runs) {
       Panel panel{channels > 1 ? ChannelName(channel, channels) : "", time.axis, {}, {}, {}, {}, {}};
       panel.y = LevelAxis("level (dB)", kFloorDb, top);
       for (std::size_t i = 0; i < runs.size(); ++i) {
-        AddChannel(panel, runs[i], channel, shown, time.factor,
+        AddChannel(panel, runs[i], channel, shown, time,
                    {runs[i].back.name, static_cast<Ink>(i), runs.size() == 1 ? CurveForm::kArea : CurveForm::kLine, {}},
                    [](double level) { return level; });
       }
       picture.panels.push_back(std::move(panel));
     }
   }
-  picture.note = "what comes back from one impulse at 0 dB";
+  picture.note = "what comes back from " + ImpulseText(runs.front());
+  std::size_t most = 0;
+  for (const Panel& panel : picture.panels) {
+    for (const Ink ink : {Ink::kFirst, Ink::kSecond}) {
+      most = std::max(most, static_cast<std::size_t>(std::count_if(panel.bars.begin(), panel.bars.end(),
+                                                                   [&](const Bar& bar) { return bar.ink == ink; })));
+    }
+  }
+  // The end of the bars is not that of the sound.
+  if (most >= kMostBars)
+    picture.note += "; bars: the " + std::to_string(kMostBars) + " loudest echoes";
+  else if (most > 1)
+    picture.note += "; bars: echoes down to 60 dB below the loudest";
   for (const ImpulseRun& run : runs) {
-    Mark tail = TailMark(run.back.sound, run.impulseSeconds, time.factor);
+    Mark tail = TailMark(run, time);
     if (runs.size() > 1) tail.text = run.back.name + ": " + tail.text;
     for (Panel& panel : picture.panels) {
       panel.marks.push_back(tail);
@@ -142,18 +163,13 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     if (shown > span) span = longer;
   }
   constexpr std::size_t kTicks = 8;
+  const TimeAxis time{{"time (ms)", 0, span, false, RoundTicks(0, span, kTicks)}, 1000};
   constexpr double kRoomAbove = 1.2;
   const std::size_t channels = DifferentChannels({&run, 1});
   Picture picture;
   for (std::size_t channel = 0; channel < channels; ++channel) {
     const std::vector<float> samples = sound.Channel(channel);
-    Panel panel{channels > 1 ? ChannelName(channel, channels) : "",
-                {"time (ms)", 0, span, false, RoundTicks(0, span, kTicks)},
-                {},
-                {},
-                {},
-                {},
-                {}};
+    Panel panel{channels > 1 ? ChannelName(channel, channels) : "", time.axis, {}, {}, {}, {}, {}};
     double peak = 0;
     const auto bins = static_cast<std::size_t>(span);
     std::vector<double> highest(bins + 1);
@@ -169,7 +185,7 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
       const auto at = static_cast<double>(bin);
       const bool isTap = std::any_of(tapMs.begin(), tapMs.end(), [&](double tap) { return std::fabs(tap - at) < 0.5; });
       const Ink ink = bin == 0 ? Ink::kSecond : isTap ? Ink::kFirst : Ink::kQuiet;
-      std::string text = isTap ? TimeText(at / 1000) : "";
+      std::string text = isTap ? TimeText(at / 1000, time) : "";
       if (bin == 0) text = ShortNumber(highest[bin] * 100, 0) + " %";
       (ink == Ink::kQuiet ? echoes : taps).push_back({at, 0, highest[bin] * 100, ink, std::move(text)});
     }
@@ -184,11 +200,11 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     panel.curves = {{"impulse", Ink::kSecond, CurveForm::kLine, {}},
                     {"taps", Ink::kFirst, CurveForm::kLine, {}},
                     {"echoes of them", Ink::kQuiet, CurveForm::kLine, {}}};
-    panel.marks.push_back(TailMark(sound, run.impulseSeconds, 1000));
+    panel.marks.push_back(TailMark(run, time));
     if (panel.marks.back().at > span) panel.marks.back() = {span, panel.marks.back().text};
     picture.panels.push_back(std::move(panel));
   }
-  picture.note = "one impulse comes back; below the middle: inverted";
+  picture.note = ImpulseText(run) + " comes back; below the middle: inverted";
   return picture;
 }
 

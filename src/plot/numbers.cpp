@@ -59,6 +59,16 @@ std::vector<float> PlainSound::Channel(std::size_t channel) const {
   return plain;
 }
 
+std::size_t SilenceNoNumbers(PlainSound& sound) noexcept {
+  std::size_t count = 0;
+  for (float& sample : sound.samples) {
+    if (std::isfinite(sample)) continue;
+    sample = 0;
+    ++count;
+  }
+  return count;
+}
+
 double Decibels(double level) noexcept {
   constexpr double kMostDb = 200;  // a file may hold samples beyond all measure
   return level > 0 ? std::clamp(20 * std::log10(level), kSilentDb, kMostDb) : kSilentDb;
@@ -124,6 +134,16 @@ std::size_t FramesAbove(const PlainSound& sound, double level) {
     if (static_cast<double>(Size(sound.samples[i - 1])) >= level) return (i - 1) / sound.channels + 1;
   }
   return 0;
+}
+
+std::size_t LongestPause(const PlainSound& sound, double level) {
+  std::size_t longest = 0, last = sound.samples.size();
+  for (std::size_t i = 0; i < sound.samples.size(); ++i) {
+    if (static_cast<double>(Size(sound.samples[i])) < level) continue;
+    longest = std::max(longest, i - std::min(last, i));
+    last = i;
+  }
+  return longest / sound.channels;
 }
 
 std::vector<double> BandFrequencies(double from, double to, std::size_t count) {

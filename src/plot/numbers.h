@@ -22,6 +22,9 @@ struct PlainSound {
   std::vector<float> Channel(std::size_t channel) const;
 };
 
+/// Makes samples that are infinite or no number 0, and answers how many there were.
+std::size_t SilenceNoNumbers(PlainSound& sound) noexcept;
+
 /// The lowest level that is told.
 inline constexpr double kSilentDb = -144;
 double Decibels(double level) noexcept;
@@ -46,6 +49,8 @@ std::vector<Echo> FindEchoes(std::span<const float> channel, std::uint32_t rate)
 
 /// Frames up to the last sample of any channel at `level` or above; 0 for none.
 std::size_t FramesAbove(const PlainSound& sound, double level);
+/// The longest pause between samples at `level` or above, in frames.
+std::size_t LongestPause(const PlainSound& sound, double level);
 
 /// Frequencies at equal steps of a logarithmic axis, with the width of a band around each.
 std::vector<double> BandFrequencies(double from, double to, std::size_t count);

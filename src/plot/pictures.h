@@ -16,10 +16,12 @@ struct NamedSound {
   PlainSound sound;
 };
 
-/// What came back from one impulse at full scale.
+/// What came back from one impulse.
 struct ImpulseRun {
   NamedSound back;
   double impulseSeconds = 0;  ///< when it went in
+  double impulseDb = 0;       ///< how loud it was
+  bool isCut = false;         ///< the run ended while it still rang
 };
 /// Levels over time with bars for echoes and the length of the tail; two channels that differ are mirrored. Two runs
 /// lie over one another, their channels apart.

@@ -55,14 +55,28 @@ TEST_F(FilesTest, FilesWhoseLengthWasNeverToldAreReadToTheirEnd) {
 
 TEST_F(FilesTest, ClippingIsCountedWhereItHappens) {
   PutLevels("in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, {0.9});
-  const std::string loud =
-      "@in.wav @out.wav simple-delay --set dry-out=0 --set delay-out=0 --set delay=5 --set decay=5";
-  const std::string middle = Render(loud + " --format s16 chorus").err;
-  EXPECT_NE(middle.find("simple-delay drove "), std::string::npos) << middle;
-  EXPECT_EQ(middle.find("chorus drove"), std::string::npos) << middle;
-  const std::string file = Render(loud).err;
-  EXPECT_NE(file.find("clipped in the file"), std::string::npos) << file;
-  EXPECT_EQ(Render(loud + " --normalize -1").err.find("clipped"), std::string::npos);
+  PutLevels("loud.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, {1.5});
+  const std::string echo = "simple-delay --set dry-out=0 --set delay-out=0 --set delay=5 --set decay=5";
+  const std::string pass = "chorus --set bypass=on";
+  const std::string in = "@in.wav @out.wav ";
+  struct Case {
+    std::string call, said, unsaid;
+  };
+  for (const Case& c : {Case{in + echo + " --format s16 " + pass, "simple-delay drove ", "chorus drove"},
+                        {in + pass + " --format s16 --gain 6", "4800 samples are clipped in front", "drove"},
+                        {in + pass + " --format s16 --gain 6", "which --gain takes beyond", "drove"},
+                        {in + pass + " --format s16 --gain 6", "--gain 0.9 or less", "drove"},
+                        {in + pass + " --format s16 --gain 0.9", "wrote", "clipped"},
+                        {"@loud.wav @out.wav " + pass + " --format s16", "which the input takes beyond", "drove"},
+                        {in + echo, "clipped in the file", "--gain:"},
+                        {in + echo, "simple-delay: ", "chorus:"},
+                        {in + pass + " --gain 6", "by up to 5.1 dB (driven there by --gain: 4800)", "chorus:"},
+                        {in + echo + " --normalize 0", "wrote", "clipped"},
+                        {in + echo + " --normalize 0 --rate 44100", "wrote", "clipped"}}) {
+    const std::string err = Render(c.call).err;
+    EXPECT_NE(err.find(c.said), std::string::npos) << c.call << "\n" << err;
+    EXPECT_EQ(err.find(c.unsaid), std::string::npos) << c.call << "\n" << err;
+  }
 }
 
 // What lies on the file's grid stays as it is; anything else is narrowed with noise of a least significant bit.

@@ -70,6 +70,14 @@ TEST_F(PlotTest, CurvesSayWhatTheChainDoes) {
   EXPECT_GT(At(comb, 1000) - At(comb, 500), 12);
   EXPECT_NEAR(At(comb, 1000), 0, 0.5);
   EXPECT_EQ(Made("--response chorus").panels[0].curves.size(), 3U) << "a swing is looked at three times";
+  // A low-pass of one pole loses 3 dB at its corner.
+  const Curve low = Made(
+                        "--response --rate 96000 chorus --wet --set chorus-size=1 --set mod-depth=1 --set chorus-out=0 "
+                        "--set attenuate-high=on --set attenuation-hz=1000")
+                        .panels[0]
+                        .curves[0];
+  EXPECT_NEAR(At(low, 1000) - At(low, 50), -3, 0.2);
+  EXPECT_NEAR(At(low, 8000) - At(low, 4000), -6, 0.4);
   // A loud line goes an octave up.
   const auto loudest = [](const Panel& panel) {
     const Heat& heat = *panel.heat;
@@ -126,6 +134,11 @@ TEST_F(PlotTest, TheSameCallGivesTheSameBytesAndBadOnesNothing) {
       {"plot chorus --trim 0:1 @out.png", "goes with --in"},
       {"plot chorus --save-state @s @out.png", "goes with render"},
       {"plot --compare chorus @in.wav @out.png", "is no effect"},
+      {"plot --compare @in.wav @in.wav --gain 3 @out.png", "is for effects"},
+      {"plot --automation --size 320x200 chorus --automate delay:0:1:1:2 --automate feedback:0:1:1:2 --automate "
+       "mod-depth:0:1:1:2 --automate mod-rate:0:1:1:2 --automate dry-out:0:1:-2:-1 --automate chorus-out:0:1:-2:-1 "
+       "@out.png",
+       "need more room", 1},
       {"plot --compare 1 2 chorus --preset 3 @out.png", "cannot stand beside"},
       {"plot chorus @kept.png", "--overwrite", 1},
       {"plot chorus --state @in.wav @kept.png --overwrite", "no record of any effect", 1},

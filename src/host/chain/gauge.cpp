@@ -1,6 +1,7 @@
 #include "host/chain/gauge.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -11,29 +12,34 @@ namespace {
 constexpr CLSID kGaugeClass{0x3c1f7d52, 0x8a64, 0x4c0b, {0xb1, 0x57, 0x9e, 0x2d, 0x40, 0x6a, 0xf3, 0x18}};
 
 template <class Sample>
-std::int64_t CountAtRails(const Sample* samples, std::size_t count) noexcept {
+std::int64_t CountLoud(const Sample* samples, std::size_t count) noexcept {
   using Limits = std::numeric_limits<Sample>;
   std::int64_t found = 0;
-  for (std::size_t i = 0; i < count; ++i) found += samples[i] == Limits::max() || samples[i] == Limits::min() ? 1 : 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if constexpr (std::is_integral_v<Sample>)
+      found += samples[i] == Limits::max() || samples[i] == Limits::min() ? 1 : 0;
+    else
+      found += std::fabs(samples[i]) > 1 ? 1 : 0;
+  }
   return found;
 }
 
 }  // namespace
 
-Gauge::Gauge(const FormatRecord& format) : CTransInPlaceFilter(nullptr, kGaugeClass), format_(format) {}
+Gauge::Gauge(const FormatRecord& format, bool countsLoud)
+    : CTransInPlaceFilter(nullptr, kGaugeClass), format_(format), countsLoud_(countsLoud) {}
 
 HRESULT Gauge::Receive(IMediaSample* sample) {
   if (sample == nullptr) return E_POINTER;
   BYTE* data = nullptr;
   if (const HRESULT result = sample->GetPointer(&data); FAILED(result)) return result;
   const auto frames = static_cast<std::int64_t>(std::max(sample->GetActualDataLength(), LONG{0}) / format_.blockAlign);
-  VisitFormat(SampleFormatOf(format_).value_or(SampleFormat::kFloat32), [&](auto policy) {
-    using Sample = typename decltype(policy)::Sample;
-    if constexpr (std::is_integral_v<Sample>) {
-      const auto* const samples = reinterpret_cast<const Sample*>(data);
-      atRails_ += CountAtRails(samples, static_cast<std::size_t>(frames) * format_.channels);
-    }
-  });
+  if (countsLoud_) {
+    loud_ += VisitFormat(SampleFormatOf(format_).value_or(SampleFormat::kFloat32), [&](auto policy) {
+      const auto* const samples = reinterpret_cast<const typename decltype(policy)::Sample*>(data);
+      return CountLoud(samples, static_cast<std::size_t>(frames) * format_.channels);
+    });
+  }
   const std::int64_t before = frames_;
   frames_ += frames;
   if (held_ < 0 || frames_ <= held_) return outputPin()->Deliver(sample);

@@ -11,7 +11,8 @@ namespace korva {
 /// stream that keeps to it pass as they are.
 class Gauge final : public CTransInPlaceFilter {
  public:
-  explicit Gauge(const FormatRecord& format);
+  /// `countsLoud`: samples are looked at.
+  Gauge(const FormatRecord& format, bool countsLoud);
   KORVA_DELEGATE_UNKNOWN()
 
   HRESULT CheckInputType(const AM_MEDIA_TYPE&) override { return S_OK; }
@@ -25,12 +26,13 @@ class Gauge final : public CTransInPlaceFilter {
 
   /// Frames that came, whatever became of them.
   std::int64_t frames() const noexcept { return frames_; }
-  /// Samples of whole numbers that lie at full scale.
-  std::int64_t atRails() const noexcept { return atRails_; }
+  /// Samples of whole numbers that lie at full scale, or of floats that lie beyond it.
+  std::int64_t loud() const noexcept { return loud_; }
 
  private:
   const FormatRecord format_;
-  std::int64_t held_ = -1, frames_ = 0, atRails_ = 0;
+  const bool countsLoud_;
+  std::int64_t held_ = -1, frames_ = 0, loud_ = 0;
 };
 
 }  // namespace korva

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
+#include <span>
 
 #include "frame/row_values.h"
 #include "host/automation_text.h"
@@ -58,11 +60,52 @@ bool AsksForLength(const EffectRequest& request) {
   });
 }
 
+/// How long an effect rings with each of its values at the highest that its automation takes it to.
+double RingSeconds(const EffectRow& effect, const EffectInstance& instance, std::span<const AutomatedSpan> spans,
+                   const SongMap* song) {
+  if (effect.habits == nullptr || effect.habits->ringSeconds == nullptr) return 0;
+  ParameterBlock block = ReadBlock(instance);
+  for (const AutomatedSpan& span : spans) {
+    const ParamDescriptor& row = effect.description.rows[span.row];
+    const auto [low, high] = std::minmax(span.segment.valStart, span.segment.valEnd);
+    StoreDisplayValue(row, block.data(), std::max(LoadDisplayValue(row, block.data()), static_cast<double>(high)));
+  }
+  return effect.habits->ringSeconds(block.data(), song);
+}
+
+/// Follows the automation of an effect whose input is over at `end`, a time that becomes that of its last sound. What
+/// moves while the effect rings may start its tail anew.
+MaybeExit FollowAutomation(const std::vector<AutomatedSpan>& spans, const std::vector<std::string>& texts,
+                           PreparedEffect& effect, double sound, double& end) {
+  const double over = end;
+  end += effect.ringSeconds;
+  std::vector<std::size_t> order(spans.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::sort(order.begin(), order.end(),
+            [&](std::size_t a, std::size_t b) { return spans[a].segment.rtStart < spans[b].segment.rtStart; });
+  for (const std::size_t i : order) {
+    const double from = static_cast<double>(spans[i].segment.rtStart) / 1e7;
+    const double to = static_cast<double>(spans[i].segment.rtEnd) / 1e7;
+    if (from >= end) {
+      return BadCall("--automate " + texts[i] + ": it begins after the sound, which lasts " + DurationText(sound) +
+                     (end > sound ? " and has rung out by " + DurationText(end) : "") +
+                     "; --tail SECONDS makes it longer");
+    }
+    if (to <= over || effect.ringSeconds == 0) continue;
+    effect.movesWhileRinging = true;
+    end = std::max(end, to + effect.ringSeconds);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request, MaterialLength material,
-                                                    std::istream& in, std::vector<std::string>& remarks) {
+                                                    const SongMap* song, std::istream& in,
+                                                    std::vector<std::string>& remarks) {
   std::vector<PreparedEffect> effects;
+  const double rate = std::max<std::uint32_t>(material.rate, 1);
+  double end = material.frames / rate;
   for (const EffectRequest& one : request.effects) {
     Outcome<EffectInstance> created = CreateEffect(*one.effect);
     if (!created) return created.earlyExit();
@@ -71,13 +114,23 @@ Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request
     if (MaybeExit check = SetParameters(one, material, in, prepared.instance, remarks)) return *check;
     const EffectHabits* const habits = one.effect->habits;
     if (habits != nullptr && habits->lengthFactor != nullptr) {
-      material.frames *= habits->lengthFactor(ReadBlock(prepared.instance).data());
+      const double factor = habits->lengthFactor(ReadBlock(prepared.instance).data());
+      material.frames *= factor;
+      end *= factor;
       prepared.isHeld = material.frames > 0 && AsksForLength(one);
     }
     prepared.framesOut = material.frames;
-    const AutomationRules rules{prepared.framesIn / std::max<std::uint32_t>(material.rate, 1), !request.noTail,
-                                !request.format};
-    if (MaybeExit check = ApplyAutomation(*one.effect, prepared.instance, one.automations, rules)) return *check;
+    const Outcome<std::vector<AutomatedSpan>> spans =
+        ApplyAutomation(*one.effect, prepared.instance, one.automations, !request.format);
+    if (!spans) return spans.earlyExit();
+    // With a tail of so many seconds the silence counts as sound, and all ends with it.
+    if (!request.noTail && !request.tail) {
+      prepared.ringSeconds = RingSeconds(*one.effect, prepared.instance, *spans, song);
+    }
+    if (material.frames > 0) {
+      const double sound = prepared.framesIn / rate;
+      if (MaybeExit check = FollowAutomation(*spans, one.automations, prepared, sound, end)) return *check;
+    }
     const Outcome<std::vector<std::uint8_t>> record = SaveState(prepared.instance);
     if (!record) return record.earlyExit();
     prepared.record = *record;

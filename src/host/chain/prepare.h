@@ -17,12 +17,16 @@ struct PreparedEffect {
   double framesIn = 0;               ///< what it gets; 0 when that is not known
   double framesOut = 0;              ///< what that becomes, with nothing ringing on
   bool isHeld = false;               ///< a length was asked for, and is to be kept to the frame
+  double ringSeconds = 0;            ///< how long it rings on at the most, if nothing moves it then
+  bool movesWhileRinging = false;    ///< its automation goes on after all that comes in
 };
 
-/// Each effect set up in turn: the material gets longer or shorter on the way. `remarks` gets what was understood
-/// otherwise than it was typed.
+/// Each effect set up in turn: the material gets longer or shorter on the way. `song` is null with no tempo. `remarks`
+/// gets what was understood otherwise than it was typed. `kBadCall` too for automation that begins when nothing is
+/// heard any more.
 Outcome<std::vector<PreparedEffect>> PrepareEffects(const RenderRequest& request, MaterialLength material,
-                                                    std::istream& in, std::vector<std::string>& remarks);
+                                                    const SongMap* song, std::istream& in,
+                                                    std::vector<std::string>& remarks);
 
 /// The song of the call, if it tells one.
 Outcome<std::optional<SongMap>> ReadSong(const RenderRequest& request);

@@ -15,13 +15,14 @@ struct PreparedChain {
 Outcome<PreparedChain> PrepareChain(const RenderRequest& request, MaterialLength material, const FormatRecord& format,
                                     std::istream& in, std::vector<std::string>& remarks);
 
-/// The chain with a gauge behind each effect that is looked at or held.
+/// The chain with a gauge in front of it and one behind each effect.
 struct GaugedChain {
   std::vector<ChainLink> links;
-  std::vector<Gauge*> gauges;  // one for each effect, null where there is none; the first before all effects
+  std::vector<Gauge*> gauges;
 };
 
+/// `countsLoud`: the gauges count samples at full scale and beyond.
 Outcome<GaugedChain> GaugeChain(const RenderRequest& request, const std::vector<PreparedEffect>& effects,
-                                const FormatRecord& format);
+                                const FormatRecord& format, bool countsLoud);
 
 }  // namespace korva

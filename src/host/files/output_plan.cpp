@@ -98,6 +98,13 @@ std::int64_t MostFrames(int container, const SampleType& type, std::uint32_t cha
   return kMostBytes / (std::int64_t{type.bytes} * channels);
 }
 
+/// Whether places are those that channels have anyway, or none are told.
+bool IsUsual(const std::vector<int>& map) {
+  const auto is = [&](std::size_t i, int one, int other) { return map[i] == one || map[i] == other; };
+  return map.size() < 2 || (map.size() == 2 && is(0, SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_FRONT_LEFT) &&
+                            is(1, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_FRONT_RIGHT));
+}
+
 /// The rates to try: the stream's, and where the container demands another, the next above it or else below.
 std::vector<std::uint32_t> RatesFor(const OutputWish& wish) {
   std::vector<std::uint32_t> rates{wish.rate};
@@ -140,6 +147,11 @@ Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input) 
     return BadCall(wish.path + ": the name's ending says what file to write; it can be " + ListOfExtensions());
   }
   int base = wish.raw ? SF_FORMAT_RAW : container->format;
+  const bool isEncoded = base == SF_FORMAT_FLAC || base == SF_FORMAT_OGG || base == SF_FORMAT_MPEG;
+  if (wish.quality && !isEncoded) {
+    return BadCall("--quality goes with an encoder, that of .flac, .ogg, .opus or .mp3; " +
+                   (wish.raw ? "a file without a header" : "." + extension) + " has none");
+  }
   const bool isWave = base == SF_FORMAT_WAV;
   if (isWave && (input.isExtensible || input.channels > 2)) base = SF_FORMAT_WAVEX;
   for (const auto& [type, holds] : TypesFor(wish, base, extension == "opus")) {
@@ -156,13 +168,31 @@ Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input) 
       plan.dither = wish.dither;
       plan.mostFrames = MostFrames(base, type, input.channels);
       plan.quality = wish.quality;
+      plan.holdsFloat = Fits(base | SF_FORMAT_FLOAT, input.channels, rate);
       const bool keepsMap = isWave || base == SF_FORMAT_RF64 || base == SF_FORMAT_CAF || base == SF_FORMAT_AIFF;
-      plan.losesMap = input.isExtensible && !input.channelMap.empty() && !keepsMap;
+      plan.losesMap = input.isExtensible && !keepsMap && !IsUsual(input.channelMap);
       return plan;
     }
   }
   const std::string what = wish.raw ? "a file without a header" : "." + extension + " files";
-  if (wish.onlyThese) return BadCall(what + " cannot hold such samples (--bits)");
+  if (wish.onlyThese) {
+    std::vector<std::string> names;
+    for (const SampleType& type : kTypes) {
+      if (!Fits(base | type.format, input.channels, wish.rate)) continue;
+      const char* const name = kFileBits[static_cast<std::size_t>(type.bits)].name;
+      if (names.empty() || names.back() != name) names.emplace_back(name);
+    }
+    return BadCall(what + " cannot hold such samples; " +
+                   (names.empty() ? "they have their own, without --bits" : "--bits can be " + Joined(names, ", ")));
+  }
+  if (wish.rateIsAsked) {
+    OutputWish free = wish;
+    free.rateIsAsked = false;
+    if (const Outcome<SoundPlan> other = PlanOutput(free, input)) {
+      return Failed(what + " cannot hold " + CountText(input.channels, "channel") + " at " + std::to_string(wish.rate) +
+                    " Hz; --rate " + std::to_string(other->traits.rate) + " is one that they can");
+    }
+  }
   return Failed(what + " cannot hold " + CountText(input.channels, "channel") + " at " + std::to_string(wish.rate) +
                 " Hz" + (wish.rateIsAsked ? "" : " in any way"));
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 namespace korva {
 namespace {
@@ -62,7 +63,9 @@ Outcome<std::size_t> ShapedInput::Read(SampleFormat format, void* target, std::s
 
 Outcome<std::size_t> ShapedInput::ReadSound(SampleFormat format, void* target, std::size_t frames) {
   const std::uint32_t own = reader_.traits().channels;
-  if (gain_ == 1 && own == channels_) return reader_.Read(format, target, frames);
+  if (gain_ == 1 && own == channels_ && (IsFloat(format) || reader_.isWhole())) {
+    return reader_.Read(format, target, frames);
+  }
   doubles_.resize(frames * own);
   const Outcome<std::size_t> got = reader_.Read(SampleFormat::kFloat64, doubles_.data(), frames);
   if (!got) return got.earlyExit();
@@ -73,8 +76,15 @@ Outcome<std::size_t> ShapedInput::ReadSound(SampleFormat format, void* target, s
       const double* const frame = doubles_.data() + i * own;
       double mean = 0;
       for (std::uint32_t c = 0; c < own; ++c) mean += frame[c] / own;
-      for (std::uint32_t c = 0; c < channels_; ++c)
-        *out++ = Policy::Write((own == channels_ ? frame[c] : mean) * gain_);
+      for (std::uint32_t c = 0; c < channels_; ++c) {
+        const double plain = own == channels_ ? frame[c] : mean;
+        *out++ = Policy::Write(plain * gain_);
+        if constexpr (std::is_integral_v<typename Policy::Sample>) {
+          const double exact = plain * gain_ * Policy::kScale.out;
+          clipped_ += exact > Policy::kScale.high + 0.5 || exact < Policy::kScale.low - 0.5 ? 1 : 0;
+          peak_ = std::max(peak_, std::fabs(plain));
+        }
+      }
     }
   });
   return *got;

@@ -24,6 +24,10 @@ class ShapedInput final : public SampleInput {
   std::int64_t frames() const noexcept { return frames_; }
   std::uint32_t channels() const noexcept { return channels_; }
   Outcome<std::size_t> Read(SampleFormat format, void* target, std::size_t frames) override;
+  /// Samples that lay beyond what a stream of whole numbers holds.
+  std::int64_t clipped() const noexcept { return clipped_; }
+  /// The highest of those that were looked at, before the gain: all that may have been clipped.
+  double peak() const noexcept { return peak_; }
 
  private:
   Outcome<std::size_t> ReadSound(SampleFormat format, void* target, std::size_t frames);
@@ -32,7 +36,8 @@ class ShapedInput final : public SampleInput {
   SoundReader& reader_;
   const double gain_;
   const std::uint32_t channels_;
-  std::int64_t skip_, most_, frames_, silence_;
+  std::int64_t skip_, most_, frames_, silence_, clipped_ = 0;
+  double peak_ = 0;
   bool soundIsOver_ = false;
   std::vector<double> doubles_;
 };

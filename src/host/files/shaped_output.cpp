@@ -3,6 +3,7 @@
 #include <soxr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -17,13 +18,15 @@ void ShapedOutput::ResamplerEnd::operator()(soxr* resampler) const noexcept {
 Outcome<ShapedOutput> ShapedOutput::Make(SoundWriter& writer, const SoundPlan& plan, const OutputShape& shape) {
   ShapedOutput output;
   output.writer_ = &writer;
-  output.format_ = plan.format;
+  output.stream_ = output.taken_ = plan.format;
   output.channels_ = plan.traits.channels;
   output.normalize_ = shape.normalize;
+  if (const unsigned bits = CountOf(plan.bits); bits != 0) output.full_ -= std::ldexp(2.0, -static_cast<int>(bits));
   if (shape.normalize && (output.spool_ = OpenNameless()) < 0) {
     return Failed(WithSystemReason("cannot make a temporary file"));
   }
   if (plan.traits.rate != shape.rate) {
+    output.taken_ = SampleFormat::kFloat64;
     output.ratio_ = static_cast<double>(plan.traits.rate) / shape.rate;
     const soxr_io_spec_t both = soxr_io_spec(SOXR_FLOAT64_I, SOXR_FLOAT64_I);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
@@ -37,9 +40,11 @@ Outcome<ShapedOutput> ShapedOutput::Make(SoundWriter& writer, const SoundPlan& p
 
 ShapedOutput::ShapedOutput(ShapedOutput&& other) noexcept
     : writer_(other.writer_),
-      format_(other.format_),
+      stream_(other.stream_),
+      taken_(other.taken_),
       channels_(other.channels_),
       normalize_(other.normalize_),
+      full_(other.full_),
       ratio_(other.ratio_),
       spool_(std::exchange(other.spool_, -1)),
       resampler_(std::move(other.resampler_)) {}
@@ -48,26 +53,41 @@ ShapedOutput::~ShapedOutput() {
   if (spool_ >= 0) ::close(spool_);
 }
 
-std::size_t ShapedOutput::frameBytes() const noexcept {
-  return VisitFormat(format_, [&](auto policy) { return sizeof(typename decltype(policy)::Sample) * channels_; });
+namespace {
+
+void Widen(SampleFormat format, const void* data, double gain, std::vector<double>& out) {
+  VisitFormat(format, [&](auto policy) {
+    using Policy = decltype(policy);
+    const auto* const in = static_cast<const typename Policy::Sample*>(data);
+    for (std::size_t i = 0; i < out.size(); ++i) out[i] = Policy::Read(in[i]) * gain;
+  });
 }
 
+std::size_t FrameBytes(SampleFormat format, std::size_t channels) {
+  return VisitFormat(format, [&](auto policy) { return sizeof(typename decltype(policy)::Sample) * channels; });
+}
+
+}  // namespace
+
 MaybeExit ShapedOutput::Write(const void* data, std::size_t frames) {
+  if (!resampler_) return Take(data, frames);
+  doubles_.resize(frames * channels_);
+  Widen(stream_, data, 1, doubles_);
+  return Resample(doubles_.data(), frames);
+}
+
+MaybeExit ShapedOutput::Take(const void* data, std::size_t frames) {
+  if (levels() != nullptr) levels_.Add(taken_, data, frames * channels_);
   if (spool_ < 0) return Pass(data, frames);
-  levels_.Add(format_, data, frames * channels_);
-  if (WriteAll(spool_, data, frames * frameBytes())) return std::nullopt;
+  if (WriteAll(spool_, data, frames * FrameBytes(taken_, channels_))) return std::nullopt;
   return Failed(WithSystemReason("cannot keep the sound to find its peak"));
 }
 
 MaybeExit ShapedOutput::Pass(const void* data, std::size_t frames) {
-  if (gain_ == 1 && !resampler_) return writer_->Write(data, frames);
-  doubles_.resize(frames * channels_);
-  VisitFormat(format_, [&](auto policy) {
-    using Policy = decltype(policy);
-    const auto* const in = static_cast<const typename Policy::Sample*>(data);
-    for (std::size_t i = 0; i < doubles_.size(); ++i) doubles_[i] = Policy::Read(in[i]) * gain_;
-  });
-  return resampler_ ? Resample(doubles_.data(), frames) : writer_->WriteDoubles(doubles_.data(), frames);
+  if (gain_ == 1 && taken_ == stream_) return writer_->Write(data, frames);
+  widened_.resize(frames * channels_);
+  Widen(taken_, data, gain_, widened_);
+  return writer_->WriteDoubles(widened_.data(), frames);
 }
 
 MaybeExit ShapedOutput::Resample(const double* data, std::size_t frames) {
@@ -83,34 +103,32 @@ MaybeExit ShapedOutput::Resample(const double* data, std::size_t frames) {
     if (error != nullptr) return Failed(std::string("cannot change the rate: ") + error);
     read += used;
     if (made != 0) {
-      if (MaybeExit check = writer_->WriteDoubles(resampled_.data(), made)) return check;
+      if (MaybeExit check = Take(resampled_.data(), made)) return check;
     }
   } while (read < frames || made == room || (data == nullptr && made != 0));
   return std::nullopt;
 }
 
 MaybeExit ShapedOutput::Finish() {
-  if (spool_ >= 0) {
-    if (levels_.peak() > 0) {
-      gainDb_ = *normalize_ - 20 * std::log10(levels_.peak());
-      gain_ = std::pow(10.0, gainDb_ / 20);
-    }
-    const std::size_t bytes = frameBytes();
-    std::vector<char> part(std::size_t{8192} * bytes);
-    off_t position = 0;
-    for (;;) {
-      if (Interrupted()) return Failed("interrupted");
-      const ssize_t got = ::pread(spool_, part.data(), part.size(), position);
-      if (got < 0) return Failed(WithSystemReason("cannot read the sound again"));
-      if (got == 0) break;
-      position += got;
-      if (MaybeExit check = Pass(part.data(), static_cast<std::size_t>(got) / bytes)) return check;
-    }
-  }
   if (resampler_) {
     if (MaybeExit check = Resample(nullptr, 0)) return check;
   }
-  return writer_->Close();
+  if (spool_ < 0) return writer_->Close();
+  if (levels_.peak() > 0) {
+    gain_ = std::min(std::pow(10.0, *normalize_ / 20), full_) / levels_.peak();
+    gainDb_ = 20 * std::log10(gain_);
+  }
+  const std::size_t bytes = FrameBytes(taken_, channels_);
+  std::vector<char> part(std::size_t{8192} * bytes);
+  off_t position = 0;
+  for (;;) {
+    if (Interrupted()) return Failed("interrupted");
+    const ssize_t got = ::pread(spool_, part.data(), part.size(), position);
+    if (got < 0) return Failed(WithSystemReason("cannot read the sound again"));
+    if (got == 0) return writer_->Close();
+    position += got;
+    if (MaybeExit check = Pass(part.data(), static_cast<std::size_t>(got) / bytes)) return check;
+  }
 }
 
 }  // namespace korva

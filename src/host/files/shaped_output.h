@@ -29,6 +29,8 @@ class ShapedOutput final : public SampleOutput {
   MaybeExit Finish();
   /// What the file got, as gain in dB on the stream; 0 without a peak to reach.
   double gainDb() const noexcept { return gainDb_; }
+  /// Of the sound before that gain, at the file's rate; null where that is the stream as it is.
+  const Levels* levels() const noexcept { return spool_ >= 0 || resampler_ ? &levels_ : nullptr; }
 
  private:
   struct ResamplerEnd {
@@ -39,17 +41,19 @@ class ShapedOutput final : public SampleOutput {
   MaybeExit Pass(const void* data, std::size_t frames);
   /// `data` null at the end.
   MaybeExit Resample(const double* data, std::size_t frames);
-  std::size_t frameBytes() const noexcept;
+  /// What is at the file's rate.
+  MaybeExit Take(const void* data, std::size_t frames);
 
   SoundWriter* writer_ = nullptr;
-  SampleFormat format_ = SampleFormat::kFloat32;
+  SampleFormat stream_ = SampleFormat::kFloat32, taken_ = SampleFormat::kFloat32;  // before and after resampling
   std::uint32_t channels_ = 0;
   std::optional<double> normalize_;
+  double full_ = 1;  // the highest that the file holds
   double ratio_ = 1, gain_ = 1, gainDb_ = 0;
   int spool_ = -1;  // the whole sound, while its peak is not known
   Levels levels_;
   std::unique_ptr<soxr, ResamplerEnd> resampler_;
-  std::vector<double> doubles_, resampled_;
+  std::vector<double> doubles_, resampled_, widened_;
 };
 
 }  // namespace korva

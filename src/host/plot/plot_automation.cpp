@@ -72,19 +72,13 @@ void Sample(CQvPlugInParams& store, const RenderRequest& call, double seconds,
 Outcome<std::vector<MovedParameter>> SampleAutomation(const PlotRun& run, std::vector<std::string>& remarks) {
   std::istringstream in(run.standardInput);
   const RenderRequest& call = run.call;
-  double seconds = 0;
-  for (const EffectRequest& effect : call.effects) {
-    for (const std::string& text : effect.automations) {
-      const Outcome<AutomatedSpan> span = ParseAutomation(*effect.effect, text);
-      if (!span) return span.earlyExit();
-      seconds = std::max(seconds, static_cast<double>(span->segment.rtEnd) / 1e7);
-    }
-  }
+  const Outcome<double> moves = AutomationSeconds(call);
+  if (!moves) return moves.earlyExit();
   constexpr double kRoom = 1.05, kMostSeconds = 3600;
-  seconds *= kRoom;
+  const double seconds = *moves * kRoom;
   if (seconds > kMostSeconds) return Failed("--automation draws an hour at most");
   const Outcome<std::vector<PreparedEffect>> effects =
-      PrepareEffects(call, {seconds * call.rate, call.rate}, in, remarks);
+      PrepareEffects(call, {seconds * call.rate, call.rate}, nullptr, in, remarks);
   if (!effects) return effects.earlyExit();
   std::vector<MovedParameter> moved;
   for (const PreparedEffect& effect : *effects) {

@@ -69,22 +69,35 @@ Outcome<std::vector<Side>> SidesOf(const PlotRequest& request, std::istream& in)
   return sides;
 }
 
-Outcome<std::vector<NamedSound>> LoadSides(const std::vector<Side>& sides, const PlotRequest& request,
-                                           std::istream& in) {
+Outcome<std::vector<NamedSound>> LoadSides(const std::vector<Side>& sides, const PlotRequest& request, std::istream& in,
+                                           std::vector<std::string>& remarks) {
   std::vector<NamedSound> sounds;
   for (const Side& side : sides) {
-    Outcome<PlainSound> sound = LoadSound(side.path, request.run, in);
+    Outcome<PlainSound> sound = LoadSound(side.path, request.run, in, remarks);
     if (!sound) return sound.earlyExit();
     sounds.push_back({side.name, std::move(*sound)});
   }
   return sounds;
 }
 
-Outcome<Picture> FilesPicture(const std::vector<Side>& sides, const PlotRequest& request, std::istream& in) {
+Outcome<Picture> FilesPicture(const std::vector<Side>& sides, const PlotRequest& request, std::istream& in,
+                              std::vector<std::string>& remarks) {
+  const RenderRequest& run = request.run;
+  for (const auto& [name, isTold] : {std::pair("--gain", run.shape.gain != 1),
+                                     {"--format", run.format.has_value()},
+                                     {"--tail", run.tail.has_value()},
+                                     {"--no-tail", run.noTail},
+                                     {"--keep-pace", run.keepPace},
+                                     {"--rate", run.rate != 0},
+                                     {"--tempo", !run.tempo.empty()},
+                                     {"--meter", !run.meter.empty()},
+                                     {"--tempo-map", !run.tempoMap.empty()}}) {
+    if (isTold) return BadCall(std::string(name) + " is for effects; two sound files are drawn as they are");
+  }
   if (request.kindIsTold && request.kind == PlotKind::kImpulse) {
     return BadCall("--impulse is for effects; sound files are compared by their levels, --response or --spectrogram");
   }
-  const Outcome<std::vector<NamedSound>> sounds = LoadSides(sides, request, in);
+  const Outcome<std::vector<NamedSound>> sounds = LoadSides(sides, request, in, remarks);
   if (!sounds) return sounds.earlyExit();
   if (request.kind == PlotKind::kSpectrogram) return SpectrogramPicture(*sounds);
   if (request.kind == PlotKind::kImpulse) return LevelPicture(*sounds);
@@ -114,7 +127,7 @@ Outcome<Picture> ImpulseOf(const std::vector<Side>& sides, std::vector<std::stri
   std::istringstream in(sides.front().run.standardInput);
   std::vector<std::string> unused;
   const Outcome<std::vector<PreparedEffect>> prepared =
-      PrepareEffects(sides.front().run.call, {1, sides.front().run.call.rate}, in, unused);
+      PrepareEffects(sides.front().run.call, {1, sides.front().run.call.rate}, nullptr, in, unused);
   if (!prepared) return prepared.earlyExit();
   EchomtParams params;
   std::memcpy(&params, ReadBlock(prepared->front().instance).data(), sizeof params);
@@ -142,8 +155,9 @@ Outcome<Picture> SpectrogramOfSides(const std::vector<Side>& sides, const PlotRe
   // Long enough to see what rings on.
   constexpr double kSilence = 0.5;
   const RenderRequest& call = sides.front().run.call;
-  Outcome<PlainSound> before = request.run.inputs.empty() ? Outcome<PlainSound>(Sweep(call.rate, call.shape.channels))
-                                                          : LoadSound(request.run.inputs.front(), request.run, in);
+  Outcome<PlainSound> before = request.run.inputs.empty()
+                                   ? Outcome<PlainSound>(Sweep(call.rate, call.shape.channels))
+                                   : LoadSound(request.run.inputs.front(), request.run, in, remarks);
   if (!before) return before.earlyExit();
   std::vector<NamedSound> sounds;
   for (const Side& side : sides) {
@@ -161,7 +175,7 @@ Outcome<Picture> MakePicture(const PlotRequest& request, std::istream& in, std::
   const Outcome<std::vector<Side>> sides = SidesOf(request, in);
   if (!sides) return sides.earlyExit();
   const auto made = [&]() -> Outcome<Picture> {
-    if (!sides->front().path.empty()) return FilesPicture(*sides, request, in);
+    if (!sides->front().path.empty()) return FilesPicture(*sides, request, in, remarks);
     switch (request.kind) {
       case PlotKind::kResponse:
         return ResponseOfSides(*sides, remarks);

@@ -48,8 +48,7 @@ struct PlotLineOptions : StreamOptions {
 
 std::string PlotHelp() {
   PlotRequest request;
-  EffectRequest effect;
-  return std::string(kPlotHelp) + EffectOptions(effect).Help() + PlotLineOptions(request).Help() + EffectsHelp();
+  return ChainHelp(kPlotHelp, PlotLineOptions(request));
 }
 
 /// A word as a shell takes it.
@@ -165,10 +164,7 @@ MaybeExit CheckPlot(const PlotLineOptions& line, const PlotRequest& request) {
 
 std::vector<OptionText> PlotOptions() {
   PlotRequest request;
-  EffectRequest effect;
-  std::vector<OptionText> texts = EffectOptions(effect).Texts();
-  for (OptionText& text : PlotLineOptions(request).Texts()) texts.push_back(std::move(text));
-  return texts;
+  return ChainOptions(PlotLineOptions(request));
 }
 
 Outcome<PlotRequest> ParsePlot(std::span<const std::string> arguments) {

@@ -79,7 +79,8 @@ PlainSound Silence(const RenderRequest& call, double seconds) {
   return sound;
 }
 
-/// When the last automation of a call is over.
+}  // namespace
+
 Outcome<double> AutomationSeconds(const RenderRequest& call) {
   double seconds = 0;
   for (const EffectRequest& effect : call.effects) {
@@ -92,6 +93,8 @@ Outcome<double> AutomationSeconds(const RenderRequest& call) {
   return seconds;
 }
 
+namespace {
+
 /// What is asked about the chain before it runs.
 struct ChainNature {
   bool movesTime = false;   ///< what comes in at one time goes out at several
@@ -101,17 +104,18 @@ Outcome<ChainNature> NatureOf(const PlotRun& run, std::vector<std::string>& rema
   std::istringstream in(run.standardInput);
   const Outcome<double> moves = AutomationSeconds(run.call);
   if (!moves) return moves.earlyExit();
-  const Outcome<std::vector<PreparedEffect>> effects =
-      PrepareEffects(run.call, {(*moves + 1) * run.call.rate, run.call.rate}, in, remarks);
-  if (!effects) return effects.earlyExit();
   const Outcome<std::optional<SongMap>> song = ReadSong(run.call);
   if (!song) return song.earlyExit();
+  const SongMap* const map = *song ? &**song : nullptr;
+  const Outcome<std::vector<PreparedEffect>> effects =
+      PrepareEffects(run.call, {(*moves + 1) * run.call.rate, run.call.rate}, map, in, remarks);
+  if (!effects) return effects.earlyExit();
   ChainNature nature;
   for (const PreparedEffect& effect : *effects) {
     nature.movesTime = nature.movesTime || effect.instance.stretch != nullptr;
     const EffectHabits* const habits = effect.request->effect->habits;
     if (habits == nullptr || habits->cycleSeconds == nullptr) continue;
-    const double cycle = habits->cycleSeconds(ReadBlock(effect.instance).data(), *song ? &**song : nullptr);
+    const double cycle = habits->cycleSeconds(ReadBlock(effect.instance).data(), map);
     nature.cycleSeconds = std::max(nature.cycleSeconds, cycle);
   }
   return nature;
@@ -132,6 +136,13 @@ PlainSound Noise(std::uint32_t rate, std::uint32_t channels) {
     sound.samples.insert(sound.samples.end(), channels, value);
   }
   return sound;
+}
+
+void RemarkNoNumbers(PlainSound& sound, const std::string& name, std::vector<std::string>& remarks) {
+  const auto count = static_cast<std::int64_t>(SilenceNoNumbers(sound));
+  if (count == 0) return;
+  remarks.push_back(CountText(count, "sample") + " of " + name + (count == 1 ? " is" : " are") +
+                    " infinite or no number, and drawn as silence");
 }
 
 constexpr std::size_t kCurvePoints = 480;
@@ -162,7 +173,7 @@ Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double
   const double frames = static_cast<double>(sound.frames() + silentFrames);
   const Outcome<PreparedChain> prepared = PrepareChain(run.call, {frames, sound.rate}, format, in, remarks);
   if (!prepared) return prepared.earlyExit();
-  const Outcome<GaugedChain> chain = GaugeChain(run.call, prepared->effects, format);
+  const Outcome<GaugedChain> chain = GaugeChain(run.call, prepared->effects, format, false);
   if (!chain) return chain.earlyExit();
   MemoryInput input(sound, run.call.shape.gain, silentFrames);
   PlainSound back;
@@ -172,6 +183,7 @@ Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double
   const Outcome<ChainResult> result =
       RunChain(input, output, format, prepared->cut, chain->links, !run.call.noTail, [](std::int64_t) {});
   if (!result) return result.earlyExit();
+  RemarkNoNumbers(back, "what comes back", remarks);
   return back;
 }
 
@@ -193,9 +205,13 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
     remarks.clear();
     Outcome<PlainSound> back = RunSound(run, sound, silence, remarks);
     if (!back) return back.earlyExit();
-    const auto quiet = static_cast<std::size_t>(kQuiet * back->rate);
+    // Echoes far apart leave long pauses.
+    const std::size_t pause = LongestPause(*back, kSilentLevel) * 3 / 2;
+    const std::size_t quiet = std::max(static_cast<std::size_t>(kQuiet * back->rate), pause);
     const bool isOver = FramesAbove(*back, kSilentLevel) + quiet <= back->frames();
-    if (isOver || run.call.tail || silence >= kMostSilence) return ImpulseRun{{"", std::move(*back)}, lead};
+    if (isOver || run.call.tail || silence >= kMostSilence) {
+      return ImpulseRun{{"", std::move(*back)}, lead, 20 * std::log10(run.call.shape.gain), !isOver};
+    }
     silence = std::min(silence * kLonger, kMostSilence);
   }
 }
@@ -250,7 +266,8 @@ PlainSound Sweep(std::uint32_t rate, std::uint32_t channels) {
   return sound;
 }
 
-Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call, std::istream& in) {
+Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call, std::istream& in,
+                              std::vector<std::string>& remarks) {
   const RawSound* const raw = call.rawIn ? &*call.rawIn : nullptr;
   Outcome<SoundReader> reader = path == "-" ? SoundReader::OpenStream(in, raw) : SoundReader::Open(path, raw);
   if (!reader) return reader.earlyExit();
@@ -278,6 +295,7 @@ Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call
     }
   }
   if (sound.samples.empty()) return Failed(reader->name() + " holds no audio");
+  RemarkNoNumbers(sound, reader->name(), remarks);
   return sound;
 }
 

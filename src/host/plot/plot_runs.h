@@ -17,6 +17,9 @@ struct PlotRun {
   std::string standardInput;  ///< what a state of `-` is read from, in each run anew
 };
 
+/// When the last automation of a call is over.
+Outcome<double> AutomationSeconds(const RenderRequest& call);
+
 /// `sound` and `silence` seconds behind it through the chain. `remarks` gets what the user should know.
 Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double silence,
                              std::vector<std::string>& remarks);
@@ -38,6 +41,7 @@ PlainSound Sweep(std::uint32_t rate, std::uint32_t channels);
 Outcome<std::vector<MovedParameter>> SampleAutomation(const PlotRun& run, std::vector<std::string>& remarks);
 
 /// A sound file, all of it.
-Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call, std::istream& in);
+Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call, std::istream& in,
+                              std::vector<std::string>& remarks);
 
 }  // namespace korva

@@ -20,12 +20,47 @@ std::string SecondsText(std::int64_t frames, std::uint32_t rate) {
   return DurationText(static_cast<double>(frames) / rate);
 }
 
+std::string Are(std::int64_t count, const char* what) {
+  return CountText(count, what) + (count == 1 ? " is" : " are");
+}
+
+/// The gain in tenths of a dB that brings a sound down to full scale, when it lies `over` dB above it with `gainDb`.
+std::string EnoughGain(double gainDb, double over) {
+  return "--gain " + NumberText(std::floor((gainDb - over) * 10) / 10);
+}
+
+/// What is clipped where, and what helps.
+void AddClipping(const RenderRequest& request, const SoundPlan& plan, const RunReport& report,
+                 std::vector<std::string>& faults) {
+  const double gainDb = 20 * std::log10(request.shape.gain);
+  const std::string before = request.shape.gain > 1 ? "--gain" : "the input";
+  if (!report.isFloat) {
+    if (report.inputLoud != 0) {
+      faults.push_back(Are(report.inputLoud, "sample") + " clipped in front of the effects, which " +
+                       (request.shape.gain > 1 ? "--gain" : "the input") + " takes beyond full scale; " +
+                       EnoughGain(0, 20 * std::log10(report.inputPeak)) +
+                       " or less avoids it, or the chain in float (without --format)");
+    }
+    for (const Clipping& one : report.clipping) {
+      faults.push_back(one.effect + " drove " + CountText(one.samples, "sample") +
+                       " to full scale, where they are clipped; --gain -6 or lower gains of the effect avoid it, or "
+                       "the chain in float (without --format)");
+    }
+  }
+  if (report.clipped == 0) return;
+  std::vector<std::string> drivers;
+  if (report.inputLoud != 0) drivers.push_back(before + ": " + std::to_string(report.inputLoud));
+  for (const Clipping& one : report.clipping) drivers.push_back(one.effect + ": " + std::to_string(one.samples));
+  const double over = 20 * std::log10(report.result.levels.peak()) + report.gainDb;
+  faults.push_back(Are(report.clipped, "sample") + " beyond full scale and clipped in the file, by up to " +
+                   NumberText(std::round(over * 10) / 10) + " dB" +
+                   (drivers.empty() ? "" : " (driven there by " + Joined(drivers, ", ") + ")") + "; --normalize 0" +
+                   (plan.holdsFloat ? ", --bits float" : "") + " or " + EnoughGain(gainDb, over) + " avoids it");
+}
+
 /// What of the sound is not as it should be.
-std::vector<std::string> Faults(const SoundPlan& plan, const RunReport& report) {
+std::vector<std::string> Faults(const RenderRequest& request, const SoundPlan& plan, const RunReport& report) {
   std::vector<std::string> faults;
-  const auto are = [](std::int64_t count, const char* what) {
-    return CountText(count, what) + (count == 1 ? " is" : " are");
-  };
   if (report.result.framesIn == 0) faults.emplace_back("the input holds no audio, so neither does the output");
   if (plan.narrowed) {
     faults.push_back(plan.sampleText + " samples are all that this kind of file holds; the stream had more");
@@ -34,19 +69,9 @@ std::vector<std::string> Faults(const SoundPlan& plan, const RunReport& report) 
     faults.push_back("the sound is brought from " + std::to_string(report.streamRate) + " to " +
                      std::to_string(plan.traits.rate) + " Hz");
   }
-  for (const Clipping& one : report.clipping) {
-    faults.push_back(one.effect + " drove " + CountText(one.samples, "sample") +
-                     " to full scale, where they are clipped; --gain -6 or lower gains of the effect avoid it, or the "
-                     "chain in float (without --format)");
-  }
-  if (report.clipped != 0) {
-    const double over = 20 * std::log10(report.result.levels.peak()) + report.gainDb;
-    faults.push_back(are(report.clipped, "sample") + " beyond full scale and clipped in the file, by up to " +
-                     NumberText(std::round(over * 10) / 10) +
-                     " dB; --normalize 0, a --gain below 0 or --bits float avoids it");
-  }
+  AddClipping(request, plan, report, faults);
   if (report.result.levels.notFinite() != 0) {
-    faults.push_back(are(static_cast<std::int64_t>(report.result.levels.notFinite()), "sample of the output") +
+    faults.push_back(Are(static_cast<std::int64_t>(report.result.levels.notFinite()), "sample of the output") +
                      " infinite or no number");
   }
   if (!report.lost.empty()) faults.push_back("not kept from the input: " + Joined(report.lost, ", "));
@@ -74,8 +99,16 @@ std::string Described(const RenderRequest& request) {
   return Joined(effects, ", then ");
 }
 
+void Tell(const RenderRequest& request, std::span<const std::string> lines, std::ostream& err) {
+  const std::string who = request.outDir.empty() ? "korva: " : "korva: " + request.inputs.front() + ": ";
+  // In one piece, so that the lines of files that are rendered at once stay whole.
+  std::string text;
+  for (const std::string& line : lines) text += who + line + "\n";
+  err << text;
+}
+
 void TellResult(const RenderRequest& request, const SoundPlan& plan, const RunReport& report, std::ostream& err) {
-  for (const std::string& fault : Faults(plan, report)) err << "korva: " << fault << "\n";
+  Tell(request, Faults(request, plan, report), err);
   const std::string in = SecondsText(report.result.framesIn, report.streamRate);
   const std::string out = SecondsText(report.fileFrames, plan.traits.rate);
   const double gain = std::pow(10.0, report.gainDb / 20);
@@ -104,6 +137,7 @@ void TellJson(const RenderRequest& request, const SoundPlan& plan, const RunRepo
   json["peak_db"] = decibels(report.result.levels.peak());
   json["rms_db"] = decibels(report.result.levels.rms());
   json["clipped"] = report.clipped;
+  json["clipped_before_effects"] = report.inputLoud;
   json["clipped_by_effect"] = nlohmann::ordered_json::array();
   for (const Clipping& one : report.clipping) {
     json["clipped_by_effect"].push_back({{"effect", one.effect}, {"samples", one.samples}});
@@ -115,15 +149,17 @@ void TellJson(const RenderRequest& request, const SoundPlan& plan, const RunRepo
       << "\n";
 }
 
-void TellPlan(const RenderRequest& request, const SoundPlan& plan, const std::vector<PreparedEffect>& effects,
-              const RunReport& report, std::ostream& out) {
+void TellPlan(const SoundPlan& plan, const std::vector<PreparedEffect>& effects, const RunReport& report,
+              std::ostream& out) {
   const auto seconds = [&](double frames) {
     return frames > 0 ? DurationText(frames / report.streamRate) : std::string("unknown length");
   };
   out << report.input << ": " << seconds(effects.front().framesIn) << "\n";
+  double rings = 0;
   for (const PreparedEffect& effect : effects) {
+    rings = effect.isHeld ? 0 : rings + effect.ringSeconds;
     out << "  " << effect.request->effect->description.name << ": " << (effect.isHeld ? "" : "about ")
-        << seconds(effect.framesOut) << (request.noTail || request.tail ? "" : ", and what rings on") << "\n";
+        << seconds(effect.framesOut) << (rings > 0 ? ", and rings for up to " + DurationText(rings) : "") << "\n";
   }
   out << report.output << ": " << FileText(plan) << "\n";
 }
