@@ -1,6 +1,7 @@
 #include "plot/canvas.h"
 
 #include <cairo-svg.h>
+#include <pango/pangocairo.h>
 
 #include <cmath>
 #include <cstring>
@@ -64,7 +65,17 @@ Canvas::Canvas(const Look& look) : palette_(look.isDark ? kDarkPalette : kLightP
   cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
   cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_set_font_options(context_.get(), options);
+  PangoFontMap* const fonts = pango_cairo_font_map_new();
+  PangoContext* const texts = pango_font_map_create_context(fonts);
+  pango_cairo_context_set_font_options(texts, options);
+  pango_context_set_language(texts, pango_language_from_string("en"));
+  pango_context_set_base_dir(texts, PANGO_DIRECTION_LTR);
+  pango_context_set_round_glyph_positions(texts, FALSE);
+  layout_.reset(pango_layout_new(texts));
+  pango_layout_set_single_paragraph_mode(layout_.get(), TRUE);
+  pango_layout_set_auto_dir(layout_.get(), FALSE);
+  g_object_unref(texts);
+  g_object_unref(fonts);
   cairo_font_options_destroy(options);
   cairo_set_line_join(context_.get(), CAIRO_LINE_JOIN_ROUND);
   Box(0, 0, look.width, look.height, palette_.paper);
@@ -99,25 +110,30 @@ void Canvas::Box(double x, double y, double width, double height, Colour colour,
   cairo_fill(context_.get());
 }
 
-void Canvas::Font(double size, bool isBold) {
-  cairo_select_font_face(context_.get(), kFont, CAIRO_FONT_SLANT_NORMAL,
-                         isBold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(context_.get(), size);
+double Canvas::SetText(const std::string& text, double size, bool isBold) {
+  PangoFontDescription* const font = pango_font_description_new();
+  pango_font_description_set_family_static(font, kFont);
+  pango_font_description_set_weight(font, isBold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+  pango_font_description_set_absolute_size(font, size * PANGO_SCALE);
+  pango_layout_set_font_description(layout_.get(), font);
+  pango_font_description_free(font);
+  const std::string clean = Cleaned(text);
+  pango_layout_set_text(layout_.get(), clean.data(), static_cast<int>(clean.size()));
+  int width = 0;
+  pango_layout_get_size(layout_.get(), &width, nullptr);
+  return static_cast<double>(width) / PANGO_SCALE;
 }
 
 double Canvas::TextWidth(const std::string& text, double size, bool isBold) {
-  Font(size, isBold);
-  cairo_text_extents_t extents{};
-  cairo_text_extents(context_.get(), Cleaned(text).c_str(), &extents);
-  return extents.x_advance;
+  return SetText(text, size, isBold);
 }
 
 void Canvas::Text(double x, double y, const std::string& text, double size, Colour colour, Align align, bool isBold) {
-  const double width = TextWidth(text, size, isBold);
+  const double width = SetText(text, size, isBold);
   const double left = align == Align::kLeft ? x : align == Align::kMiddle ? x - width / 2 : x - width;
-  cairo_move_to(context_.get(), left, y);
+  cairo_move_to(context_.get(), left, y - static_cast<double>(pango_layout_get_baseline(layout_.get())) / PANGO_SCALE);
   Ink(colour);
-  cairo_show_text(context_.get(), Cleaned(text).c_str());
+  pango_cairo_show_layout(context_.get(), layout_.get());
   cairo_new_path(context_.get());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cairo.h>
+#include <pango/pango.h>
 
 #include <cstdint>
 #include <memory>
@@ -36,7 +37,8 @@ class Canvas {
   /// Fills what the points enclose.
   void Area(std::span<const CanvasPoint> points, Colour colour, double opacity);
   void Box(double x, double y, double width, double height, Colour colour, double opacity = 1);
-  /// `y` is the base line. Bytes that are no UTF-8 and control characters come as question marks.
+  /// `y` is the base line. Letters that the font lacks come from others. Bytes that are no UTF-8 and control characters
+  /// come as question marks.
   void Text(double x, double y, const std::string& text, double size, Colour colour, Align align = Align::kLeft,
             bool isBold = false);
   /// Upwards, around its middle.
@@ -56,16 +58,19 @@ class Canvas {
   struct Free {
     void operator()(cairo_surface_t* surface) const noexcept { cairo_surface_destroy(surface); }
     void operator()(cairo_t* context) const noexcept { cairo_destroy(context); }
+    void operator()(PangoLayout* layout) const noexcept { g_object_unref(layout); }
   };
   static cairo_status_t Take(void* bytes, const unsigned char* data, unsigned length) noexcept;
   void Ink(Colour colour, double opacity = 1);
-  void Font(double size, bool isBold);
+  /// Sets what is shown or measured next, and answers its width.
+  double SetText(const std::string& text, double size, bool isBold);
 
   const Palette& palette_;
   const bool isSvg_;
   std::vector<unsigned char> bytes_;
   std::unique_ptr<cairo_surface_t, Free> surface_;
   std::unique_ptr<cairo_t, Free> context_;
+  std::unique_ptr<PangoLayout, Free> layout_;
 };
 
 }  // namespace korva
