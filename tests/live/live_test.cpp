@@ -180,6 +180,7 @@ TEST(Live, AnEffectThatIsNotHeardHasNoTail) {
       const std::vector<float> in = FloatNoise(kFrames);
       std::vector<float> audio = in, tail(kFrames, 9);
       effect.Process(audio.data(), heardFrames);
+      if (heardFrames == kFrames / 2) effect.Set(Row(kind, "mode"), 6);  // blocks of another length
       effect.SetEnabled(false);
       effect.Process(audio.data() + heardFrames, kFrames - heardFrames);
       bool ended = false;
