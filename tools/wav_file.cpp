@@ -81,10 +81,11 @@ Difference Compare(const Stream& left, const Stream& right) {
     const double place =
         std::is_floating_point_v<Sample> ? static_cast<double>(std::numeric_limits<Sample>::epsilon()) / 2 : 1.0;
     for (std::size_t at = 0; at < left.bytes.size(); at += sizeof(Sample)) {
+      const auto *const own = left.bytes.data() + at, *const other = right.bytes.data() + at;
+      if (std::memcmp(own, other, sizeof(Sample)) == 0) continue;
       Sample x, y;
-      std::memcpy(&x, left.bytes.data() + at, sizeof(Sample));
-      std::memcpy(&y, right.bytes.data() + at, sizeof(Sample));
-      if (std::memcmp(&x, &y, sizeof(Sample)) == 0) continue;
+      std::memcpy(&x, own, sizeof(Sample));
+      std::memcpy(&y, other, sizeof(Sample));
       ++difference.samples;
       const double gap = std::fabs(static_cast<double>(x) - static_cast<double>(y)) / place;
       difference.lastPlaces = gap > difference.lastPlaces || gap != gap ? gap : difference.lastPlaces;
