@@ -1,7 +1,6 @@
 #include "host/automation_text.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "host/nearest.h"

@@ -1,6 +1,5 @@
 #include "host/effect_table.h"
 
-#include <algorithm>
 #include <array>
 
 #include "chorus/chorus_params.h"

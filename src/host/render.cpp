@@ -88,6 +88,7 @@ OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, Samp
     wish.bits = {*request.bits};
   } else if (request.format) {
     constexpr FileBits kOfFormat[] = {FileBits::k8, FileBits::k16, FileBits::k32, FileBits::kFloat, FileBits::kDouble};
+    static_assert(std::size(kOfFormat) == std::size(kAllFormats), "each stream format has a file's type");
     wish.bits = {kOfFormat[static_cast<std::size_t>(*request.format)]};
   } else {
     wish.bits = {reader.bits()};

@@ -70,8 +70,6 @@ class SoundReader final : public SampleInput {
   const SoundNotes& notes() const noexcept { return notes_; }
   /// -1 when the file does not say.
   std::int64_t frames() const noexcept { return frames_; }
-  /// The stream format that is equal to the file's, or float where there is none.
-  SampleFormat ownFormat() const noexcept { return ownFormat_; }
   /// Whether the file's samples are plain whole numbers, none of them beyond full scale.
   bool isWhole() const noexcept { return isWhole_; }
   /// The type of the file's samples; 16 bits for what was packed with losses.

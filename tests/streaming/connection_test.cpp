@@ -44,7 +44,8 @@ TEST(Connection, RefusalsHaveTheirPublishedCodes) {
   EXPECT_EQ(out->Connect(&sink->pin, type), VFW_E_TYPE_NOT_ACCEPTED);
   ComPtr<IPin> peer;
   EXPECT_EQ(out->ConnectedTo(peer.Put()), VFW_E_NOT_CONNECTED);
-  EXPECT_EQ(out->ConnectionMediaType(&agreed.get()), VFW_E_NOT_CONNECTED);
+  AM_MEDIA_TYPE none{};
+  EXPECT_EQ(out->ConnectionMediaType(&none), VFW_E_NOT_CONNECTED);
   sink->pin.accept = nullptr;
   sink->pin.insistsOnOwn = false;
   EXPECT_EQ(out->Connect(&sink->pin, type), S_OK);

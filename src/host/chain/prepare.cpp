@@ -1,7 +1,6 @@
 #include "host/chain/prepare.h"
 
 #include <algorithm>
-#include <cmath>
 #include <numeric>
 #include <span>
 

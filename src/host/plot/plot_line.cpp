@@ -1,7 +1,6 @@
 #include "host/plot/plot_line.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "host/command_options.h"
 #include "host/nearest.h"
