@@ -163,7 +163,8 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     if (shown > span) span = longer;
   }
   constexpr std::size_t kTicks = 8;
-  const TimeAxis time{{"time (ms)", 0, span, false, RoundTicks(0, span, kTicks)}, 1000};
+  const TimeAxis time{{"time (ms)", 0, span * kRoom, false, RoundTicks(0, span, kTicks)}, 1000};
+  const Mark tail = TailMark(run, time);
   constexpr double kRoomAbove = 1.2;
   const std::size_t channels = DifferentChannels({&run, 1});
   Picture picture;
@@ -200,11 +201,11 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
     panel.curves = {{"impulse", Ink::kSecond, CurveForm::kLine, {}},
                     {"taps", Ink::kFirst, CurveForm::kLine, {}},
                     {"echoes of them", Ink::kQuiet, CurveForm::kLine, {}}};
-    panel.marks.push_back(TailMark(run, time));
-    if (panel.marks.back().at > span) panel.marks.back() = {span, panel.marks.back().text};
+    // Its text stands above, where the times of the last taps do not.
+    if (tail.at <= time.axis.to) panel.marks.push_back({tail.at, ""});
     picture.panels.push_back(std::move(panel));
   }
-  picture.note = ImpulseText(run) + " comes back; below the middle: inverted";
+  picture.note = ImpulseText(run) + " comes back; below the middle: inverted; " + tail.text;
   return picture;
 }
 
