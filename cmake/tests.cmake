@@ -77,8 +77,10 @@ else()
   target_compile_definitions(test_host PRIVATE KORVA_BINARY="$<TARGET_FILE:korva>")
   target_compile_definitions(test_host PRIVATE KORVA_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
   if(KORVA_SANITIZE)
+    # The libraries of fonts keep memory and start threads that the sanitizers cannot look into.
     set_property(TEST host APPEND PROPERTY ENVIRONMENT
-                 LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/host/library_leaks.supp)
+                 LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/host/library_leaks.supp
+                 TSAN_OPTIONS=ignore_noninstrumented_modules=1)
   endif()
   add_dependencies(test_host korva)
   if(NOT KORVA_SANITIZE)

@@ -35,7 +35,8 @@ double ChorusCycle(const void* bytes, const SongMap* song) {
 }
 
 double ReverbRing(const void* bytes, const SongMap* /*song*/) {
-  return Loaded<ReverbParams>(bytes).decayTenths / 10;  // whole seconds
+  const std::int32_t wholeSeconds = Loaded<ReverbParams>(bytes).decayTenths / 10;
+  return wholeSeconds;
 }
 
 /// The slowest that a song gets: its lowest tempo and its longest measure, wherever they stand.
