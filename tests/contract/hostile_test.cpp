@@ -176,7 +176,8 @@ TEST_P(Contract, OtherThreadsMayChangeEverythingWhileAudioRuns) {
       graph.sink->pin.received.clear();
       EXPECT_EQ(graph.Send(noise, {i * 80'000, i % 50 == 0, made.inPlace != nullptr && i % 20 == 19}), S_OK);
       if (i % 20 == 19) continue;  // a tail-only sample holds what the host left in it
-      for (const double x : Decode(format, graph.sink->pin.received)) ASSERT_LT(std::fabs(x), 1e6);
+      // Taps that feed back more than they take grow, and how long this runs is the machine's doing.
+      for (const double x : Decode(format, graph.sink->pin.received)) EXPECT_TRUE(std::isfinite(x));
     }
     over = true;
     page.join();
