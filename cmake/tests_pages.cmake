@@ -5,6 +5,7 @@ korva_page_program(page_test ${CMAKE_SOURCE_DIR}/tests/pages/page_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/page_exchange_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/page_rules_test.cpp
                    ${CMAKE_SOURCE_DIR}/tests/pages/page_layout_test.cpp)
+target_include_directories(page_test PRIVATE ${CMAKE_SOURCE_DIR}/tests)
 target_link_libraries(page_test PRIVATE ${KORVA_GTEST})
 if(CMAKE_HOST_WIN32)
   add_test(NAME pages COMMAND page_test --gtest_brief=1)

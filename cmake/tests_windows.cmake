@@ -1,10 +1,10 @@
 # The module's tests in the system's own filter graph, under Wine when they are run on another system.
 korva_sources(sources ${CMAKE_SOURCE_DIR}/tests/windows/*.cpp)
-list(FILTER sources EXCLUDE REGEX "/(unload_test|page_[^/]*)\\.cpp$")
+list(FILTER sources EXCLUDE REGEX "/unload_test\\.cpp$")
 
-add_executable(graph_test ${sources} ${CMAKE_SOURCE_DIR}/tools/wav_file.cpp)
-target_include_directories(graph_test PRIVATE ${CMAKE_SOURCE_DIR}/tests ${CMAKE_SOURCE_DIR}/tools)
-target_link_libraries(graph_test PRIVATE ${KORVA_GTEST} korva_module)
+add_executable(graph_test ${sources})
+target_include_directories(graph_test PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+target_link_libraries(graph_test PRIVATE ${KORVA_GTEST} korva_graph_kit korva_module)
 add_dependencies(graph_test korvafx korva_help)
 add_test(NAME graph COMMAND graph_test --gtest_brief=1)
 set_tests_properties(graph PROPERTIES TIMEOUT 900 RESOURCE_LOCK registry)

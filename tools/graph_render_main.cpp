@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "frame/interfaces.h"
+#include "graph_kit.h"
 #include "platform/wide_text.h"
 #include "registered_effects.h"
 #include "wav_file.h"
-#include "windows/graph_kit.h"
 
 // Renders WAV files through the registered module in the system's filter graph, found as a host finds it: by its name
 // in the list of filters.

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "help_page.h"
 #include "platform/wide_text.h"
 #include "registered_effects.h"
 #include "streaming/com_ptr.h"
-#include "support/help_page.h"
 
 namespace korva {
 namespace {

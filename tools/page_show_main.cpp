@@ -5,12 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "pages/page_host.h"
+#include "page_host.h"
 
 namespace {
 
 using namespace korva;
-using namespace korva::test;
 
 const char* readyFile = nullptr;
 const char* effect = nullptr;
@@ -50,8 +49,7 @@ int main(int count, char** arguments) {
     effect = page.name();
     if (std::strcmp(wanted, "all") != 0 && std::strcmp(wanted, effect) != 0) continue;
     if (readyFile != nullptr) ::SetTimer(nullptr, 0, 700, TellReady);
-    const PageFactory factory(page);
-    if (FAILED(OpenFrame(page.Filter().Get(), L"KORVA"))) return EXIT_FAILURE;
+    if (FAILED(OpenFrame(page, L"KORVA"))) return EXIT_FAILURE;
   }
   return EXIT_SUCCESS;
 }

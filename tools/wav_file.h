@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "windows/graph_kit.h"
+#include "graph_kit.h"
 
 namespace korva {
 

@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "frame/interfaces.h"
+#include "frame/module_text.h"
 #include "frame/row_values.h"
 #include "page_host.h"
 #include "pages/preset_menu.h"
 #include "platform/wide_text.h"
+#include "qvkit/controls.h"
 #include "qvkit/system_controls.h"
 #include "support/listening_host.h"
 
@@ -43,6 +45,23 @@ inline std::string TextOf(HWND window) {
   ::GetWindowTextW(window, text, 256);
   return platform::ToUtf8(text);
 }
+
+/// Counts what a page tells its site.
+class PageSite final : public IPropertyPageSite {
+ public:
+  KORVA_STACK_UNKNOWN(IPropertyPageSite);
+  HRESULT STDMETHODCALLTYPE OnStatusChange(DWORD flags) override {
+    ++told;
+    lastFlags = flags;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetLocaleID(LCID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetPageContainer(IUnknown**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE TranslateAccelerator(MSG*) override { return S_FALSE; }
+
+  int told = 0;
+  DWORD lastFlags = 0;
+};
 
 /// The one window on the screen that all hosts are in: a system without a window manager takes seconds to let one go.
 inline HWND Desk() {

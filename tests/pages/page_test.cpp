@@ -3,6 +3,7 @@
 
 #include "page_bench.h"
 #include "pages/logo_name.h"
+#include "qvkit/help.h"
 
 // What every page does, over the list of pages.
 namespace korva::test {
@@ -544,12 +545,11 @@ TEST_P(LastPage, SaysWhereItsHelpBelongs) {
 
 TEST_P(Page, OpensInTheSystemsFrame) {
   opened.reset();
-  const PageFactory factory(kind);
   const Meanwhile looked([this] {
     const HWND page = FindOwn([this](HWND w) { return ::GetDlgItem(w, kind.page.controls.back().id) != nullptr; });
     return page != nullptr && ::PostMessageW(::GetAncestor(page, GA_ROOT), WM_COMMAND, IDCANCEL, 0) != FALSE;
   });
-  EXPECT_EQ(OpenFrame(kind.Filter().Get(), L"KORVA"), S_OK);
+  EXPECT_EQ(OpenFrame(kind, L"KORVA"), S_OK);
   EXPECT_TRUE(looked.found());
 }
 

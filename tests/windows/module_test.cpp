@@ -7,10 +7,10 @@
 #include "chorus/chorus_params.h"
 #include "frame/interfaces.h"
 #include "graph_kit.h"
+#include "help_page.h"
 #include "module/class_table.h"
 #include "platform/wide_text.h"
 #include "registered_module.h"
-#include "support/help_page.h"
 
 namespace korva {
 namespace {

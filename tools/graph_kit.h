@@ -1,11 +1,17 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
+#include "audio/format_record.h"
 #include "platform/media.h"
-#include "support/test_pins.h"
+#include "streaming/base_filter.h"
+#include "streaming/base_pin.h"
 // The graph's control interfaces; the header needs those above.
 #include <control.h>
 
@@ -16,6 +22,8 @@ KORVA_PLATFORM_INTERFACE(IAMFilterMiscFlags)
 
 // A source and a sink that work by themselves, and the system's filter graph that joins them with the module's filters.
 namespace korva {
+
+using Bytes = std::vector<std::uint8_t>;
 
 struct Stream {
   FormatRecord format;
@@ -34,9 +42,10 @@ struct SourceOptions {
 };
 
 /// Sends a stream from its start each time it leaves the stopped state, on a thread of its own, as fast as it is taken.
-class StreamPin final : public SourcePin {
+class StreamPin final : public CBaseOutputPin {
  public:
-  using SourcePin::SourcePin;
+  explicit StreamPin(CBaseFilter& owner) : CBaseOutputPin(owner, L"Source", L"Out") {}
+  HRESULT GetMediaType(int position, CMediaType& type) override;
   HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override;
   HRESULT Active() override;
   HRESULT Inactive() override;
@@ -48,6 +57,7 @@ class StreamPin final : public SourcePin {
 
  private:
   bool ProposesFirst() const noexcept override { return true; }
+  HRESULT DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) override;
   void Start(std::size_t frame);
   void Join();
   void Send(std::size_t start);
@@ -59,9 +69,11 @@ class StreamPin final : public SourcePin {
 };
 
 /// Keeps what it gets. Each time it leaves the stopped state it starts anew.
-class WaitingPin final : public SinkPin {
+class WaitingPin final : public CBaseInputPin {
  public:
-  explicit WaitingPin(CBaseFilter& owner);
+  explicit WaitingPin(CBaseFilter& owner) : CBaseInputPin(owner, L"Sink", L"In") {}
+  HRESULT CheckMediaType(const AM_MEDIA_TYPE& type) override;
+  HRESULT Receive(IMediaSample* sample) override;
   HRESULT EndOfStream() override;
   HRESULT BeginFlush() override;
   HRESULT EndFlush() override;
@@ -72,11 +84,11 @@ class WaitingPin final : public SinkPin {
   std::size_t blockAt = kNever;  ///< the sample with this number waits inside `Receive` until a flush or a stop
   bool WaitUntilBlocked() { return Wait(blocked_); }
   bool WaitForEnd() { return Wait(ended_); }
+  Bytes received;
 
  private:
   bool Wait(const bool& state);
   void Change(bool& state, bool to);
-  HRESULT Hold();
 
   // Shared by all sinks: this library's locks keep their memory when they go, and the soak test counts bytes.
   static inline std::mutex lock_;
@@ -85,12 +97,24 @@ class WaitingPin final : public SinkPin {
   bool ended_ = false, blocked_ = false, released_ = false;
 };
 
-class StreamSource final : public OnePinFilter<StreamPin> {
+/// A filter with nothing but one pin.
+template <class Pin>
+class PinFilter : public CBaseFilter {
+ public:
+  PinFilter() : CBaseFilter(nullptr, GUID_NULL) {}
+  KORVA_DELEGATE_UNKNOWN()
+  int GetPinCount() override { return 1; }
+  CBasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
+
+  Pin pin{*this};
+};
+
+class StreamSource final : public PinFilter<StreamPin> {
  public:
   explicit StreamSource(Stream stream, SourceOptions options = {}) { pin.SetStream(std::move(stream), options); }
 };
 
-class WaitingSink final : public OnePinFilter<WaitingPin>, public IAMFilterMiscFlags {
+class WaitingSink final : public PinFilter<WaitingPin>, public IAMFilterMiscFlags {
  public:
   KORVA_DELEGATE_UNKNOWN()
   HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {

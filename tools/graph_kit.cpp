@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <utility>
+#include <random>
 
 namespace korva {
+
+HRESULT StreamPin::GetMediaType(int position, CMediaType& type) {
+  return position == 0 ? type.SetWave(stream_.format) : VFW_S_NO_MORE_ITEMS;
+}
 
 HRESULT StreamPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
   CMediaType own;
@@ -16,20 +20,24 @@ HRESULT StreamPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
 void StreamPin::SetStream(Stream stream, SourceOptions options) {
   stream_ = std::move(stream);
   options_ = options;
-  formats = {stream_.format};
-  refuseOtherTypes = false;
-  wanted = {3, static_cast<LONG>(std::max(options.blockFrames, options.roomFrames) * stream_.format.blockAlign), 1, 0};
+}
+
+HRESULT StreamPin::DecideBufferSize(IMemAllocator& allocator, ALLOCATOR_PROPERTIES& properties) {
+  const std::uint32_t room = std::max(options_.blockFrames, options_.roomFrames);
+  ALLOCATOR_PROPERTIES wanted{3, static_cast<LONG>(room * stream_.format.blockAlign), 1, 0};
+  wanted.cbAlign = std::max(wanted.cbAlign, properties.cbAlign);
+  return allocator.SetProperties(&wanted, &properties);
 }
 
 HRESULT StreamPin::Active() {
-  const HRESULT result = SourcePin::Active();
+  const HRESULT result = CBaseOutputPin::Active();
   if (SUCCEEDED(result)) Start(0);
   return result;
 }
 
 HRESULT StreamPin::Inactive() {
   stop_ = true;
-  const HRESULT result = SourcePin::Inactive();
+  const HRESULT result = CBaseOutputPin::Inactive();
   Join();
   return result;
 }
@@ -74,12 +82,15 @@ void StreamPin::Send(std::size_t start) {
   if (!stop_) DeliverEndOfStream();
 }
 
-WaitingPin::WaitingPin(CBaseFilter& owner) : SinkPin(owner) {
-  accept = [](const AM_MEDIA_TYPE& type) { return type.majortype == MEDIATYPE_Audio ? S_OK : S_FALSE; };
-  onReceive = [this](IMediaSample&) { return samples_++ == blockAt ? Hold() : S_OK; };
+HRESULT WaitingPin::CheckMediaType(const AM_MEDIA_TYPE& type) {
+  return type.majortype == MEDIATYPE_Audio ? S_OK : S_FALSE;
 }
 
-HRESULT WaitingPin::Hold() {
+HRESULT WaitingPin::Receive(IMediaSample* sample) {
+  if (const HRESULT result = CheckStreaming(); result != S_OK) return result;
+  BYTE* data = nullptr;
+  if (SUCCEEDED(sample->GetPointer(&data))) received.insert(received.end(), data, data + sample->GetActualDataLength());
+  if (samples_++ != blockAt) return S_OK;
   Change(blocked_, true);
   Wait(released_);
   return S_FALSE;
@@ -105,7 +116,7 @@ HRESULT WaitingPin::EndOfStream() {
 }
 
 HRESULT WaitingPin::BeginFlush() {
-  const HRESULT result = SinkPin::BeginFlush();
+  const HRESULT result = CBaseInputPin::BeginFlush();
   Change(released_, true);
   return result;
 }
@@ -113,20 +124,19 @@ HRESULT WaitingPin::BeginFlush() {
 HRESULT WaitingPin::EndFlush() {
   received.clear();
   Change(ended_, false);
-  return SinkPin::EndFlush();
+  return CBaseInputPin::EndFlush();
 }
 
 HRESULT WaitingPin::Active() {
   received.clear();
-  arrivals.clear();
   samples_ = 0;
   for (bool* const state : {&ended_, &blocked_, &released_}) Change(*state, false);
-  return SinkPin::Active();
+  return CBaseInputPin::Active();
 }
 
 HRESULT WaitingPin::Inactive() {
   Change(released_, true);
-  return SinkPin::Inactive();
+  return CBaseInputPin::Inactive();
 }
 
 Graph::Graph() {
@@ -174,12 +184,17 @@ ComPtr<IPin> PinOf(IBaseFilter* filter, const WCHAR* id) {
 }
 
 Stream MakeNoise(SampleFormat format, std::uint16_t channels, std::size_t frames, std::size_t silentFrom) {
-  constexpr double kFine = 0x1p31;
   const FormatRecord record = MakeFormat(format, channels, 44100);
-  std::vector<double> noise = GridNoise(frames * channels, 0.5, 1, kFine);
-  if (silentFrom < frames)
-    std::fill(noise.begin() + static_cast<std::ptrdiff_t>(silentFrom * channels), noise.end(), 0.0);
-  return {record, Encode(record, noise)};
+  Stream noise{record, Bytes(frames * record.blockAlign)};
+  std::minstd_rand random(1);
+  VisitFormat(format, [&](auto policy) {
+    auto* const samples = reinterpret_cast<typename decltype(policy)::Sample*>(noise.bytes.data());
+    for (std::size_t i = 0; i < frames * channels; ++i) {
+      const double value = static_cast<double>(random()) / random.max() - 0.5;
+      samples[i] = decltype(policy)::Write(i / channels < silentFrom ? value : 0);
+    }
+  });
+  return noise;
 }
 
 }  // namespace korva
