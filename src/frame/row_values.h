@@ -7,7 +7,7 @@
 
 #include "frame/param_descriptor.h"
 
-// Values of a row in its two units, and the field of a parameter block that holds one.
+// Values of a row in its two units, the field of a parameter block that holds one, and the block itself.
 namespace korva {
 
 /// Block units to display units, worked in floats.
@@ -23,6 +23,14 @@ inline std::int32_t ToBlockUnits(const ParamDescriptor& row, float value) noexce
   const auto span = static_cast<float>(row.externalMax - row.externalMin);
   const auto exact = static_cast<double>(value * span / range);
   return static_cast<std::int32_t>(exact + (value > 0 ? 0.5 : -0.5));
+}
+
+/// A whole parameter block, out of bytes that need not lie as it does.
+template <class Block>
+Block LoadBlock(const void* bytes) noexcept {
+  Block block;
+  std::memcpy(&block, bytes, sizeof block);
+  return block;
 }
 
 /// A whole-number field of a block.

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "audio/tempo_info.h"
 #include "chorus/chorus_block.h"
 #include "delay/echomt/echomt_block.h"
 #include "delay/echos/echos_block.h"
+#include "frame/row_values.h"
 #include "host/song.h"
 #include "reverb/reverb_block.h"
 
@@ -15,15 +15,8 @@ namespace korva {
 namespace {
 
 /// A block works on a copy: it comes as bytes.
-template <class Block>
-Block Loaded(const void* bytes) {
-  Block block;
-  std::memcpy(&block, bytes, sizeof block);
-  return block;
-}
-
 double ChorusCycle(const void* bytes, const SongMap* song) {
-  const auto params = Loaded<ChorusParams>(bytes);
+  const auto params = LoadBlock<ChorusParams>(bytes);
   if (params.bypass != 0) return 0;
   if (params.tempoSync == 0 || song == nullptr) return params.modRate != 0 ? 1000.0 / params.modRate : 0;
   TempoInfo start;
@@ -35,7 +28,7 @@ double ChorusCycle(const void* bytes, const SongMap* song) {
 }
 
 double ReverbRing(const void* bytes, const SongMap* /*song*/) {
-  const std::int32_t wholeSeconds = Loaded<ReverbParams>(bytes).decayTenths / 10;
+  const std::int32_t wholeSeconds = LoadBlock<ReverbParams>(bytes).decayTenths / 10;
   return wholeSeconds;
 }
 
@@ -57,7 +50,7 @@ TempoInfo SlowestOf(const SongMap& song) {
 }
 
 double EchosRing(const void* bytes, const SongMap* song) {
-  const auto params = Loaded<EchosParams>(bytes);
+  const auto params = LoadBlock<EchosParams>(bytes);
   double delay = params.delayMs / 1e3, decay = params.decayTenths / 10.0;
   if (song != nullptr) {
     const TempoInfo slowest = SlowestOf(*song);
@@ -73,13 +66,13 @@ double EchosRing(const void* bytes, const SongMap* song) {
 }
 
 double EchomtCycle(const void* bytes, const SongMap* /*song*/) {
-  const auto params = Loaded<EchomtParams>(bytes);
+  const auto params = LoadBlock<EchomtParams>(bytes);
   return params.modDepth != 0 && params.modRate != 0 ? 10.0 / params.modRate : 0;
 }
 
 /// A little more than the rounds of the feedback that it counts.
 double EchomtRing(const void* bytes, const SongMap* /*song*/) {
-  const auto params = Loaded<EchomtParams>(bytes);
+  const auto params = LoadBlock<EchomtParams>(bytes);
   constexpr double kEndless = 20, kSwing = 0.02;
   if (params.feedback >= 100) return kEndless;
   const auto taps = std::clamp(params.tapCount, 1, kEchomtTaps);

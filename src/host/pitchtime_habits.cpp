@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "frame/row_values.h"
 #include "host/number_text.h"
 #include "live/pitch_pace.h"
 #include "pitchtime/pitchs_params.h"
@@ -19,20 +20,12 @@ double MostPercent() {
   return static_cast<double>(kTimeEffect.rows[kTimePercent].info.mpdMaxValue);
 }
 
-/// A block works on a copy: it comes as bytes.
-template <class Block>
-Block Loaded(const void* bytes) {
-  Block block;
-  std::memcpy(&block, bytes, sizeof block);
-  return block;
-}
-
 double PitchsLengthFactor(const void* block) {
   return LengthFactor(kPitchsEffect, block);
 }
 
 const char* PitchsObjection(const void* bytes) {
-  const auto block = Loaded<PitchsParams>(bytes);
+  const auto block = LoadBlock<PitchsParams>(bytes);
   const bool isTooLow = block.preserveDuration != 0 && block.transposition < 0.5 && block.transposition > 0;
   return isTooLow ? "preserve-duration holds the length down to -12 semitones; below that all would sound an octave "
                     "down, so raise semitones or set preserve-duration=off"
@@ -95,7 +88,7 @@ MaybeExit SetTimeDerived(std::string_view name, std::string_view text, const Mat
   const bool isPair = name == "tempo" && text.find(':') != std::string_view::npos;
   taken = isPair || name == "duration";
   if (!taken) return std::nullopt;
-  auto block = Loaded<TimeParams>(bytes);
+  auto block = LoadBlock<TimeParams>(bytes);
   if (MaybeExit check = isPair ? SetTempoPair(text, block) : SetDuration(text, material, block)) return check;
   std::memcpy(bytes, &block, sizeof block);
   return std::nullopt;

@@ -2,36 +2,22 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
+#include "frame/row_values.h"
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_params.h"
 
 namespace korva {
-namespace {
-
-PitchsParams Pitch(const void* block) noexcept {
-  PitchsParams params;
-  std::memcpy(&params, block, sizeof params);
-  return params;
-}
-
-}  // namespace
-
 std::optional<std::int32_t> KeptLengthMode(const EffectDescription& effect, const void* block) noexcept {
   if (&effect != &kPitchsEffect) return std::nullopt;
-  const PitchsParams params = Pitch(block);
+  const auto params = LoadBlock<PitchsParams>(block);
   return params.preserveDuration != 0 ? std::optional(params.mode) : std::nullopt;
 }
 
 double LengthFactor(const EffectDescription& effect, const void* block) noexcept {
-  if (&effect == &kTimeEffect) {
-    TimeParams params;
-    std::memcpy(&params, block, sizeof params);
-    return params.percentTimes100 / 10000.0;
-  }
+  if (&effect == &kTimeEffect) return LoadBlock<TimeParams>(block).percentTimes100 / 10000.0;
   if (&effect != &kPitchsEffect) return 1.0;
-  const PitchsParams params = Pitch(block);
+  const auto params = LoadBlock<PitchsParams>(block);
   if (params.preserveDuration != 0 || !(params.transposition > 0) || !std::isfinite(params.transposition)) return 1.0;
   // The engine goes no lower, whatever a record holds.
   constexpr double kLeastTransposition = 0.001;
@@ -41,7 +27,7 @@ double LengthFactor(const EffectDescription& effect, const void* block) noexcept
 bool KeepsPace(const EffectDescription& effect, const void* block) noexcept {
   if (&effect == &kTimeEffect) return false;
   if (&effect != &kPitchsEffect) return true;
-  const PitchsParams params = Pitch(block);
+  const auto params = LoadBlock<PitchsParams>(block);
   // An impossible ratio acts as 1. The virtual rate is cut to a whole number, which raises the ratio a little.
   constexpr double kRounding = 1.0001;
   return params.preserveDuration != 0 &&

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "frame/row_values.h"
 #include "pitchtime/stretch_modes.h"
 #include "qvkit/string_ids.h"
 
@@ -48,8 +49,7 @@ constexpr ParamDescriptor kRows[] = {
 
 void FollowSemitones(std::size_t row, void* bytes) noexcept {
   if (row != kPitchsSemitones && row != kPitchsCents) return;
-  PitchsParams block;
-  std::memcpy(&block, bytes, sizeof block);
+  auto block = LoadBlock<PitchsParams>(bytes);
   block.transposition = TranspositionOf(block.semitones, block.centTenths);
   std::memcpy(bytes, &block, sizeof block);
 }
