@@ -24,7 +24,7 @@ void Compare(const Envelope& envelope, const PlainEnvelope& plain) {
   Require(envelope.segments().size() == plain.items.size(), "the lists are of one length");
   for (std::size_t i = 0; i < plain.items.size(); ++i) {
     const EnvelopeSegment& held = envelope.segments()[i];
-    Require(std::memcmp(&held.course, &plain.items[i], sizeof held.course) == 0, "the lists hold the same");
+    Require(SameSegment(held.course, plain.items[i]), "the lists hold the same");
   }
 }
 

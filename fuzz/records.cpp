@@ -55,7 +55,7 @@ void PlayLive(const EffectKind& kind, const Bytes& record, bool taken, const Byt
   for (const auto use : {LiveEffect::Use::kFixedLatency, LiveEffect::Use::kVariableLength}) {
     if (effect.Start(use, 2, 2000) != LiveResult::kDone) continue;
     constexpr std::uint32_t kFrames = 300;
-    const std::vector<float> in(2 * kFrames, 0.25F);
+    const std::vector<float> in(std::size_t{2} * kFrames, 0.25F);
     std::vector<float> out = in;
     bool ended = false;
     if (use == LiveEffect::Use::kFixedLatency) {

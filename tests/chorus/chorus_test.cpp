@@ -22,7 +22,8 @@ struct PlainChorus {
       const auto at = static_cast<std::int32_t>(index);
       for (int c = 0; c < e.channels_; ++c) {
         const auto frame = [&](std::int32_t i) -> double& {
-          return voice.line[static_cast<std::size_t>((i + length) % length * e.channels_ + c)];
+          return voice.line[static_cast<std::size_t>((i + length) % length) * static_cast<std::size_t>(e.channels_) +
+                            static_cast<std::size_t>(c)];
         };
         double& memory = voice.memory[static_cast<std::size_t>(c)];
         double y = (frame(at + 1) - frame(at)) * (position - index) + frame(at);

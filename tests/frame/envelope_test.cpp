@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <limits>
 #include <set>
 #include <thread>
@@ -136,7 +135,7 @@ TEST(Envelope, AnyEditsLeaveWhatAPlainListHolds) {
       ASSERT_EQ(envelope.segments().size(), plain.items.size());
       for (std::size_t i = 0; i < plain.items.size(); ++i) {
         const EnvelopeSegment& held = envelope.segments()[i];
-        ASSERT_EQ(std::memcmp(&held.course, &plain.items[i], sizeof held.course), 0) << i;
+        ASSERT_TRUE(SameSegment(held.course, plain.items[i])) << i;
         ASSERT_EQ(held.entered, entered.count(held.course.valStart)) << i;
       }
       // Time may jump anywhere among segments that stand in order.

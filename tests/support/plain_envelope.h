@@ -1,11 +1,22 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "platform/media_params.h"
 
 namespace korva {
+
+/// By the bits of its values, which may be no numbers.
+inline bool SameSegment(const MP_ENVELOPE_SEGMENT& a, const MP_ENVELOPE_SEGMENT& b) {
+  const auto members = [](const MP_ENVELOPE_SEGMENT& s) {
+    const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+    return std::tuple(s.rtStart, s.rtEnd, bits(s.valStart), bits(s.valEnd), s.iCurve, s.flags);
+  };
+  return members(a) == members(b);
+}
 
 /// What `AddEnvelope` promises, told one segment after the other on a plain list.
 struct PlainEnvelope {
