@@ -97,6 +97,20 @@ OutputWish WishFor(const RenderRequest& request, const SoundReader& reader, Samp
   return wish;
 }
 
+/// What of the input the output does not hold, as it reads itself.
+Outcome<std::vector<std::string>> Lost(const SoundReader& reader, const SoundTraits& traits, const SoundPlan& plan,
+                                       const OutputFile& file, const std::string& name) {
+  std::vector<std::string> lost;
+  if (reader.notes().isEmpty() && traits.channelMap.empty()) return lost;
+  const bool hasHead = (plan.sndfileFormat & SF_FORMAT_TYPEMASK) != SF_FORMAT_RAW;
+  const Outcome<SoundReader> written = hasHead ? SoundReader::OpenWritten(file, name) : Failed("no head");
+  if (hasHead && !written) return written.earlyExit();
+  lost = NotKept(reader.notes(), written ? written->notes() : SoundNotes());
+  const bool samePlaces = written && written->traits().channelMap == traits.channelMap;
+  if (!samePlaces && !HasPlaces(plan.sndfileFormat, traits.channelMap)) lost.emplace_back("the places of the channels");
+  return lost;
+}
+
 /// Looks at what the gauges saw.
 void ReadGauges(const GaugedChain& chain, const RenderRequest& request, const std::vector<PreparedEffect>& effects,
                 bool counts, RunReport& report, std::vector<std::string>& remarks) {
@@ -180,8 +194,8 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
   const bool timesHold = shape.from == 0 && std::isinf(shape.to) && plan->traits.rate == traits.rate &&
                          std::all_of(effects.begin(), effects.end(),
                                      [](const PreparedEffect& effect) { return effect.instance.stretch == nullptr; });
-  report.lost = writer->KeepNotes(reader->notes(), timesHold);
-  if (plan->losesMap) report.lost.emplace_back("the places of the channels");
+  const double rateRatio = static_cast<double>(plan->traits.rate) / traits.rate;
+  writer->KeepNotes(reader->notes(), {timesHold, std::floor(shape.from * traits.rate + 0.5), rateRatio});
   Outcome<ShapedOutput> output = ShapedOutput::Make(*writer, *plan, {traits.rate, request.normalize});
   if (!output) return output.earlyExit();
 
@@ -191,6 +205,9 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
   progress.Clear();
   if (!result) return result.earlyExit();
   if (MaybeExit check = output->Finish()) return check;
+  Outcome<std::vector<std::string>> lost = Lost(*reader, traits, *plan, *file, report.output);
+  if (!lost) return lost.earlyExit();
+  report.lost = std::move(*lost);
   if (Interrupted()) return Failed("interrupted");
 
   auto record = records->begin();

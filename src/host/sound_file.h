@@ -65,6 +65,10 @@ class SoundReader final : public SampleInput {
   static Outcome<SoundReader> Open(const std::string& path, const RawSound* raw = nullptr);
   /// Takes all of `stream` in first.
   static Outcome<SoundReader> OpenStream(std::istream& stream, const RawSound* raw = nullptr);
+  /// A file that was just completed.
+  static Outcome<SoundReader> OpenWritten(const OutputFile& file, std::string name) {
+    return Adopt(file.descriptor(), nullptr, std::move(name));
+  }
 
   const SoundTraits& traits() const noexcept { return traits_; }
   const SoundNotes& notes() const noexcept { return notes_; }
@@ -124,7 +128,6 @@ struct SoundPlan {
   bool narrowed = false;                         ///< the container holds less than was wished for
   bool dither = false;
   bool holdsFloat = false;      ///< --bits float would do
-  bool losesMap = false;        ///< the places of channels are told and cannot be kept
   std::int64_t mostFrames = 0;  ///< that the container can count
   std::optional<double> quality;
 };
@@ -141,9 +144,9 @@ class SoundWriter final : public SampleOutput {
   /// Writes into `output`, which the caller keeps and commits.
   static Outcome<SoundWriter> Open(const OutputFile& output, const SoundPlan& plan, std::string name);
 
-  /// Keeps `notes`, before the first frame, and answers what of them is lost.
-  std::vector<std::string> KeepNotes(const SoundNotes& notes, bool timesHold) {
-    return WriteNotes(file_.get(), plan_.sndfileFormat, notes, timesHold);
+  /// Before the first frame.
+  void KeepNotes(const SoundNotes& notes, const NoteTimes& times) {
+    WriteNotes(file_.get(), plan_.sndfileFormat, notes, times);
   }
   /// Frames of the stream's format.
   MaybeExit Write(const void* data, std::size_t frames) override;

@@ -15,56 +15,64 @@ const std::string kId3 =
 
 using KeptTest = HostTest;
 
-// What libsndfile passes over is named, and what it carries stays while it is true.
+// What stays true goes along where the file can hold it, and the rest is named.
 TEST_F(KeptTest, NotesTagsPicturesAndLoopsAreKeptOrNamed) {
-  for (const auto& [name, kind] : {std::pair("plain.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16),
-                                   {"plain.mp3", SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III},
-                                   {"plain.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16},
-                                   {"plain.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16}}) {
-    PutSound(name, kind, 1, 4800);
-  }
+  PutSound("plain.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, 4800);
+  PutSound("plain.mp3", SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III, 1, 4800);
+  PutSound("plain.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1, 4800);
   constexpr std::size_t kAfterStreamInfo = 42;
-  const std::string picture = "\6\0\0\x20"s + std::string(32, '\0');
-  Put("picture.flac", Bytes("plain.flac").insert(kAfterStreamInfo, picture));
+  Put("picture.flac", Bytes("plain.flac").insert(kAfterStreamInfo, "\6\0\0\x20"s + std::string(32, '\0')));
+  Put("tagged.flac", Bytes("plain.flac").insert(kAfterStreamInfo, "\4\0\0\x18\0\0\0\0\1\0\0\0\x0C\0\0\0LABEL=a firm"s));
   Put("tagged.mp3", kId3 + Bytes("plain.mp3"));
-  Put("tagged.wav", Bytes("plain.wav") + "id3 \x44\0\0\0"s + kId3);
   Put("tagged.aiff", Bytes("plain.aiff") + "ID3 \0\0\0\x44"s + kId3);
-  const std::vector<double> samples(4800, 0.25);
+  const std::vector<double> samples(28800, 0.25);
   {
-    SndfileHandle looped(Path("looped.wav"), SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 48000);
-    SF_INSTRUMENT instrument{};
-    instrument.loop_count = 1;
-    instrument.loops[0] = {SF_LOOP_FORWARD, 1000, 3000, 0};
-    looped.command(SFC_SET_INSTRUMENT, &instrument, sizeof instrument);
-    looped.writef(samples.data(), 4800);
     SndfileHandle noted(Path("noted.wav"), SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 48000);
     noted.setString(SF_STR_TITLE, "A title");
     noted.setString(SF_STR_ALBUM, "An album");
     SF_CUES cues{};
     cues.cue_count = 1;
+    cues.cue_points[0].indx = 1;
     cues.cue_points[0].sample_offset = 500;
     noted.command(SFC_SET_CUE, &cues, sizeof cues);
     SF_BROADCAST_INFO broadcast{};
-    std::memcpy(broadcast.originator, "a studio", 8);
+    broadcast.time_reference_low = 96000;
     noted.command(SFC_SET_BROADCAST_INFO, &broadcast, sizeof broadcast);
+    SF_INSTRUMENT instrument{};
+    instrument.loop_count = 1;
+    instrument.loops[0] = {SF_LOOP_FORWARD, 1000, 3000, 0};
+    noted.command(SFC_SET_INSTRUMENT, &instrument, sizeof instrument);
     noted.writef(samples.data(), 4800);
+    SndfileHandle placed(Path("placed.wav"), SFM_WRITE, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 6, 48000);
+    int places[] = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
+                    SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
+    placed.command(SFC_SET_CHANNEL_MAP_INFO, places, sizeof places);
+    placed.writef(samples.data(), 4800);
+    SndfileHandle wordy(Path("wordy.flac"), SFM_WRITE, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, 48000);
+    wordy.setString(SF_STR_TITLE, "A title");
+    wordy.setString(SF_STR_COMMENT, std::string(60000, 'c').c_str());
+    wordy.writef(samples.data(), 4800);
   }
+  Put("noted.wav", Bytes("noted.wav") + "LIST\x16\0\0\0adtllabl\x0A\0\0\0\1\0\0\0verse\0id3 \x44\0\0\0"s + kId3);
   const struct {
-    const char *in, *out, *chain, *lost, *title = "";
+    const char *in, *out, *chain, *lost, *title, *holds = "";
     int loops = 0, marks = 0;
+    unsigned start = 0;
   } rows[] = {
-      {"noted.wav", "out.wav", "reverb", "", "A title", 0, 1},
-      {"noted.wav", "out.wav", "time-stretch", "markers", "A title"},
-      {"noted.wav", "out.flac", "reverb", "the broadcast record, markers", "A title"},
-      {"noted.wav", "out.au", "reverb", "title, album, the broadcast record, markers"},
-      {"plain.flac", "out.flac", "reverb", ""},
-      {"picture.flac", "out.flac", "reverb", "a picture"},
+      {"noted.wav", "out.wav", "reverb", "", "A title", "verse", 1, 1, 96000},
+      {"noted.wav", "out.wav", "--trim 0.01: --rate 24000 reverb", "markers, loops", "A title", "APIC", 0, 0, 48240},
+      {"noted.wav", "out.wav", "time-stretch", "markers, loops", "A title", "APIC", 0, 0, 96000},
+      {"noted.wav", "out.aiff", "reverb", "album, the broadcast record, loops", "A title", "verse", 0, 1},
+      {"noted.wav", "out.flac", "reverb", "the broadcast record, markers, loops, ID3 tags", "A title"},
+      {"noted.wav", "out.au", "reverb", "title, album, the broadcast record, markers, loops, ID3 tags", ""},
+      {"plain.flac", "out.flac", "reverb", "", ""},
+      {"picture.flac", "out.flac", "reverb", "a picture", ""},
+      {"tagged.flac", "out.flac", "reverb", "other tags (label)", ""},
       {"tagged.mp3", "out.wav", "reverb", "a picture", "A title"},
-      {"tagged.wav", "out.wav", "reverb", "ID3 tags"},
-      {"tagged.aiff", "out.aiff", "reverb", "ID3 tags"},
-      {"looped.wav", "out.wav", "reverb", "", "", 1},
-      {"looped.wav", "out.wav", "time-stretch --set percent=150", "loops"},
-      {"looped.wav", "out.flac", "reverb", "loops"},
+      {"tagged.aiff", "out.aiff", "reverb", "", "", "APIC"},
+      {"wordy.flac", "out.aiff", "reverb", "comment", "A title"},
+      {"placed.wav", "out.wav", "reverb", "", ""},
+      {"placed.wav", "out.caf", "reverb", "the places of the channels", ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.in) + " " + row.out + " " + row.chain);
@@ -72,6 +80,7 @@ TEST_F(KeptTest, NotesTagsPicturesAndLoopsAreKeptOrNamed) {
     const std::string lost = *row.lost != '\0' ? std::string("not kept from the input: ") + row.lost + "\n" : "";
     EXPECT_NE(run.err.find(lost), std::string::npos) << run.err;
     EXPECT_EQ(run.err.find("not kept") != std::string::npos, !lost.empty()) << run.err;
+    EXPECT_NE(Bytes(row.out).find(row.holds), std::string::npos);
     SndfileHandle out(Path(row.out));
     const char* const title = out.getString(SF_STR_TITLE);
     EXPECT_STREQ(title != nullptr ? title : "", row.title);
@@ -82,6 +91,10 @@ TEST_F(KeptTest, NotesTagsPicturesAndLoopsAreKeptOrNamed) {
     int marks = 0;
     out.command(SFC_GET_CUE_COUNT, &marks, sizeof marks);
     EXPECT_EQ(marks, row.marks);
+    SF_BROADCAST_INFO told{};
+    out.command(SFC_GET_BROADCAST_INFO, &told, sizeof told);
+    EXPECT_EQ(told.time_reference_low, row.start);
+    EXPECT_EQ(told.loudness_value, row.start != 0 ? 0x7FFF : 0) << "not the input's";
   }
 }
 

@@ -12,6 +12,9 @@ namespace korva {
 /// Where each channel of the stream stands in a frame of the file; empty where the orders are the same.
 std::span<const std::uint8_t> FileOrder(int sndfileFormat, std::uint32_t channels) noexcept;
 
+/// Whether a container that tells no places of channels has these ones for so many channels, or none are told.
+bool HasPlaces(int sndfileFormat, std::span<const int> places) noexcept;
+
 /// Brings `frames` frames of samples of `sampleBytes` bytes from the file's order to the stream's, or with `toFile` the
 /// other way, in place.
 void Reorder(std::span<const std::uint8_t> order, bool toFile, void* data, std::size_t sampleBytes,

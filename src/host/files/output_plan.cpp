@@ -98,13 +98,6 @@ std::int64_t MostFrames(int container, const SampleType& type, std::uint32_t cha
   return kMostBytes / (std::int64_t{type.bytes} * channels);
 }
 
-/// Whether places are those that channels have anyway, or none are told.
-bool IsUsual(const std::vector<int>& map) {
-  const auto is = [&](std::size_t i, int one, int other) { return map[i] == one || map[i] == other; };
-  return map.size() < 2 || (map.size() == 2 && is(0, SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_FRONT_LEFT) &&
-                            is(1, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_FRONT_RIGHT));
-}
-
 /// The rates to try: the stream's, and where the container demands another, the next above it or else below.
 std::vector<std::uint32_t> RatesFor(const OutputWish& wish) {
   std::vector<std::uint32_t> rates{wish.rate};
@@ -169,8 +162,6 @@ Outcome<SoundPlan> PlanOutput(const OutputWish& wish, const SoundTraits& input) 
       plan.mostFrames = MostFrames(base, type, input.channels);
       plan.quality = wish.quality;
       plan.holdsFloat = Fits(base | SF_FORMAT_FLOAT, input.channels, rate);
-      const bool keepsMap = isWave || base == SF_FORMAT_RF64 || base == SF_FORMAT_CAF || base == SF_FORMAT_AIFF;
-      plan.losesMap = input.isExtensible && !keepsMap && !IsUsual(input.channelMap);
       return plan;
     }
   }

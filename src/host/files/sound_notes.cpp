@@ -1,11 +1,14 @@
 #include "host/files/sound_notes.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <string_view>
+#include <iterator>
+#include <limits>
+
+#include "host/files/unread_notes.h"
 
 namespace korva {
 namespace {
@@ -30,50 +33,86 @@ std::vector<char> Record(SNDFILE* file, int command, std::size_t size) {
   return record;
 }
 
-/// Pictures stand in the head of a file: a FLAC block, a frame of ID3, a comment of Vorbis.
-bool HasPicture(int descriptor) {
-  // Not on the stack, whose growth cannot be refused in order.
-  std::vector<char> head(131072);
-  const ssize_t got = descriptor >= 0 ? ::pread(descriptor, head.data(), head.size(), 0) : 0;
-  const std::string_view bytes(head.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
-  if (bytes.starts_with("ID3")) return bytes.find("APIC") != std::string_view::npos;
-  if (bytes.starts_with("OggS")) {
-    return bytes.find("METADATA_BLOCK_PICTURE=") != std::string_view::npos ||
-           bytes.find("metadata_block_picture=") != std::string_view::npos;
-  }
-  if (!bytes.starts_with("fLaC")) return false;
-  constexpr std::size_t kBlockHead = 4;
-  constexpr unsigned kPictureBlock = 6, kLastBlock = 0x80;
-  const auto byte = [&](std::size_t i) { return static_cast<std::size_t>(static_cast<unsigned char>(bytes[i])); };
-  for (std::size_t at = kBlockHead; at + kBlockHead <= bytes.size();) {
-    const std::size_t type = byte(at);
-    if ((type & ~std::size_t{kLastBlock}) == kPictureBlock) return true;
-    if ((type & kLastBlock) != 0) break;
-    at += kBlockHead + (byte(at + 1) << 16U | byte(at + 2) << 8U | byte(at + 3));
-  }
-  return false;
+/// One mark of a record, which lies anywhere.
+SF_CUE_POINT Mark(const std::vector<char>& cues, std::size_t index) {
+  SF_CUE_POINT mark{};
+  const std::size_t at = sizeof(std::uint32_t) + index * sizeof mark;
+  if (at + sizeof mark <= cues.size()) std::memcpy(&mark, cues.data() + at, sizeof mark);
+  mark.name[sizeof mark.name - 1] = '\0';
+  return mark;
+}
+std::size_t MarkCount(const std::vector<char>& cues) {
+  return cues.size() / sizeof(SF_CUE_POINT);
 }
 
-/// Whether a WAV or AIFF file has a chunk of ID3 tags, which the library passes over.
-bool HasId3Chunk(int descriptor) {
-  constexpr std::size_t kFileHead = 12, kChunkHead = 8;
-  constexpr int kMostChunks = 1000;
-  std::array<unsigned char, kFileHead> head{};
-  if (descriptor < 0 || ::pread(descriptor, head.data(), kFileHead, 0) != ssize_t{kFileHead}) return false;
-  const bool isAiff = std::memcmp(head.data(), "FORM", 4) == 0;
-  if (!isAiff && std::memcmp(head.data(), "RIFF", 4) != 0) return false;
-  off_t at = kFileHead;
-  for (int i = 0; i < kMostChunks; ++i) {
-    if (::pread(descriptor, head.data(), kChunkHead, at) != ssize_t{kChunkHead}) return false;
-    if (std::memcmp(head.data(), "id3 ", 4) == 0 || std::memcmp(head.data(), "ID3 ", 4) == 0) return true;
-    off_t size = 0;
-    for (std::size_t k = 0; k < 4; ++k) size = size << 8U | head[isAiff ? 4 + k : kChunkHead - 1 - k];
-    at += static_cast<off_t>(kChunkHead) + size + size % 2;
+std::string FourBytes(std::size_t number) {
+  std::string bytes;
+  for (unsigned shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<char>(number >> shift & 0xFFU));
+  return bytes;
+}
+
+/// How much of a record's room is used: all but the zeros at its end.
+std::size_t RecordBytes(const std::vector<char>& record) {
+  const auto last = std::find_if(record.rbegin(), record.rend(), [](char c) { return c != 0; });
+  return static_cast<std::size_t>(record.rend() - last);
+}
+
+/// The names of marks as WAV has them, in a list beside the marks; empty where none has one.
+std::string MarkNames(const std::vector<char>& cues) {
+  std::string names;
+  for (std::size_t i = 0; i < MarkCount(cues); ++i) {
+    const SF_CUE_POINT mark = Mark(cues, i);
+    std::string text(mark.name);
+    if (text.empty()) continue;
+    // Whole words, with the zero at the end: the list has no room for anything else.
+    text.resize((text.size() / 4 + 1) * 4);
+    names += "labl" + FourBytes(4 + text.size()) + FourBytes(static_cast<std::uint32_t>(mark.indx)) + text;
   }
-  return false;
+  return names.empty() ? names : "adtl" + names;
+}
+
+SF_INSTRUMENT Instrument(const std::vector<char>& record) {
+  SF_INSTRUMENT instrument{};
+  if (record.size() == sizeof instrument) std::memcpy(&instrument, record.data(), sizeof instrument);
+  return instrument;
+}
+
+bool SameLoops(const SF_INSTRUMENT& one, const SF_INSTRUMENT& other) {
+  constexpr int kMost = std::size(SF_INSTRUMENT{}.loops);
+  for (int i = 0; i < std::min(one.loop_count, kMost); ++i) {
+    if (one.loops[i].start != other.loops[i].start || one.loops[i].end != other.loops[i].end) return false;
+  }
+  return one.loop_count == other.loop_count;
+}
+
+/// The record of a sound that an effect has changed: how loud the old one was is no longer true, and where it starts
+/// counts frames of the file (EBU Tech 3285).
+std::vector<char> Brought(std::vector<char> broadcast, const NoteTimes& times) {
+  constexpr std::int16_t kNotTold = 0x7FFF;
+  SF_BROADCAST_INFO head{};
+  constexpr std::size_t kBytes = offsetof(SF_BROADCAST_INFO, coding_history);
+  if (broadcast.size() < kBytes) return broadcast;
+  std::memcpy(&head, broadcast.data(), kBytes);
+  for (std::int16_t* const value : {&head.loudness_value, &head.loudness_range, &head.max_true_peak_level,
+                                    &head.max_momentary_loudness, &head.max_shortterm_loudness}) {
+    *value = kNotTold;
+  }
+  if (times.skippedFrames != 0 || times.rateRatio != 1) {
+    const double start = head.time_reference_low + std::ldexp(head.time_reference_high, 32);
+    const auto frames = static_cast<std::uint64_t>(std::floor((start + times.skippedFrames) * times.rateRatio + 0.5));
+    head.time_reference_low = static_cast<std::uint32_t>(frames);
+    head.time_reference_high = static_cast<std::uint32_t>(frames >> 32U);
+  }
+  std::memcpy(broadcast.data(), &head, kBytes);
+  return broadcast;
 }
 
 }  // namespace
+
+bool SoundNotes::isEmpty() const noexcept {
+  return texts.empty() && broadcast.empty() && cart.empty() && cues.empty() && instrument.empty() && chunks.empty() &&
+         beyond.empty();
+}
 
 SoundNotes ReadNotes(SNDFILE* file, int descriptor) {
   SoundNotes notes;
@@ -90,41 +129,93 @@ SoundNotes ReadNotes(SNDFILE* file, int descriptor) {
     notes.cues = Record(file, SFC_GET_CUE, sizeof(std::uint32_t) + cueCount * sizeof(SF_CUE_POINT));
   }
   notes.instrument = Record(file, SFC_GET_INSTRUMENT, sizeof(SF_INSTRUMENT));
-  if (HasId3Chunk(descriptor)) notes.beyond.emplace_back("ID3 tags");
-  if (HasPicture(descriptor)) notes.beyond.emplace_back("a picture");
+  ReadUnreadNotes(descriptor, notes);
   return notes;
 }
 
-std::vector<std::string> WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, bool timesHold) {
-  std::vector<std::string> lost;
-  // Some kinds of file take a text and do not keep it; only these are known to.
+void WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, const NoteTimes& times) {
   const int container = sndfileFormat & SF_FORMAT_TYPEMASK;
-  const bool isWave = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX || container == SF_FORMAT_RF64;
-  const bool keepsTexts = isWave || container == SF_FORMAT_AIFF || container == SF_FORMAT_FLAC ||
-                          container == SF_FORMAT_OGG || container == SF_FORMAT_CAF || container == SF_FORMAT_MPEG;
-  for (const TextName& text : kTexts) {
-    const auto found = notes.texts.find(text.number);
-    if (found == notes.texts.end()) continue;
-    // AIFF has four kinds of text only, and answers "kept" for all.
-    const bool isKept = container != SF_FORMAT_AIFF || text.number == SF_STR_TITLE || text.number == SF_STR_COPYRIGHT ||
-                        text.number == SF_STR_ARTIST || text.number == SF_STR_COMMENT || text.number == SF_STR_SOFTWARE;
-    const bool isWaveGap = isWave && text.number == SF_STR_LICENSE;
-    if (!keepsTexts || !isKept || isWaveGap || sf_set_string(file, text.number, found->second.c_str()) != 0) {
-      lost.emplace_back(text.name);
-    }
+  const bool isAiff = container == SF_FORMAT_AIFF, isRf64 = container == SF_FORMAT_RF64;
+  const bool isPlainWave = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX;
+  // The library makes these heads in a small memory, and writes a broken file when they grow beyond it.
+  const bool isSmall = isPlainWave || isRf64 || isAiff || container == SF_FORMAT_CAF ||
+                       (sndfileFormat & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
+  std::size_t room = isSmall ? 50000 : std::numeric_limits<std::size_t>::max();
+  // It does not read longer ones back, nor those behind them.
+  const std::size_t mostText = isAiff ? 8000 : room;
+  const auto fits = [&](std::size_t bytes) {
+    if (bytes > room) return false;
+    room -= bytes;
+    return true;
+  };
+  for (const auto& [number, text] : notes.texts) {
+    if (text.size() <= mostText && fits(text.size())) sf_set_string(file, number, text.c_str());
   }
-  const auto keep = [&](const std::vector<char>& record, int command, bool allowed, const char* name) {
-    if (record.empty()) return;
-    std::vector<char> copy = record;
-    if (!allowed || sf_command(file, command, copy.data(), static_cast<int>(copy.size())) != SF_TRUE) {
-      lost.emplace_back(name);
+  const auto keep = [&](std::vector<char> record, std::size_t bytes, int command) {
+    if (!record.empty() && fits(bytes)) {
+      sf_command(file, command, record.data(), static_cast<int>(record.size()));
     }
   };
-  keep(notes.broadcast, SFC_SET_BROADCAST_INFO, isWave, "the broadcast record");
-  keep(notes.cart, SFC_SET_CART_INFO, isWave, "the cart record");
-  const bool keepsMarks = timesHold && (isWave || container == SF_FORMAT_AIFF);
-  keep(notes.cues, SFC_SET_CUE, keepsMarks && container != SF_FORMAT_RF64, "markers");
-  keep(notes.instrument, SFC_SET_INSTRUMENT, keepsMarks && container != SF_FORMAT_RF64, "loops");
+  const auto keepChunk = [&](const std::string& id, std::string bytes) {
+    // The library writes whole words, and reads as much.
+    bytes.resize((bytes.size() + 3) / 4 * 4);
+    if (bytes.empty() || !fits(bytes.size())) return;
+    SF_CHUNK_INFO chunk{};
+    std::copy(id.begin(), id.end(), chunk.id);
+    chunk.id_size = static_cast<unsigned>(id.size());
+    chunk.datalen = static_cast<unsigned>(bytes.size());
+    chunk.data = bytes.data();
+    sf_set_chunk(file, &chunk);
+  };
+  if (isPlainWave || isRf64) {
+    keep(Brought(notes.broadcast, times), RecordBytes(notes.broadcast), SFC_SET_BROADCAST_INFO);
+    keep(notes.cart, RecordBytes(notes.cart), SFC_SET_CART_INFO);
+  }
+  constexpr std::size_t kMarkBytes = 24;
+  if (times.hold && (isPlainWave || isAiff)) keep(notes.cues, MarkCount(notes.cues) * kMarkBytes, SFC_SET_CUE);
+  if (times.hold && isPlainWave) {
+    keepChunk("LIST", MarkNames(notes.cues));
+    // An AIFF file with loops would have neither them nor marks.
+    keep(notes.instrument, notes.instrument.size(), SFC_SET_INSTRUMENT);
+  }
+  for (const CarriedChunk& chunk : kCarriedChunks) {
+    const auto found = notes.chunks.find(std::string(chunk.id));
+    if (found == notes.chunks.end() || (chunk.speaksOfTimes && !times.hold)) continue;
+    if (isPlainWave || isRf64) keepChunk(found->first, found->second);
+    if (isAiff && chunk.id == "id3 ") keepChunk("ID3 ", found->second);
+  }
+}
+
+std::vector<std::string> NotKept(const SoundNotes& notes, const SoundNotes& kept) {
+  std::vector<std::string> lost;
+  for (const TextName& text : kTexts) {
+    const auto was = notes.texts.find(text.number), is = kept.texts.find(text.number);
+    if (was == notes.texts.end()) continue;
+    // The library adds its own name to that of the software.
+    if (is != kept.texts.end() && is->second.starts_with(was->second)) continue;
+    lost.push_back(is == kept.texts.end() ? text.name : std::string("part of the ") + text.name);
+  }
+  const auto check = [&](bool isKept, const char* name) {
+    if (!isKept) lost.emplace_back(name);
+  };
+  check(notes.broadcast.empty() || !kept.broadcast.empty(), "the broadcast record");
+  check(notes.cart.empty() || !kept.cart.empty(), "the cart record");
+  const std::size_t marks = MarkCount(notes.cues);
+  bool sameMarks = marks == MarkCount(kept.cues), sameNames = true;
+  for (std::size_t i = 0; i < marks; ++i) {
+    const SF_CUE_POINT was = Mark(notes.cues, i), is = Mark(kept.cues, i);
+    sameMarks = sameMarks && was.sample_offset == is.sample_offset;
+    sameNames = sameNames && std::strcmp(was.name, is.name) == 0;
+  }
+  check(sameMarks, "markers");
+  check(!sameMarks || sameNames, "the names of markers");
+  const SF_INSTRUMENT was = Instrument(notes.instrument), is = Instrument(kept.instrument);
+  check(SameLoops(was, is), "loops");
+  check(notes.instrument.empty() || was.loop_count != 0 || !kept.instrument.empty(), "the key of the sample");
+  for (const CarriedChunk& chunk : kCarriedChunks) {
+    const std::string id(chunk.id);
+    check(notes.chunks.find(id) == notes.chunks.end() || kept.chunks.find(id) != kept.chunks.end(), chunk.words);
+  }
   lost.insert(lost.end(), notes.beyond.begin(), notes.beyond.end());
   return lost;
 }
