@@ -79,7 +79,10 @@ struct EffectDescription {
   std::span<const RecordForm> forms;  ///< the first is the one that is written
   const void* recordStart;            ///< block before a record is read: what older forms lack
   /// Whether a header that fits no form still ends in a notice.
-  bool noticeOnUnknownRecord;
+  bool noticeOnUnknownRecord = false;
+  /// Holds a block to what the effect keeps of it, and answers whether it was within; null where every field keeps to
+  /// its row's range.
+  bool (*hold)(void* block) noexcept = nullptr;
   /// Brings a block in line after one row was set by itself; null where the rows are independent.
   void (*afterSet)(std::size_t row, void* block) noexcept = nullptr;
 };

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "frame/row_values.h"
+
 namespace korva {
 namespace {
 
@@ -41,6 +43,13 @@ bool ReadRecord(const EffectDescription& effect, std::span<const std::byte> reco
   std::memcpy(block, record.data() + sizeof header, form->bodySize);
   if (form->bringUpToDate != nullptr) form->bringUpToDate(block);
   return true;
+}
+
+bool HoldBlock(const EffectDescription& effect, void* block) noexcept {
+  if (effect.hold != nullptr) return effect.hold(block);
+  bool within = true;
+  for (const ParamDescriptor& row : effect.rows) within = HoldField(row, block) && within;
+  return within;
 }
 
 HRESULT LoadRecord(BlockHolder& holder, IStream* stream) {

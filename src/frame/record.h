@@ -25,6 +25,9 @@ const RecordForm* FindRecordForm(const EffectDescription& effect, const RecordHe
 /// or a record that ends early.
 bool ReadRecord(const EffectDescription& effect, std::span<const std::byte> record, void* block) noexcept;
 
+/// Holds a block to what `effect` keeps of it, as setting it whole does; false if anything was outside.
+bool HoldBlock(const EffectDescription& effect, void* block) noexcept;
+
 /// Reads a record of any form and sets the parameters from it. `E_FAIL` for an unknown form or a record that ends
 /// early; a stream's own failure is passed on. The parameters are unchanged then.
 HRESULT LoadRecord(BlockHolder& holder, IStream* stream);

@@ -6,6 +6,7 @@
 #include "frame/block_holder.h"
 #include "frame/effect_description.h"
 #include "frame/property_groups.h"
+#include "frame/record.h"
 #include "frame/row_values.h"
 #include "frame/transform_state.h"
 #include "streaming/unknown.h"
@@ -31,10 +32,10 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
     if (block == nullptr) return E_POINTER;
     const std::lock_guard guard(engineLock);
     record_ = *block;
-    const bool held = Hold(record_);
+    const bool within = HoldBlock(effect_, &record_);
     RaiseRebuild();
     MarkChanged();
-    return held ? S_OK : E_FAIL;
+    return within ? S_OK : E_FAIL;
   }
   HRESULT SetNotifyWindow(HWND window, LONG id) override { return TransformState::SetNotifyWindow(window, id); }
   KORVA_IMPLEMENT_PROPERTY_TAIL()
@@ -53,7 +54,7 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
     const std::lock_guard guard(engineLock);
     Block wanted = record_;
     CopyField(effect_.rows[row], &wanted, block);
-    Hold(wanted);
+    HoldBlock(effect_, &wanted);
     if (SameField(effect_.rows[row], &wanted, &record_)) return S_OK;
     record_ = wanted;
     Changed(row);
@@ -99,8 +100,6 @@ class RecordTransform : public PropertyInterface, public TransformState, public 
     return S_OK;
   }
 
-  /// Holds every field to its range; false if one was outside.
-  virtual bool Hold(Block& block) noexcept = 0;
   /// The engine is to be built anew. Any thread.
   virtual void RaiseRebuild() noexcept = 0;
 

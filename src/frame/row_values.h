@@ -73,7 +73,11 @@ inline void CopyField(const ParamDescriptor& row, void* target, const void* sour
   std::memcpy(static_cast<std::uint8_t*>(target) + row.blockOffset,
               static_cast<const std::uint8_t*>(source) + row.blockOffset, size);
 }
-/// Holds the field of a row to its range; what is no number becomes the least. Returns whether it was within.
+/// Holds a value to a range; what is no number becomes the least.
+inline double Held(double value, double least, double most) noexcept {
+  return value >= least ? std::min(value, most) : least;
+}
+/// Holds the field of a row to its range likewise. Returns whether it was within.
 inline bool HoldField(const ParamDescriptor& row, void* block) noexcept {
   if (row.storage != Storage::kDouble) {
     const std::int32_t value = LoadField(row, block), held = std::clamp(value, row.externalMin, row.externalMax);
@@ -83,7 +87,7 @@ inline bool HoldField(const ParamDescriptor& row, void* block) noexcept {
   auto* const field = static_cast<std::uint8_t*>(block) + row.blockOffset;
   double value = 0;
   std::memcpy(&value, field, sizeof value);
-  const double held = value >= row.externalMin ? std::min<double>(value, row.externalMax) : row.externalMin;
+  const double held = Held(value, row.externalMin, row.externalMax);
   std::memcpy(field, &held, sizeof held);
   return held == value;
 }

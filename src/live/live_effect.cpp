@@ -25,9 +25,8 @@ LiveResult ResultOf(HRESULT result) noexcept {
 
 }  // namespace
 
-LiveEffect::LiveEffect(const EffectKind& kind) noexcept
-    : kind_(kind), instance_(kind.create()), ranges_(kind.create()) {
-  if (!instance_.filter || !ranges_.filter) return;
+LiveEffect::LiveEffect(const EffectKind& kind) noexcept : kind_(kind), instance_(kind.create()) {
+  if (!instance_.filter) return;
   if (instance_.inPlace != nullptr) {
     road_ = new (std::nothrow) InPlaceRoad(*instance_.inPlace);
   } else {
@@ -113,9 +112,8 @@ LiveResult LiveEffect::SaveRecord(std::span<std::byte> record) const noexcept {
 LiveResult LiveEffect::LoadRecord(std::span<const std::byte> record) noexcept {
   LiveBlock block;
   if (!ReadRecord(description(), record, block.data())) return LiveResult::kRecord;
+  HoldBlock(description(), block.data());
   const std::lock_guard guard(control_);
-  ranges_.parameters->WriteBlock(block.data());
-  ranges_.parameters->ReadBlock(block.data());
   return Post(block, true);
 }
 

@@ -114,7 +114,6 @@ class LiveEffect {
 
   const EffectKind& kind_;
   EffectInstance instance_;
-  EffectInstance ranges_;  // never streams: takes records as the effect does, on the side of parameters
   LiveRoad* road_ = nullptr;
   LiveTempo tempo_;
   LiveMail mail_;

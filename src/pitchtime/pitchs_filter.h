@@ -30,7 +30,6 @@ class CQvPitchsTransform : public RecordTransform<IQvPitchsProp, PitchsParams> {
  protected:
   CQvPitchsTransform() noexcept : RecordTransform(kPitchsEffect) {}
 
-  bool Hold(PitchsParams& block) noexcept override { return HoldRanges(block); }
   void RaiseRebuild() noexcept override { engine_.RaiseRebuild(); }
 
   PitchsEngine engine_{*this};

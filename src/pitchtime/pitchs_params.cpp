@@ -76,18 +76,9 @@ constexpr RecordForm kForms[] = {
 
 constexpr PitchsParams kRecordStart = Shift(0, 1.0);
 
-}  // namespace
-
-double TranspositionOf(std::int32_t semitones, std::int32_t centTenths) noexcept {
-  return std::pow(2.0, (centTenths / 1000.0 + semitones) / 12.0);
-}
-
-double HoldPitchsInitialSamples(double frames) noexcept {
-  if (!(frames >= 0.0)) return 0.0;
-  return std::min(frames, static_cast<double>(kMostInitialSamples));
-}
-
-bool HoldRanges(PitchsParams& block) noexcept {
+/// The other fields are taken as they are.
+bool HoldShift(void* bytes) noexcept {
+  auto& block = *static_cast<PitchsParams*>(bytes);
   const std::int32_t semitones = std::clamp(block.semitones, -kMostSemitones, kMostSemitones);
   const std::int32_t centTenths = std::clamp(block.centTenths, -kMostCentTenths, kMostCentTenths);
   const double initialSamples = HoldPitchsInitialSamples(block.initialSamples);
@@ -97,6 +88,16 @@ bool HoldRanges(PitchsParams& block) noexcept {
   block.centTenths = centTenths;
   block.initialSamples = initialSamples;
   return within;
+}
+
+}  // namespace
+
+double TranspositionOf(std::int32_t semitones, std::int32_t centTenths) noexcept {
+  return std::pow(2.0, (centTenths / 1000.0 + semitones) / 12.0);
+}
+
+double HoldPitchsInitialSamples(double frames) noexcept {
+  return Held(frames, 0.0, kMostInitialSamples);
 }
 
 constexpr EffectDescription kPitchsEffect = Checked({
@@ -111,7 +112,7 @@ constexpr EffectDescription kPitchsEffect = Checked({
     .presets = PresetTable(kPresets),
     .forms = kForms,
     .recordStart = &kRecordStart,
-    .noticeOnUnknownRecord = false,
+    .hold = &HoldShift,
     .afterSet = &FollowSemitones,
 });
 

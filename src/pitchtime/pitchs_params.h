@@ -24,9 +24,6 @@ extern const EffectDescription kPitchsEffect;
 /// The frequency ratio of a shift. Whoever sets `semitones` or `centTenths` stores it in `transposition`.
 double TranspositionOf(std::int32_t semitones, std::int32_t centTenths) noexcept;
 
-/// Holds `semitones`, `centTenths` and `initialSamples` to their ranges; false if any of them was outside.
-bool HoldRanges(PitchsParams& block) noexcept;
-
 /// `frames` held to the range of `initialSamples`; not-a-number gives the least.
 double HoldPitchsInitialSamples(double frames) noexcept;
 

@@ -28,7 +28,6 @@ class CQvTimeTransform : public RecordTransform<IQvTimeProp, TimeParams> {
  protected:
   CQvTimeTransform() noexcept : RecordTransform(kTimeEffect) {}
 
-  bool Hold(TimeParams& block) noexcept override { return HoldRanges(block); }
   void RaiseRebuild() noexcept override { engine_.RaiseRebuild(); }
 
   TimeEngine engine_{*this};

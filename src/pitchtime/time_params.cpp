@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "frame/row_values.h"
 #include "pitchtime/stretch_modes.h"
 #include "qvkit/string_ids.h"
 
@@ -62,21 +63,9 @@ constexpr RecordForm kForms[] = {
 
 constexpr TimeParams kRecordStart = Length(10000.0);
 
-double Hold(double value, double least, double most) noexcept {
-  return value >= least ? std::min(value, most) : least;
-}
-
-}  // namespace
-
-double HoldPercentTimes100(double percentTimes100) noexcept {
-  return Hold(percentTimes100, kLeastPercentTimes100, kMostPercentTimes100);
-}
-
-double HoldTimeInitialSamples(double frames) noexcept {
-  return Hold(frames, 0.0, kMostInitialSamples);
-}
-
-bool HoldRanges(TimeParams& block) noexcept {
+/// The other fields are taken as they are.
+bool HoldLength(void* bytes) noexcept {
+  auto& block = *static_cast<TimeParams*>(bytes);
   const double percentTimes100 = HoldPercentTimes100(block.percentTimes100);
   const std::uint32_t tempoTimes100 = std::min(block.tempoTimes100, std::uint32_t{kMostTempoTimes100});
   const double initialSamples = HoldTimeInitialSamples(block.initialSamples);
@@ -86,6 +75,16 @@ bool HoldRanges(TimeParams& block) noexcept {
   block.tempoTimes100 = tempoTimes100;
   block.initialSamples = initialSamples;
   return within;
+}
+
+}  // namespace
+
+double HoldPercentTimes100(double percentTimes100) noexcept {
+  return Held(percentTimes100, kLeastPercentTimes100, kMostPercentTimes100);
+}
+
+double HoldTimeInitialSamples(double frames) noexcept {
+  return Held(frames, 0.0, kMostInitialSamples);
 }
 
 double PercentTimes100ForTempo(std::uint32_t tempoTimes100, double finalBpm) noexcept {
@@ -108,7 +107,7 @@ constexpr EffectDescription kTimeEffect = Checked({
     .presets = PresetTable(kPresets),
     .forms = kForms,
     .recordStart = &kRecordStart,
-    .noticeOnUnknownRecord = false,
+    .hold = &HoldLength,
 });
 
 }  // namespace korva

@@ -18,9 +18,6 @@ enum TimeRow : std::int32_t {
 /// configuration.
 extern const EffectDescription kTimeEffect;
 
-/// Holds `percentTimes100`, `tempoTimes100` and `initialSamples` to their ranges; false if any of them was outside.
-bool HoldRanges(TimeParams& block) noexcept;
-
 /// Values held to the ranges of `percentTimes100` and `initialSamples`; not-a-number gives the least.
 double HoldPercentTimes100(double percentTimes100) noexcept;
 double HoldTimeInitialSamples(double frames) noexcept;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "frame/record.h"
 #include "frame/row_values.h"
 #include "pitchtime/pitchtime_rig.h"
 
@@ -89,7 +90,7 @@ TEST(TimeStretch, RecordsOfTheOlderFormHeldTenths) {
   for (const auto& row : rows) {
     TimeParams block = row.read;
     kTimeEffect.forms[1].bringUpToDate(&block);
-    EXPECT_EQ(HoldRanges(block), row.within);
+    EXPECT_EQ(HoldBlock(kTimeEffect, &block), row.within);
     for (const ParamDescriptor& field : kTimeEffect.rows) {
       EXPECT_TRUE(SameField(field, &block, &row.kept)) << row.read.percentTimes100 << ": " << field.name;
     }

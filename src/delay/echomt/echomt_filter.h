@@ -17,7 +17,6 @@ class CQvEchomtTransform : public RecordTransform<IQvEchomtProp, EchomtParams> {
  protected:
   CQvEchomtTransform() noexcept : RecordTransform(kEchomtEffect) {}
 
-  bool Hold(EchomtParams& block) noexcept override { return ValidateParams(block); }
   void RaiseRebuild() noexcept override { engine_.MarkLinesStale(); }
 
   EchomtEngine engine_{*this};

@@ -174,6 +174,15 @@ constexpr RecordForm kForms[] = {
     {160, {0x7298A3E3, 0x78EE, 0x11D0, {0xAE, 0xBC, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}}, 140},
 };
 
+/// The switch of the low-pass filter is taken as it is.
+bool HoldAllButLowPass(void* block) noexcept {
+  bool within = true;
+  for (const ParamDescriptor& row : kRows) {
+    if (row.storage != Storage::kBool) within = HoldField(row, block) && within;
+  }
+  return within;
+}
+
 }  // namespace
 
 constexpr EffectDescription kEchomtEffect = Checked({
@@ -188,15 +197,7 @@ constexpr EffectDescription kEchomtEffect = Checked({
     .presets = PresetTable(kPresets),
     .forms = kForms,
     .recordStart = &kRecordStart,
-    .noticeOnUnknownRecord = false,
+    .hold = &HoldAllButLowPass,
 });
-
-bool ValidateParams(EchomtParams& params) noexcept {
-  bool valid = true;
-  for (const ParamDescriptor& row : kRows) {
-    if (row.storage != Storage::kBool) valid = HoldField(row, &params) && valid;
-  }
-  return valid;
-}
 
 }  // namespace korva

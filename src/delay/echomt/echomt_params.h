@@ -8,8 +8,4 @@ namespace korva {
 /// A row that asks for a rebuild needs `EchomtEngine::MarkLinesStale`.
 extern const EffectDescription kEchomtEffect;
 
-/// Holds every field of `params` to its range, `lowPassEnabled` aside, which is taken unchanged. Whether all were
-/// in range.
-bool ValidateParams(EchomtParams& params) noexcept;
-
 }  // namespace korva
