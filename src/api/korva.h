@@ -96,7 +96,8 @@ KORVA_API korva_result korva_set_preset(korva_effect* effect, int32_t preset);
 KORVA_API size_t korva_record_size(const korva_effect* effect);
 KORVA_API korva_result korva_save_record(const korva_effect* effect, void* record, size_t size);
 KORVA_API korva_result korva_load_record(korva_effect* effect, const void* record, size_t size);
-/* For effects that follow it: quarter notes a minute, 1 to 1000, and a meter such as 6/8. */
+/* For effects that follow it: quarter notes a minute, 1 to 1000, and a meter such as 6/8, of 1 to 64 beats over a power
+ * of 2 up to 64. */
 KORVA_API korva_result korva_set_tempo(korva_effect* effect, double bpm, int32_t beats, int32_t unit);
 /* 0 lets the sound through unchanged, as late as the effect would; a change fades over 10 ms. For korva_process and
  * korva_tail: korva_stream, whose output is of another length, does not heed it. */

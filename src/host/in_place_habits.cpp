@@ -14,7 +14,6 @@
 namespace korva {
 namespace {
 
-/// A block works on a copy: it comes as bytes.
 double ChorusCycle(const void* bytes, const SongMap* song) {
   const auto params = LoadBlock<ChorusParams>(bytes);
   if (params.bypass != 0) return 0;

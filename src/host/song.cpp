@@ -7,6 +7,7 @@
 
 #include "audio/narrow.h"
 #include "host/number_text.h"
+#include "live/live_tempo.h"
 
 namespace korva {
 namespace {
@@ -32,10 +33,10 @@ LONG Held(std::int64_t value) {
 Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter) {
   SongMap map;
   if (!tempo.empty()) {
-    constexpr double kLeastBpm = 1, kMostBpm = 1000;
     const std::optional<double> bpm = ParseNumber(tempo);
-    if (!bpm || *bpm < kLeastBpm || *bpm > kMostBpm) {
-      return BadCall("--tempo takes 1 to 1000 beats per minute, not \"" + tempo + "\"");
+    if (!bpm || *bpm < LiveTempo::kLeastBpm || *bpm > LiveTempo::kMostBpm) {
+      return BadCall("--tempo takes " + NumberText(LiveTempo::kLeastBpm) + " to " + NumberText(LiveTempo::kMostBpm) +
+                     " beats per minute, not \"" + tempo + "\"");
     }
     map.tempos.front().bpm = *bpm;
   }
@@ -45,8 +46,7 @@ Outcome<SongMap> ConstantSong(const std::string& tempo, const std::string& meter
     const std::optional<std::int64_t> top = ParseWhole(text.substr(0, slash));
     const std::optional<std::int64_t> bottom =
         slash == std::string::npos ? std::nullopt : ParseWhole(text.substr(slash + 1));
-    if (!top || !bottom || *top < 1 || *top > 64 || *bottom < 1 || *bottom > 64 ||
-        !std::has_single_bit(static_cast<std::uint64_t>(*bottom))) {
+    if (!top || !bottom || !LiveTempo::IsMeter(*top, *bottom)) {
       return BadCall("--meter takes beats and note value, such as 4/4 or 6/8, not \"" + meter + "\"");
     }
     map.meters.front().top = static_cast<std::int32_t>(*top);

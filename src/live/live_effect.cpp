@@ -118,13 +118,7 @@ LiveResult LiveEffect::LoadRecord(std::span<const std::byte> record) noexcept {
 }
 
 LiveResult LiveEffect::SetTempo(double bpm, std::int32_t top, std::int32_t bottom) noexcept {
-  constexpr double kLeastBpm = 1, kMostBpm = 1000;
-  constexpr std::int32_t kMost = 64;
-  const bool possible = bpm >= kLeastBpm && bpm <= kMostBpm && top >= 1 && top <= kMost && bottom >= 1 &&
-                        bottom <= kMost && std::has_single_bit(static_cast<std::uint32_t>(bottom));
-  if (!possible) return LiveResult::kRange;
-  tempo_.Set(bpm, top, std::countr_zero(static_cast<std::uint32_t>(bottom)));
-  return LiveResult::kDone;
+  return tempo_.Set(bpm, top, bottom) ? LiveResult::kDone : LiveResult::kRange;
 }
 
 LiveResult LiveEffect::Start(Use use, std::uint32_t channels, std::uint32_t rate) noexcept {

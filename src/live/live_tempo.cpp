@@ -7,11 +7,11 @@
 
 namespace korva {
 
-void LiveTempo::Set(double bpm, std::int32_t top, std::int32_t bottomPower) noexcept {
-  constexpr double kLeast = 1, kMost = 1000;
-  if (!(bpm >= kLeast)) return;
-  meter_.store(std::clamp(top, 1, 64) << 8 | std::clamp(bottomPower, 0, 6), std::memory_order_relaxed);
-  bpm100_.store(Truncate<std::int32_t>(std::min(bpm, kMost) * 100 + 0.5), std::memory_order_relaxed);
+bool LiveTempo::Set(double bpm, std::int32_t top, std::int32_t bottom) noexcept {
+  if (!(bpm >= kLeastBpm && bpm <= kMostBpm) || !IsMeter(top, bottom)) return false;
+  meter_.store(top << 8 | std::countr_zero(static_cast<std::uint32_t>(bottom)), std::memory_order_relaxed);
+  bpm100_.store(Truncate<std::int32_t>(bpm * 100 + 0.5), std::memory_order_relaxed);
+  return true;
 }
 
 HRESULT LiveTempo::QueryInterface(REFIID iid, void** out) {

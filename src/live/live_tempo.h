@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstdint>
 
 #include "platform/tempo_host.h"
@@ -13,9 +14,16 @@ class LiveTempo final : public IMfxTempoMap, public IMfxMeterMap {
  public:
   virtual ~LiveTempo() = default;
 
-  /// `bpm` in quarter notes a minute, of which hundredths count; the meter is `top` over 2 to the power of
-  /// `bottomPower`.
-  void Set(double bpm, std::int32_t top, std::int32_t bottomPower) noexcept;
+  static constexpr double kLeastBpm = 1, kMostBpm = 1000;
+  static constexpr std::int32_t kMostBeats = 64;
+  /// Whether a song may have the meter `top` over `bottom`: each up to the most, and `bottom` a power of 2.
+  static constexpr bool IsMeter(std::int64_t top, std::int64_t bottom) noexcept {
+    return top >= 1 && top <= kMostBeats && bottom >= 1 && bottom <= kMostBeats &&
+           std::has_single_bit(static_cast<std::uint64_t>(bottom));
+  }
+
+  /// `bpm` in quarter notes a minute, of which hundredths count. False, and nothing changed, for what cannot be.
+  [[nodiscard]] bool Set(double bpm, std::int32_t top, std::int32_t bottom) noexcept;
   bool known() const noexcept { return bpm100_.load(std::memory_order_relaxed) != 0; }
 
   HRESULT QueryInterface(REFIID iid, void** out) override;

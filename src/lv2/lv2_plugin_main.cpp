@@ -12,12 +12,14 @@
 #include <exception>
 #include <memory>
 
+#include "audio/narrow.h"
 #include "live/live_effect.h"
 #include "lv2/lv2_ports.h"
 #include "pitchtime/pitchs_params.h"
 
 namespace {
 
+using korva::LiveTempo;
 using korva::Lv2Plugin;
 
 struct Uris {
@@ -130,11 +132,14 @@ class Plugin {
       if (property->key == uris_.beatsPerBar) beats = &property->value;
       if (property->key == uris_.beatUnit) unit = &property->value;
     }
-    if (NumberOf(beats) >= 1) top_ = static_cast<std::int32_t>(std::min(NumberOf(beats), 64.0));
-    if (NumberOf(unit) >= 1) bottom_ = static_cast<std::int32_t>(std::min(NumberOf(unit), 64.0));
+    const auto top = korva::Truncate<std::int32_t>(NumberOf(beats));
+    const auto bottom = korva::Truncate<std::int32_t>(NumberOf(unit));
+    // What no meter has leaves the one that was.
+    if (LiveTempo::IsMeter(top, bottom_)) top_ = top;
+    if (LiveTempo::IsMeter(top_, bottom)) bottom_ = bottom;
     // The host counts beats of its meter, the effect quarter notes.
     if (NumberOf(bpm) > 0) quarters_ = NumberOf(bpm) * 4 / bottom_;
-    if (quarters_ > 0) effect_.SetTempo(std::clamp(quarters_, 1.0, 1000.0), top_, bottom_);
+    if (quarters_ > 0) effect_.SetTempo(std::clamp(quarters_, LiveTempo::kLeastBpm, LiveTempo::kMostBpm), top_, bottom_);
   }
 
   const Lv2Plugin& plugin_;

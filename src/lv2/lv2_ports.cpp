@@ -67,9 +67,7 @@ bool FitsLv2(const Lv2Plugin& plugin, const void* block) {
   const ParamDescriptor& row = plugin.kind->description.rows[kPitchsSemitones];
   const std::int32_t semitones = LoadField(row, block);
   // The ports hear semitones and cents; a ratio of its own they cannot hold. Presets have theirs rounded.
-  double ratio = 0;
-  const ParamDescriptor& transposition = plugin.kind->description.rows[kPitchsTransposition];
-  ratio = LoadDisplayValue(transposition, block);
+  const double ratio = LoadDisplayValue(plugin.kind->description.rows[kPitchsTransposition], block);
   const std::int32_t cents = LoadField(plugin.kind->description.rows[kPitchsCents], block);
   constexpr double kRounding = 1e-4;
   return static_cast<float>(semitones) <= kMostSemitones &&

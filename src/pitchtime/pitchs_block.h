@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace korva {
@@ -19,5 +21,12 @@ struct PitchsParams {
   double initialSamples;          ///< length of the material for display, frames, 0 to 225306900
 };
 static_assert(sizeof(PitchsParams) == 48);
+
+/// What a stored `transposition` acts as. The least is far below what any page gives: less would make more frames of
+/// one than anybody waits for.
+inline double ActingTransposition(double transposition) noexcept {
+  constexpr double kLeast = 0.001;
+  return transposition > 0 && std::isfinite(transposition) ? std::max(transposition, kLeast) : 1.0;
+}
 
 }  // namespace korva

@@ -1,7 +1,6 @@
 #include "pitchtime/pitchs_engine.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <type_traits>
 
@@ -12,9 +11,6 @@ namespace {
 
 // The filter's corner lies at 0.45 of the output's rate: below this ratio it would hardly cut anything.
 constexpr double kFilterFromRatio = 1.1;
-
-// Far below what any page gives. Less would make more frames of one than anybody waits for.
-constexpr double kLeastTransposition = 0.001;
 
 // The core moves on by at most a whole block.
 constexpr double kLeastKeptRatio = 0.5;
@@ -49,9 +45,8 @@ void PitchsEngine::Stop() noexcept {
 }
 
 double PitchsEngine::RatioFor(double transposition) const noexcept {
-  const bool usable = transposition > 0 && std::isfinite(transposition);
-  const double factor = usable ? std::max(transposition, kLeastTransposition) : 1.0;
-  const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(usedRate() / factor), 1);
+  const double pitch = ActingTransposition(transposition);
+  const std::int64_t virtualRate = std::max<std::int64_t>(Truncate<std::int64_t>(usedRate() / pitch), 1);
   const double ratio = usedRate() / static_cast<double>(virtualRate);
   return preserveDuration_ && ratio < kLeastKeptRatio ? kLeastKeptRatio : ratio;
 }

@@ -1,12 +1,12 @@
 #include "host/plot/plot_command.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <ostream>
 #include <sstream>
 
 #include "delay/echomt/echomt_params.h"
+#include "frame/row_values.h"
 #include "host/interrupt.h"
 #include "host/number_text.h"
 #include "host/parameter_text.h"
@@ -129,8 +129,7 @@ Outcome<Picture> ImpulseOf(const std::vector<Side>& sides, std::vector<std::stri
   const Outcome<std::vector<PreparedEffect>> prepared =
       PrepareEffects(sides.front().run.call, {1, sides.front().run.call.rate}, nullptr, in, unused);
   if (!prepared) return prepared.earlyExit();
-  EchomtParams params;
-  std::memcpy(&params, ReadBlock(prepared->front().instance).data(), sizeof params);
+  const auto params = LoadBlock<EchomtParams>(ReadBlock(prepared->front().instance).data());
   std::vector<double> taps;
   for (std::int32_t tap = 0; tap < params.tapCount; ++tap) taps.push_back(params.tapDelayMs[tap]);
   return TapPicture(runs.front(), taps);
