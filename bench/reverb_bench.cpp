@@ -26,7 +26,7 @@ struct KeepFlushBits {
   ~KeepFlushBits() { _mm_setcsr(bits); }
 };
 
-void Process(ReverbEngine& engine, std::uint8_t* buffer, std::uint32_t frames, std::int32_t mode) {
+void Process(ReverbEngine& engine, std::uint8_t* buffer, std::uint32_t frames, ProcessMode mode) {
   engine.ReverbProcess(mode, buffer, frames, false);
   benchmark::DoNotOptimize(buffer);
 }

@@ -65,17 +65,17 @@ void RunTwoBanks(ReverbChannel& first, ReverbChannel& second, const ReverbMix& m
                  double* sum, std::size_t frames) noexcept {
   std::fill_n(sum, 2 * frames, 0.0);
   ReverbComb *a = first.combs.data(), *b = second.combs.data();
-  RunTwoChannelCombs<PlainRules>(std::make_index_sequence<4>{}, a, b, mix, input, sum, frames);
+  RunTwoChannelCombs(std::make_index_sequence<4>{}, a, b, mix, input, sum, frames);
   a += 4;
   b += 4;
   const FilteredBlock<Pair> filtered(block);
   switch (mix.combCount) {
     case 10:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<6>{}, a, b, mix, filtered, sum, frames);
+      return RunTwoChannelCombs(std::make_index_sequence<6>{}, a, b, mix, filtered, sum, frames);
     case 9:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<5>{}, a, b, mix, filtered, sum, frames);
+      return RunTwoChannelCombs(std::make_index_sequence<5>{}, a, b, mix, filtered, sum, frames);
     default:
-      return RunTwoChannelCombs<PlainRules>(std::make_index_sequence<4>{}, a, b, mix, filtered, sum, frames);
+      return RunTwoChannelCombs(std::make_index_sequence<4>{}, a, b, mix, filtered, sum, frames);
   }
 }
 

@@ -122,8 +122,7 @@ struct OneComb {
   double* at = nullptr;
 };
 
-/// The same comb of two channels: each half is a channel, and an entry of the ring holds both.
-template <class Rules>
+/// The same comb of two channels, by the plain rules: each half is a channel, and an entry of the ring holds both.
 struct TwoChannelComb {
   TwoChannelComb(ReverbComb& a, ReverbComb& b) noexcept
       : first(a), second(b), damping(Pair::Of(a.damping, b.damping)), gain(Pair::Both(a.gain)) {}
@@ -145,7 +144,7 @@ struct TwoChannelComb {
     least = Smaller(Magnitude(damping), least);
     return out;
   }
-  void Flush() noexcept { damping = FlushDamping<Rules>(damping); }
+  void Flush() noexcept { damping = FlushDamping<PlainRules>(damping); }
   void Give(std::size_t i, Pair input) const noexcept { ((damping + input) * gain).Store(at + 2 * i); }
 
   ReverbComb& first;
@@ -156,12 +155,12 @@ struct TwoChannelComb {
 
 /// Runs so many combs of two channels, from `first` and `second` on, on what `input` gives; what comes out of them is
 /// added to `sum`.
-template <class Rules, class Input, std::size_t... C>
+template <class Input, std::size_t... C>
 void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, ReverbComb* second,
                         const ReverbMix& mix, Input input, double* sum, std::size_t frames) noexcept {
   const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
   const Pair floor = Pair::Both(kDampingFloor);
-  TwoChannelComb<Rules> combs[] = {{first[C], second[C]}...};
+  TwoChannelComb combs[] = {{first[C], second[C]}...};
   while (frames != 0) {
     std::size_t run = frames;
     ((run = combs[C].Begin(run)), ...);
@@ -171,7 +170,7 @@ void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, 
       Pair least = floor;
       ((total = total + combs[C].Take(i, in, back, least)), ...);
       // Few frames need it, and without it no comb waits.
-      if (Rules::kFlushes && Less(least, floor).AnySet()) (combs[C].Flush(), ...);
+      if (Less(least, floor).AnySet()) (combs[C].Flush(), ...);
       (combs[C].Give(i, s), ...);
       total.Store(sum + 2 * i);
     }

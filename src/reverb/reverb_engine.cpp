@@ -1,7 +1,5 @@
 #include "reverb/reverb_engine.h"
 
-#include <xmmintrin.h>
-
 #include <algorithm>
 
 #include "audio/sample_lanes.h"
@@ -14,27 +12,6 @@ namespace {
 
 // Samples below which a buffer is sooner done by the calling thread than shared out.
 constexpr std::size_t kTeamWorth = 4096;
-
-/// Has the processor flush small numbers while it lives. The block that turns this on for good never comes by the
-/// direct road, nor where a restart meets a change; silence would cost the vector kernel twice as much as sound.
-class FlushHere {
- public:
-  explicit FlushHere(bool wanted) noexcept : before_(_mm_getcsr()) {
-    if (wanted) platform::SetFlushDenormals();
-  }
-  FlushHere(const FlushHere&) = delete;
-  FlushHere& operator=(const FlushHere&) = delete;
-  ~FlushHere() { _mm_setcsr(before_); }
-
- private:
-  const unsigned before_;
-};
-
-/// Caps `frames` at what is left and takes them off.
-void TakeFrames(std::uint32_t& frames, std::int32_t& left) noexcept {
-  frames = std::min(frames, static_cast<std::uint32_t>(left));
-  left -= static_cast<std::int32_t>(frames);
-}
 
 }  // namespace
 
@@ -54,7 +31,7 @@ void ReverbEngine::SetFormat(const FormatRecord& format) noexcept {
   format_ = usable ? SampleFormatOf(format) : std::nullopt;
   ringsFit_ = false;
   engineReady_ = false;
-  tailOnlyDone_ = false;
+  tailOnly_.ClearDone();
   MarkLinesStale(true);
 }
 
@@ -66,7 +43,7 @@ std::int32_t ReverbEngine::ReverbReset() noexcept {
   source_.FetchParams(params);
   const std::int32_t result = UpdateEngine(params, ModeRestart);
   hasRun_ = false;
-  tailOnlyDone_ = false;
+  tailOnly_.ClearDone();
   return result;
 }
 
@@ -77,24 +54,23 @@ void ReverbEngine::ReverbRelease() noexcept {
   team_.Stop();
 }
 
-std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames,
+std::int32_t ReverbEngine::ReverbProcess(ProcessMode mode, void* buffer, std::uint32_t& frames,
                                          bool tailOnly) noexcept {
-  if (tailOnlyDone_) {
+  if (tailOnly_.done()) {
     if (tailOnly) {
       frames = 0;
       return kFinished;
     }
-    tailOnlyLeft_ = tailLength_;
+    tailOnly_.ClearDone();
     engineReady_ = false;
-    tailOnlyDone_ = false;
   }
   ReverbParams params{};
   const bool changed = source_.FetchParams(params);
   std::int32_t result = kGoOn;
-  if (frameMode == ModeRestart && hasRun_) {
+  if (mode == ModeRestart && hasRun_) {
     result = ReverbReset();
-  } else if ((changed || !engineReady_) && frameMode != ModeFlush) {
-    result = UpdateEngine(params, frameMode);
+  } else if ((changed || !engineReady_) && mode != ModeFlush) {
+    result = UpdateEngine(params, mode);
   }
   if (result < 0) {
     frames = 0;
@@ -104,20 +80,19 @@ std::int32_t ReverbEngine::ReverbProcess(std::int32_t frameMode, void* buffer, s
   if (!ringsFit_) {
     // Flushed with nothing to ring out, or run without a start.
     frames = 0;
-    return frameMode == ModeFlush ? kFinished : kEngineFailed;
+    return mode == ModeFlush ? kFinished : kEngineFailed;
   }
-  if (frameMode == ModeFlush) {
-    TakeFrames(frames, tailLeft_);
+  if (mode == ModeFlush) {
+    frames = TakeFrames(tailLeft_, frames);
     if (tailLeft_ == 0) result = kFinished;
   }
   if (tailOnly) {
-    TakeFrames(frames, tailOnlyLeft_);
-    if (tailOnlyLeft_ == 0) tailOnlyDone_ = true;
+    frames = tailOnly_.Take(frames);
   } else {
-    tailOnlyLeft_ = tailLength_;
+    tailOnly_.Arm(tailLength_);
   }
   if (bypass_) return result;
-  if (frameMode == ModeRestart && channels_ == 2 && useVectorKernel_) platform::SetFlushDenormals();
+  if (mode == ModeRestart && channels_ == 2 && useVectorKernel_) platform::SetFlushDenormals();
   VisitFormat(*format_, [&](auto policy) {
     using Format = decltype(policy);
     Run<Format>(static_cast<typename Format::Sample*>(buffer), frames);
@@ -139,7 +114,6 @@ void ReverbEngine::Run(typename Format::Sample* samples, std::uint32_t frames) n
 
 template <class Format>
 void ReverbEngine::RunStereo(typename Format::Sample* samples, std::uint32_t frames) noexcept {
-  const FlushHere flush(useVectorKernel_);
   const auto kernel = useVectorKernel_ ? &RunReverbStereoVector : &RunReverbStereoPlain;
   double block[2 * kReverbBlock];
   while (frames != 0) {

@@ -8,6 +8,7 @@
 #include "audio/format_record.h"
 #include "audio/param_source.h"
 #include "audio/process_mode.h"
+#include "audio/tail_frames.h"
 #include "reverb/reverb_block.h"
 #include "reverb/reverb_network.h"
 #include "reverb/reverb_team.h"
@@ -71,14 +72,14 @@ class ReverbEngine {
 
   /// Brings the network in line with `params`. Rebuilds it, with new rings, when the lines are stale or the engine is
   /// not ready; otherwise refreshes gains and filters and leaves the rings, and with them delays and comb count, as
-  /// they are. `frameMode` 0 also clears filter memories. 0, or out of memory with no ring held and the engine not
+  /// they are. `ModeRestart` also clears filter memories. 0, or out of memory with no ring held and the engine not
   /// ready. While not streaming there is nothing to bring in line, and the answer is 0.
-  std::int32_t UpdateEngine(const ReverbParams& params, std::int32_t frameMode) noexcept;
+  std::int32_t UpdateEngine(const ReverbParams& params, ProcessMode mode) noexcept;
 
   /// Runs interleaved frames of the stream's format in place. `frames` gives those offered and returns those that
-  /// count. `frameMode` is a ProcessMode; with ModeFlush the buffer holds silence. `tailOnly` says that the caller
+  /// count. With `ModeFlush` the buffer holds silence. `tailOnly` says that the caller
   /// limits the tail. 0; 1 when there is no more to come; a failure, with 0 frames.
-  std::int32_t ReverbProcess(std::int32_t frameMode, void* buffer, std::uint32_t& frames, bool tailOnly) noexcept;
+  std::int32_t ReverbProcess(ProcessMode mode, void* buffer, std::uint32_t& frames, bool tailOnly) noexcept;
 
   /// Whether the next update rebuilds. Any thread.
   void MarkLinesStale(bool stale) noexcept { linesStale_.store(stale, std::memory_order_relaxed); }
@@ -86,7 +87,7 @@ class ReverbEngine {
   /// Makes the next update rebuild whatever the flag above says: for a stream that resumes after skipped samples.
   void MarkNotReady() noexcept { engineReady_ = false; }
 
-  bool tailOnlyDone() const noexcept { return tailOnlyDone_; }
+  bool tailOnlyDone() const noexcept { return tailOnly_.done(); }
   bool engineReady() const noexcept { return engineReady_; }
   bool bypass() const noexcept { return bypass_; }
 
@@ -126,7 +127,6 @@ class ReverbEngine {
   std::atomic<bool> linesStale_{true};
   bool hasRun_ = true;
   bool engineReady_ = false;
-  bool tailOnlyDone_ = false;
   bool useVectorKernel_;
   std::size_t threads_;
   bool streaming_ = false;
@@ -137,7 +137,8 @@ class ReverbEngine {
   std::uint32_t rate_ = 0;
   std::size_t channels_ = 0;
   std::optional<SampleFormat> format_;
-  std::int32_t tailLength_ = 0, tailLeft_ = 0, tailOnlyLeft_ = 0;  // frames
+  std::uint32_t tailLength_ = 0, tailLeft_ = 0;  // frames
+  TailOnlyBudget tailOnly_;
   ReverbTeam team_;
   ReverbMix mix_;
   // Inline, so that the hot path follows no pointer but those of the rings.

@@ -47,8 +47,8 @@ double Seconds(const ReverbParams& params) noexcept {
 
 }  // namespace
 
-std::int32_t ReverbEngine::UpdateEngine(const ReverbParams& params, std::int32_t frameMode) noexcept {
-  const bool restart = frameMode == ModeRestart;
+std::int32_t ReverbEngine::UpdateEngine(const ReverbParams& params, ProcessMode mode) noexcept {
+  const bool restart = mode == ModeRestart;
   const bool clearBass = restart || (params.bassOn != 0 && !bassOn_);
   const bool clearHigh = restart || (params.highOn != 0 && !highOn_);
   bassOn_ = params.bassOn != 0;
@@ -191,8 +191,7 @@ void ReverbEngine::SetFilters(const ReverbParams& params, bool clearBass) noexce
 
 void ReverbEngine::SetTail(double decay) noexcept {
   // Whole seconds: a decay below one second rings out not at all.
-  const auto frames = Truncate<std::int32_t>(std::trunc(decay) * rate_);
-  tailLength_ = tailLeft_ = frames < 0 ? 0 : frames;
+  tailLength_ = tailLeft_ = TailFrames(Truncate<std::uint64_t>(std::trunc(decay) * rate_));
 }
 
 std::int32_t ReverbEngine::ReserveRings() noexcept {

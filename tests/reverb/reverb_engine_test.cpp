@@ -22,7 +22,7 @@ struct Rig : ParamSource<ReverbParams> {
     out = block;
     return false;
   }
-  std::vector<double> Run(std::vector<double> samples, std::int32_t mode = ModeContinue) {
+  std::vector<double> Run(std::vector<double> samples, ProcessMode mode = ModeContinue) {
     auto frames = static_cast<std::uint32_t>(samples.size() / channels);
     EXPECT_EQ(engine.ReverbProcess(mode, samples.data(), frames, false), 0);
     return samples;

@@ -9,9 +9,9 @@
 #include "audio/format_record.h"
 #include "audio/param_source.h"
 #include "audio/process_mode.h"
+#include "audio/tail_frames.h"
 #include "delay/echomt/echomt_block.h"
 #include "delay/echomt/echomt_loops.h"
-#include "delay/tail_frames.h"
 
 namespace korva {
 

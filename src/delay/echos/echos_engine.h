@@ -8,9 +8,9 @@
 #include "audio/delay_line.h"
 #include "audio/format_record.h"
 #include "audio/process_mode.h"
+#include "audio/tail_frames.h"
 #include "audio/tempo_info.h"
 #include "delay/echos/echos_block.h"
-#include "delay/tail_frames.h"
 
 namespace korva {
 
