@@ -12,12 +12,6 @@ const WCHAR* RowText(std::int32_t id) noexcept {
   return id < 0 ? KORVA_WTEXT("") : ModuleText(id);
 }
 
-std::size_t LengthOf(const WCHAR* text) noexcept {
-  std::size_t length = 0;
-  while (text[length] != 0) ++length;
-  return length;
-}
-
 }  // namespace
 
 HRESULT CQvPlugInParams::GetParamCount(DWORD* count) {
@@ -49,8 +43,9 @@ HRESULT CQvPlugInParams::GetParamText(DWORD index, WCHAR** text) {
   const WCHAR* const unit = RowText(row.unitId);
   const WCHAR* const choices = RowText(row.enumId);
   // Label and unit keep their places even when empty; a row with no choices has no third text.
-  const std::size_t choicesLength = LengthOf(choices);
-  const std::size_t size = LengthOf(label) + 1 + LengthOf(unit) + 1 + (choicesLength != 0 ? choicesLength + 1 : 0) + 1;
+  const std::size_t choicesLength = TextLength(choices);
+  const std::size_t size =
+      TextLength(label) + 1 + TextLength(unit) + 1 + (choicesLength != 0 ? choicesLength + 1 : 0) + 1;
   auto* const memory = static_cast<WCHAR*>(platform::AllocateTaskMemory(size * sizeof(WCHAR)));
   if (memory == nullptr) return E_OUTOFMEMORY;
   WCHAR* at = memory;

@@ -139,7 +139,8 @@ class Plugin {
     if (LiveTempo::IsMeter(top_, bottom)) bottom_ = bottom;
     // The host counts beats of its meter, the effect quarter notes.
     if (NumberOf(bpm) > 0) quarters_ = NumberOf(bpm) * 4 / bottom_;
-    if (quarters_ > 0) effect_.SetTempo(std::clamp(quarters_, LiveTempo::kLeastBpm, LiveTempo::kMostBpm), top_, bottom_);
+    if (quarters_ > 0)
+      effect_.SetTempo(std::clamp(quarters_, LiveTempo::kLeastBpm, LiveTempo::kMostBpm), top_, bottom_);
   }
 
   const Lv2Plugin& plugin_;

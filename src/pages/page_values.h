@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
+#include <type_traits>
 
+#include "audio/narrow.h"
 #include "platform/platform.h"
 
 namespace korva {
@@ -40,14 +41,7 @@ namespace access {
 
 template <class T>
 T Cut(double value) noexcept {
-  using Limits = std::numeric_limits<T>;
-  if (value != value) return 0;
-  if (value <= static_cast<double>(Limits::min())) return Limits::min();
-  if (value >= static_cast<double>(Limits::max())) return Limits::max();
-  return static_cast<T>(value);
-}
-template <>
-inline double Cut<double>(double value) noexcept {
+  if constexpr (std::is_integral_v<T>) return Truncate<T>(value);
   return value;
 }
 

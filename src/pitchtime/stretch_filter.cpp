@@ -6,6 +6,7 @@
 #include <new>
 
 #include "audio/narrow.h"
+#include "audio/wrapping.h"
 #include "frame/input_type.h"
 #include "platform/denormals.h"
 
@@ -236,12 +237,8 @@ HRESULT CQvStretchFilter::StampAndDeliver(IMediaSample& sample, std::uint32_t fr
   }
   const double seconds = out.samplesPerSecond != 0 ? static_cast<double>(frames) / out.samplesPerSecond : 0.0;
   const auto duration = out.samplesPerSecond != 0 ? Truncate<std::int64_t>(seconds * 1e7 + 0.5) : 0;
-  // A host may start anywhere in 64 bits; time goes round rather than overflow.
-  const auto add = [](std::int64_t a, std::int64_t b) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
-  };
-  times.end = add(times.start, duration);
-  times.mediaEnd = add(times.mediaStart, frames);
+  times.end = WrappingSum(times.start, duration);
+  times.mediaEnd = WrappingSum(times.mediaStart, frames);
   LONGLONG start = times.start, end = times.end, mediaStart = times.mediaStart, mediaEnd = times.mediaEnd;
   sample.SetTime(&start, &end);
   sample.SetMediaTime(&mediaStart, &mediaEnd);
@@ -251,11 +248,10 @@ HRESULT CQvStretchFilter::StampAndDeliver(IMediaSample& sample, std::uint32_t fr
     sample.SetSyncPoint(TRUE);
     pendingSyncPoint_ = false;
   }
-  sample.SetActualDataLength(static_cast<LONG>(frames * out.blockAlign));
-  return outputPin()->Deliver(&sample);
+  return DeliverFrames(sample, frames);
 }
 
-HRESULT CQvStretchFilter::DeliverDrained(IMediaSample& sample, std::uint32_t frames) {
+HRESULT CQvStretchFilter::DeliverFrames(IMediaSample& sample, std::uint32_t frames) {
   sample.SetActualDataLength(static_cast<LONG>(frames * formatRecords_[PINDIR_OUTPUT].blockAlign));
   return outputPin()->Deliver(&sample);
 }
@@ -277,7 +273,7 @@ HRESULT CQvStretchFilter::EndOfStream() {
     failure = FAILED(result) ? result : S_OK;
     if (FAILED(failure)) break;
     const bool last = result == kFinished;
-    if (!last || written != 0) failure = DeliverDrained(*sample.Get(), written);
+    if (!last || written != 0) failure = DeliverFrames(*sample.Get(), written);
     if (FAILED(failure) || last) break;
     emptyRounds = written != 0 ? 0 : emptyRounds + 1;
   }

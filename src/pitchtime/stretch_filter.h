@@ -55,7 +55,7 @@ class CQvStretchFilter : public EffectFilter<CTransformFilter> {
 
   HRESULT FeedEngine(ComPtr<IMediaSample>& output, const std::uint8_t* data, std::uint32_t left, ProcessMode mode);
   HRESULT StampAndDeliver(IMediaSample& sample, std::uint32_t frames);
-  HRESULT DeliverDrained(IMediaSample& sample, std::uint32_t frames);
+  HRESULT DeliverFrames(IMediaSample& sample, std::uint32_t frames);
   HRESULT Capacity(IMediaSample& sample, BYTE*& data, std::uint32_t& frames) const;
   HRESULT AnnounceFormat(IMediaSample& sample);
   HRESULT WritableInput(BYTE*& data, std::uint32_t bytes);

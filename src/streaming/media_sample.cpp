@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "audio/wrapping.h"
 #include "streaming/allocator.h"
 #include "streaming/media_type.h"
 
@@ -41,7 +42,7 @@ HRESULT CMediaSample::GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) {
   if ((flags_ & AM_SAMPLE_TIMEVALID) == 0) return VFW_E_SAMPLE_TIME_NOT_SET;
   *start = start_;
   if ((flags_ & AM_SAMPLE_STOPVALID) == 0) {
-    *stop = start_ + 1;
+    *stop = WrappingSum(start_, 1);
     return VFW_S_NO_STOP_TIME;
   }
   *stop = stop_;

@@ -5,8 +5,7 @@
 namespace korva {
 
 WCHAR* DuplicateText(const WCHAR* text) noexcept {
-  std::size_t length = 0;
-  while (text[length] != 0) ++length;
+  const std::size_t length = TextLength(text);
   auto* const copy = static_cast<WCHAR*>(platform::AllocateTaskMemory((length + 1) * sizeof(WCHAR)));
   if (copy != nullptr) CopyText(copy, length + 1, text);
   return copy;

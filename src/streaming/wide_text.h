@@ -14,6 +14,13 @@ inline bool SameText(const WCHAR* left, const WCHAR* right) noexcept {
   return *left == *right;
 }
 
+/// Without the terminator.
+inline std::size_t TextLength(const WCHAR* text) noexcept {
+  std::size_t length = 0;
+  while (text[length] != 0) ++length;
+  return length;
+}
+
 /// Copies `text` into a fixed field, cut where the field ends, always terminated.
 inline void CopyText(WCHAR* field, std::size_t capacity, const WCHAR* text) noexcept {
   std::size_t i = 0;
