@@ -93,14 +93,13 @@ int CompareWith(const std::string& path, const Stream& rendered, double places) 
 }
 
 int WriteSignal(const Arguments& call) {
-  static constexpr const char* kNames[] = {"u8", "s16", "s32", "f32", "f64"};
   if (call.size() != 5) return Complain(kUsage);
-  const auto name = std::find(std::begin(kNames), std::end(kNames), call[2]);
-  if (name == std::end(kNames)) return Complain("no such format: " + call[2]);
+  const auto* const format = std::find_if(std::begin(kAllFormats), std::end(kAllFormats),
+                                          [&](SampleFormat one) { return FormatName(one) == call[2]; });
+  if (format == std::end(kAllFormats)) return Complain("no such format: " + call[2]);
   const auto channels = static_cast<std::uint16_t>(std::strtoul(call[3].c_str(), nullptr, 10));
   const std::size_t frames = std::strtoul(call[4].c_str(), nullptr, 10);
-  const Stream noise =
-      MakeNoise(static_cast<SampleFormat>(name - std::begin(kNames)), channels, frames, frames * 3 / 4);
+  const Stream noise = MakeNoise(*format, channels, frames, frames * 3 / 4);
   return WriteWav(call[1], noise) ? 0 : Complain("cannot write " + call[1]);
 }
 

@@ -52,7 +52,7 @@ std::vector<std::string> NearestNames(std::string_view typed, std::span<const st
     if (part) distance = std::min<std::size_t>(distance, 1);
     // So is a misspelt beginning of it.
     distance = std::min(distance, EditDistance(wanted, candidate.substr(0, wanted.size() + 1)) + 1);
-    if (distance <= std::max<std::size_t>(1, wanted.size() / 3)) ranked.emplace_back(distance, name);
+    if (distance <= std::max<std::size_t>(1, (wanted.size() + 1) / 3)) ranked.emplace_back(distance, name);
   }
   std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<std::string> nearest;

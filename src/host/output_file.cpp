@@ -90,6 +90,15 @@ Outcome<std::vector<char>> ReadFile(const std::string& path, std::size_t most) {
   return Interrupted() ? Failed("interrupted") : Failed(WithSystemReason("cannot read " + path));
 }
 
+std::string ExtensionOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  const std::size_t dot = name.rfind('.');
+  std::string extension = dot == std::string::npos ? std::string() : name.substr(dot + 1);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
+}
+
 std::string WithSystemReason(const std::string& text) {
   return text + ": " + std::strerror(errno);
 }

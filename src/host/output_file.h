@@ -55,6 +55,9 @@ bool SameFile(const std::string& left, const std::string& right);
 /// The content of a file or a pipe, cut off after `most` bytes.
 Outcome<std::vector<char>> ReadFile(const std::string& path, std::size_t most);
 
+/// The ending of a file's name in small letters, without its dot.
+std::string ExtensionOf(const std::string& path);
+
 /// `text` and what the system says of `errno`.
 std::string WithSystemReason(const std::string& text);
 

@@ -148,10 +148,7 @@ MaybeExit RenderOne(const RenderRequest& request, Streams& streams) {
   SoundTraits traits = reader->traits();
   InputShape shape = request.shape;
   shape.silence = request.tail.value_or(0);
-  if (shape.channels > 1 && traits.channels > 1 && shape.channels != traits.channels) {
-    return BadCall("--channels makes one channel of several, or several of one; the input has " +
-                   std::to_string(traits.channels));
-  }
+  if (MaybeExit check = ShapedInput::CheckChannels(*reader, shape)) return check;
   ShapedInput input(*reader, shape);
   if (input.frames() == 0 && reader->frames() > 0 && shape.from > 0) {
     return Failed("--trim begins after " + reader->name() + ", which lasts " +

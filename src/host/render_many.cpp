@@ -50,7 +50,11 @@ int RenderInChild(const RenderRequest& call, Streams& streams) {
   } catch (const std::exception& failure) {
     check = Failed(failure.what());
   }
-  if (check) streams.err << "korva: " << call.inputs.front() << ": " << check->text << "\n";
+  if (check) {
+    const std::string& name = call.inputs.front();
+    const bool isNamed = check->text.find(name) != std::string::npos;
+    streams.err << "korva: " + (isNamed ? "" : name + ": ") + check->text + "\n";
+  }
   streams.out.flush();
   streams.err.flush();
   return check ? check->exitCode : kDone;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kTitleSize = 13, kTextSize = 11, kSmallSize = 10;
 constexpr double kMargin = 12, kNoteLine = 40;
-constexpr double kLeft = 62, kLongTexts = 22, kRight = 18, kTop = 50, kBottom = 40, kBetween = 20;
+constexpr double kLeft = 62, kLongTexts = 22, kRight = 18, kTop = 50, kBottom = 40, kBetween = 10;
 
 /// Where a panel lies, and how its axes map to that.
 struct Frame {
@@ -319,7 +319,7 @@ std::vector<unsigned char> DrawPicture(const Picture& picture, const Look& look,
     // Panels with the same times show them once.
     const bool isLast = i + 1 == picture.panels.size();
     withTimes.push_back(isLast || picture.panels[i].x.to != picture.panels[i + 1].x.to);
-    if (!isLast) room -= withTimes.back() ? kBottom : kBetween / 2;
+    if (!isLast) room -= withTimes.back() ? kBottom : kBetween;
   }
   constexpr double kLeastHeight = 20;
   const double height = room / std::max(count, 1.0);
@@ -332,7 +332,7 @@ std::vector<unsigned char> DrawPicture(const Picture& picture, const Look& look,
   for (std::size_t i = 0; i < picture.panels.size(); ++i) {
     const double left = kLeft + (picture.panels[i].y.isLogarithmic ? kLongTexts : 0);
     DrawPanel(canvas, picture.panels[i], {left, top, right, top + height}, withTimes[i]);
-    top += height + (withTimes[i] ? kBottom : kBetween / 2);
+    top += height + (withTimes[i] ? kBottom : kBetween);
   }
   return canvas.Finish(reason);
 }

@@ -46,13 +46,16 @@ double ShownSeconds(std::span<const ImpulseRun> runs) {
   return shown;
 }
 
-double HighestDb(std::span<const ImpulseRun> runs) {
-  float peak = 0;
-  for (const ImpulseRun& run : runs) {
-    for (const float sample : run.back.sound.samples) peak = std::max(peak, std::fabs(sample));
-  }
+/// Where an axis ends that is to show a sound of this peak.
+double TopDb(float peak) {
   constexpr double kStep = 6;
   return std::max(0.0, std::ceil(Decibels(static_cast<double>(peak)) / kStep - 0.01) * kStep);
+}
+
+double TopDb(std::span<const ImpulseRun> runs) {
+  float peak = 0;
+  for (const ImpulseRun& run : runs) peak = std::max(peak, Highest(run.back.sound.samples));
+  return TopDb(peak);
 }
 
 /// One channel's part of a panel: `place` says where a level lies on the y axis.
@@ -111,7 +114,7 @@ std::size_t DifferentChannels(std::span<const ImpulseRun> runs) {
 }  // namespace
 
 Picture ImpulsePicture(std::span<const ImpulseRun> runs) {
-  const double shown = ShownSeconds(runs), top = HighestDb(runs);
+  const double shown = ShownSeconds(runs), top = TopDb(runs);
   const TimeAxis time = TimeUpTo(shown);
   const std::size_t channels = DifferentChannels(runs);
   Picture picture;
@@ -210,15 +213,14 @@ Picture TapPicture(const ImpulseRun& run, std::span<const double> tapMs) {
 }
 
 Picture LevelPicture(std::span<const NamedSound> sounds) {
-  double seconds = kLeastSeconds, peak = 0;
+  double seconds = kLeastSeconds;
+  float peak = 0;
   for (const NamedSound& one : sounds) {
     seconds = std::max(seconds, one.sound.seconds());
-    for (const float sample : one.sound.samples) peak = std::max(peak, static_cast<double>(std::fabs(sample)));
+    peak = std::max(peak, Highest(one.sound.samples));
   }
   const TimeAxis time = TimeUpTo(seconds);
-  constexpr double kStep = 6;
-  const double top = std::max(0.0, std::ceil(Decibels(peak) / kStep - 0.01) * kStep);
-  Panel panel{"", time.axis, LevelAxis("level (dB)", kFloorDb, top), {}, {}, {}, {}};
+  Panel panel{"", time.axis, LevelAxis("level (dB)", kFloorDb, TopDb(peak)), {}, {}, {}, {}};
   for (std::size_t i = 0; i < sounds.size(); ++i) {
     Curve curve{sounds[i].name, static_cast<Ink>(i), CurveForm::kLine, {}};
     std::vector<float> loudest = sounds[i].sound.Channel(0);

@@ -19,12 +19,6 @@ float Size(float sample) noexcept {
   return std::isfinite(size) ? size : 0.0F;
 }
 
-float Highest(std::span<const float> samples) noexcept {
-  float highest = 0;
-  for (const float sample : samples) highest = std::max(highest, Size(sample));
-  return highest;
-}
-
 /// Adds the powers of windows that overlap by half, and answers how many there were. One that the end cut off would
 /// show a step that is not there.
 std::size_t AddWindows(std::span<const float> channel, PowerSpectrum& spectrum, std::span<const float> window,
@@ -57,6 +51,12 @@ std::vector<float> PlainSound::Channel(std::size_t channel) const {
   std::vector<float> plain(frames());
   for (std::size_t i = 0; i < plain.size(); ++i) plain[i] = At(i, channel);
   return plain;
+}
+
+float Highest(std::span<const float> samples) noexcept {
+  float highest = 0;
+  for (const float sample : samples) highest = std::max(highest, Size(sample));
+  return highest;
 }
 
 std::size_t SilenceNoNumbers(PlainSound& sound) noexcept {
@@ -240,14 +240,10 @@ std::string ShortNumber(double value, int digits) {
   std::array<char, 64> text{};
   const double unit = std::pow(10.0, digits);
   const double rounded = std::round(value * unit) / unit;
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), rounded == 0 ? 0.0 : rounded,
-                                 std::chars_format::fixed, digits)
-                       .ptr;
-  std::string shown(text.data(), end);
-  if (shown.find('.') == std::string::npos) return shown;
-  shown.erase(shown.find_last_not_of('0') + 1);
-  if (shown.back() == '.') shown.pop_back();
-  return shown;
+  // The shortest text that is read back as this number has no zeros at its end.
+  return {text.data(),
+          std::to_chars(text.data(), text.data() + text.size(), rounded == 0 ? 0.0 : rounded, std::chars_format::fixed)
+              .ptr};
 }
 
 std::vector<Tick> RoundTicks(double from, double to, std::size_t count) {

@@ -22,6 +22,9 @@ struct PlainSound {
   std::vector<float> Channel(std::size_t channel) const;
 };
 
+/// The largest size of a sample.
+float Highest(std::span<const float> samples) noexcept;
+
 /// Makes samples that are infinite or no number 0, and answers how many there were.
 std::size_t SilenceNoNumbers(PlainSound& sound) noexcept;
 

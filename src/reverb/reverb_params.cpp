@@ -30,8 +30,10 @@ constexpr ParamDescriptor kRows[] = {
                {kStringBassAttenuationFrequency, kStringHertz}, kChangeRefresh, offsetof(ReverbParams, bassHz)),
     rows::Switch({"high-on", "", "damps high frequencies in the reverberation"}, {kStringAttenuateHighFrequencies},
                  kChangeRefresh, offsetof(ReverbParams, highOn)),
-    rows::Ramp({"high-hz", "Hz", "frequency above which high-on attenuates"}, {100, 15000, 2000, 100, 15000},
-               {kStringHighAttenuationFrequency, kStringHertz}, kChangeRefresh, offsetof(ReverbParams, highHz)),
+    rows::Ramp({"high-hz", "Hz",
+                "frequency above which high-on attenuates: -1 dB there, -3 dB at twice it, then 6 dB an octave"},
+               {100, 15000, 2000, 100, 15000}, {kStringHighAttenuationFrequency, kStringHertz}, kChangeRefresh,
+               offsetof(ReverbParams, highHz)),
     rows::Gain({"dry-out", "dB", "level of the unchanged signal; the lowest value is silence"}, kSilentTenths, -6,
                {kStringDryOut, kStringDecibels}, kChangeRefresh, offsetof(ReverbParams, dryOut)),
     rows::Gain(

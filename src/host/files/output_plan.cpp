@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <iterator>
 #include <limits>
@@ -44,15 +43,6 @@ constexpr SampleType kTypes[] = {
 constexpr SampleType kPacked[] = {{SF_FORMAT_VORBIS, FileBits::kDouble, "Vorbis", 0},
                                   {SF_FORMAT_OPUS, FileBits::kDouble, "Opus", 0},
                                   {SF_FORMAT_MPEG_LAYER_III, FileBits::kDouble, "MP3", 0}};
-
-std::string ExtensionOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  const std::size_t dot = name.rfind('.');
-  std::string extension = dot == std::string::npos ? std::string() : name.substr(dot + 1);
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extension;
-}
 
 bool IsDevice(const std::string& path) {
   std::error_code error;

@@ -26,6 +26,12 @@ ShapedInput::ShapedInput(SoundReader& reader, const InputShape& shape)
       frames_(reader.frames() < 0 ? -1 : std::clamp<std::int64_t>(reader.frames() - skip_, 0, most_)),
       silence_(FramesAt(shape.silence, reader.traits().rate)) {}
 
+MaybeExit ShapedInput::CheckChannels(const SoundReader& reader, const InputShape& shape) {
+  const std::uint32_t own = reader.traits().channels;
+  if (shape.channels <= 1 || own <= 1 || shape.channels == own) return std::nullopt;
+  return BadCall("--channels makes one channel of several, or several of one; the input has " + std::to_string(own));
+}
+
 MaybeExit ShapedInput::Skip() {
   std::vector<double> unheard(std::size_t{8192} * reader_.traits().channels);
   while (skip_ > 0) {

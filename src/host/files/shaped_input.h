@@ -20,6 +20,9 @@ class ShapedInput final : public SampleInput {
   /// `reader` outlives this. One channel becomes all of several; several become one at the mean of all.
   ShapedInput(SoundReader& reader, const InputShape& shape);
 
+  /// Whether `shape` asks for channels that can be made of the file's.
+  static MaybeExit CheckChannels(const SoundReader& reader, const InputShape& shape);
+
   /// Frames in all, without the silence; -1 when the file does not say.
   std::int64_t frames() const noexcept { return frames_; }
   std::uint32_t channels() const noexcept { return channels_; }

@@ -50,14 +50,19 @@ std::string PlotHelp() {
   return ChainHelp(kPlotHelp, PlotLineOptions(request));
 }
 
-/// A word as a shell takes it.
+/// A word as a shell takes it: in double quotes as people write them, or in single ones where a shell would read on
+/// between those.
 std::string ShellWord(const std::string& word) {
   const bool isPlain = !word.empty() && std::all_of(word.begin(), word.end(), [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
            (static_cast<unsigned char>(c) & 0x80U) != 0 ||
            std::string_view("-_./:=%+,@").find(c) != std::string_view::npos;
   });
-  return isPlain ? word : "\"" + word + "\"";
+  if (isPlain) return word;
+  if (word.find_first_of("\"$`\\!") == std::string::npos) return "\"" + word + "\"";
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 /// The call without its output and without what is only about files and looks.
@@ -109,14 +114,12 @@ MaybeExit TakeSize(const std::string& text, Look& look) {
 }
 
 MaybeExit TakeOutput(const std::string& path, PlotRequest& request) {
-  std::string ending = path.size() < 4 ? "" : path.substr(path.size() - 4);
-  std::transform(ending.begin(), ending.end(), ending.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  if (path != "-" && ending != ".png" && ending != ".svg") {
+  const std::string extension = ExtensionOf(path);
+  if (path != "-" && extension != "png" && extension != "svg") {
     return BadCall("plot writes a picture, so its last word is a name that ends in .png or .svg, not \"" + path + "\"");
   }
   request.run.output = path;
-  request.look.isSvg = ending == ".svg";
+  request.look.isSvg = extension == "svg";
   return std::nullopt;
 }
 

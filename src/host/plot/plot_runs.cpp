@@ -100,7 +100,8 @@ struct ChainNature {
   bool movesTime = false;   ///< what comes in at one time goes out at several
   double cycleSeconds = 0;  ///< of the slowest swing; 0 where nothing swings
 };
-Outcome<ChainNature> NatureOf(const PlotRun& run, std::vector<std::string>& remarks) {
+Outcome<ChainNature> NatureOf(const PlotRun& run) {
+  std::vector<std::string> unused;  // the run itself makes the same
   std::istringstream in(run.standardInput);
   const Outcome<double> moves = AutomationSeconds(run.call);
   if (!moves) return moves.earlyExit();
@@ -108,7 +109,7 @@ Outcome<ChainNature> NatureOf(const PlotRun& run, std::vector<std::string>& rema
   if (!song) return song.earlyExit();
   const SongMap* const map = *song ? &**song : nullptr;
   const Outcome<std::vector<PreparedEffect>> effects =
-      PrepareEffects(run.call, {(*moves + 1) * run.call.rate, run.call.rate}, map, in, remarks);
+      PrepareEffects(run.call, {(*moves + 1) * run.call.rate, run.call.rate}, map, in, unused);
   if (!effects) return effects.earlyExit();
   ChainNature nature;
   for (const PreparedEffect& effect : *effects) {
@@ -143,6 +144,13 @@ void RemarkNoNumbers(PlainSound& sound, const std::string& name, std::vector<std
   if (count == 0) return;
   remarks.push_back(CountText(count, "sample") + " of " + name + (count == 1 ? " is" : " are") +
                     " infinite or no number, and drawn as silence");
+}
+
+/// Adds what was not said yet: one chain runs several times for some pictures.
+void AddNew(std::vector<std::string>& remarks, std::vector<std::string> told) {
+  for (std::string& one : told) {
+    if (std::find(remarks.begin(), remarks.end(), one) == remarks.end()) remarks.push_back(std::move(one));
+  }
 }
 
 constexpr std::size_t kCurvePoints = 480;
@@ -188,7 +196,7 @@ Outcome<PlainSound> RunSound(const PlotRun& run, const PlainSound& sound, double
 }
 
 Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std::string>& remarks) {
-  const Outcome<ChainNature> nature = NatureOf(run, remarks);
+  const Outcome<ChainNature> nature = NatureOf(run);
   if (!nature) return nature.earlyExit();
   const Outcome<double> moves = AutomationSeconds(run.call);
   if (!moves) return moves.earlyExit();
@@ -197,19 +205,19 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
   if (nature->movesTime) lead += kLead;
   PlainSound sound = Silence(run.call, lead + 1.0 / run.call.rate);
   std::fill(sound.samples.end() - sound.channels, sound.samples.end(), 1.0F);
-  remarks.clear();
   // As much silence as it takes, for effects that have no tail of their own.
   constexpr double kLeastSilence = 2, kMostSilence = 32, kLonger = 4, kQuiet = 0.1;
   double silence = run.call.tail.value_or(std::max(kLeastSilence, *moves + kLeastSilence - lead));
   for (;;) {
-    remarks.clear();
-    Outcome<PlainSound> back = RunSound(run, sound, silence, remarks);
+    std::vector<std::string> told;
+    Outcome<PlainSound> back = RunSound(run, sound, silence, told);
     if (!back) return back.earlyExit();
     // Echoes far apart leave long pauses.
     const std::size_t pause = LongestPause(*back, kSilentLevel) * 3 / 2;
     const std::size_t quiet = std::max(static_cast<std::size_t>(kQuiet * back->rate), pause);
     const bool isOver = FramesAbove(*back, kSilentLevel) + quiet <= back->frames();
     if (isOver || run.call.tail || silence >= kMostSilence) {
+      AddNew(remarks, std::move(told));
       return ImpulseRun{{"", std::move(*back)}, lead, 20 * std::log10(run.call.shape.gain), !isOver};
     }
     silence = std::min(silence * kLonger, kMostSilence);
@@ -218,11 +226,10 @@ Outcome<ImpulseRun> RunImpulse(const PlotRun& run, double lead, std::vector<std:
 
 Outcome<std::vector<FrequencyCurves>> RunResponse(const PlotRun& run, std::size_t moments,
                                                   std::vector<std::string>& remarks) {
-  const Outcome<ChainNature> nature = NatureOf(run, remarks);
+  const Outcome<ChainNature> nature = NatureOf(run);
   if (!nature) return nature.earlyExit();
   std::vector<FrequencyCurves> all;
   if (nature->movesTime) {
-    remarks.clear();
     Outcome<FrequencyCurves> curves = NoiseResponse(run, remarks);
     if (!curves) return curves.earlyExit();
     all.push_back(std::move(*curves));
@@ -271,10 +278,7 @@ Outcome<PlainSound> LoadSound(const std::string& path, const RenderRequest& call
   const RawSound* const raw = call.rawIn ? &*call.rawIn : nullptr;
   Outcome<SoundReader> reader = path == "-" ? SoundReader::OpenStream(in, raw) : SoundReader::Open(path, raw);
   if (!reader) return reader.earlyExit();
-  if (call.shape.channels > 1 && reader->traits().channels > 1 && call.shape.channels != reader->traits().channels) {
-    return BadCall("--channels makes one channel of several, or several of one; the input has " +
-                   std::to_string(reader->traits().channels));
-  }
+  if (MaybeExit check = ShapedInput::CheckChannels(*reader, call.shape)) return *check;
   InputShape shape = call.shape;
   shape.gain = 1;
   ShapedInput input(*reader, shape);
