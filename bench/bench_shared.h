@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "audio/process_mode.h"
 #include "support/signals.h"
 
 namespace korva::bench {
 
 inline constexpr std::uint32_t kRate = 44100;
 inline constexpr std::uint32_t kFrames = 4096;
-
 inline constexpr std::uint16_t kChannelCounts[] = {1, 2, 6};
 
 /// "NAME/f32/2".
@@ -25,7 +25,7 @@ inline std::string KernelName(const std::string& name, SampleFormat format, std:
 }
 
 /// `frames` interleaved frames of noise of `level` in the record's format; a level of 0 is silence.
-inline Bytes NoiseBuffer(const FormatRecord& record, std::uint32_t frames, double level = 0.4) {
+inline Bytes NoiseBuffer(const FormatRecord& record, std::uint32_t frames = kFrames, double level = 0.4) {
   return Encode(record, GridNoise(std::size_t{frames} * record.channels, level, 1, 0x1p31));
 }
 
@@ -34,43 +34,58 @@ void Add(const std::string& name, Run run) {
   benchmark::RegisterBenchmark(name.c_str(), run);
 }
 
-/// Counter "ns_per_frame": the least that any slice of the run took, so that what else the machine does counts little.
-/// Made before the loop of a run. A slice has to be long beside a look at the clock, and of even work.
-class FrameTimer {
- public:
-  explicit FrameTimer(std::uint32_t sliceFrames = kFrames) noexcept : sliceFrames_(sliceFrames) {}
-
-  /// At the end of each round.
-  void Worked(std::uint32_t frames) noexcept {
-    frames_ += frames;
-    if (frames_ < sliceFrames_) return;
-    const auto now = std::chrono::steady_clock::now();
-    const std::chrono::duration<double, std::nano> taken = now - start_;
-    least_ = std::min(least_, taken.count() / frames_);
-    start_ = now;
-    frames_ = 0;
+/// The same for streams of each format in mono, stereo and six channels: `run(state, record)`.
+template <class Run>
+void AddStreams(const std::string& name, Run run) {
+  for (const SampleFormat format : kAllFormats) {
+    for (const std::uint16_t channels : kChannelCounts) {
+      Add(KernelName(name, format, channels),
+          [=](benchmark::State& state) { run(state, MakeFormat(format, channels, kRate)); });
+    }
   }
-  void Report(benchmark::State& state) const { state.counters["ns_per_frame"] = least_; }
+}
 
- private:
-  const std::uint32_t sliceFrames_;
-  std::uint32_t frames_ = 0;
-  double least_ = std::numeric_limits<double>::infinity();
-  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-};
-
-/// Rounds of `work` on a fresh copy of `input`: kernels work in place. The copy counts.
+/// Rounds of `work`, of `frames` frames each. Counter "ns_per_frame": the least that any slice of the run took, so that
+/// what else the machine does counts little. A slice has to be long beside a look at the clock, and of even work.
 template <class Work>
-void RunInPlace(benchmark::State& state, const Bytes& input, const Work& work) {
-  auto buffer = input;
-  FrameTimer timer;
+void RunRounds(benchmark::State& state, std::uint32_t frames, const Work& work, std::uint32_t sliceFrames = kFrames) {
+  double least = std::numeric_limits<double>::infinity();
+  std::uint32_t done = 0;
+  auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
-    std::memcpy(buffer.data(), input.data(), input.size());
-    work(buffer.data());
-    benchmark::DoNotOptimize(buffer.data());
-    timer.Worked(kFrames);
+    work();
+    benchmark::ClobberMemory();
+    done += frames;
+    if (done < sliceFrames) continue;
+    const auto now = std::chrono::steady_clock::now();
+    least = std::min(least, std::chrono::duration<double, std::nano>(now - start).count() / done);
+    start = now;
+    done = 0;
   }
-  timer.Report(state);
+  state.counters["ns_per_frame"] = least;
+}
+
+/// Rounds on a fresh copy of `input` in `buffer`: kernels work in place. The copy counts.
+template <class Work>
+void RunInPlace(benchmark::State& state, std::uint32_t frames, Bytes& buffer, const Work& work) {
+  const Bytes input = buffer;
+  RunRounds(state, frames, [&] {
+    std::memcpy(buffer.data(), input.data(), input.size());
+    work();
+  });
+}
+
+/// A buffer through an engine.
+template <class Engine>
+void RunBuffer(Engine& engine, Bytes& buffer, std::uint32_t frames = kFrames, ProcessMode mode = ModeContinue) {
+  engine.Process(mode, buffer.data(), frames, false);
+}
+
+/// Rounds of an engine on noise or, with a level of 0, on silence.
+template <class Engine>
+void RunEngine(benchmark::State& state, Engine& engine, const FormatRecord& record, double level = 0.4) {
+  Bytes buffer = NoiseBuffer(record, kFrames, level);
+  RunInPlace(state, kFrames, buffer, [&] { RunBuffer(engine, buffer); });
 }
 
 }  // namespace korva::bench

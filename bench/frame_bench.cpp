@@ -51,13 +51,10 @@ void FloatProcessCost(benchmark::State& state) {
   Owned<Filter> filter;
   filter->FloatStart(2, kRate);
   float frame[2] = {0.1F, -0.1F};
-  FrameTimer timer;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(filter->FloatProcess(frame, 1, 0));
+  RunRounds(state, 1, [&] {
+    filter->FloatProcess(frame, 1, 0);
     frame[0] = 0.1F;
-    timer.Worked(1);
-  }
-  timer.Report(state);
+  });
   filter->FloatStop();
 }
 

@@ -1,6 +1,4 @@
 #include <cmath>
-#include <utility>
-#include <vector>
 
 #include "bench_shared.h"
 #include "pitchtime/anti_alias.h"
@@ -9,6 +7,7 @@
 #include "pitchtime/pitchs_params.h"
 #include "pitchtime/time_engine.h"
 #include "pitchtime/time_params.h"
+#include "support/held_params.h"
 
 // Per input frame throughout: that is what a stream brings, whatever its length becomes.
 namespace korva::bench {
@@ -17,19 +16,9 @@ namespace {
 // Long enough that blocks of every mode come round many times.
 constexpr std::uint32_t kStreamFrames = 10 * kRate;
 
-template <class Block>
-struct FixedParams : ParamSource<Block> {
-  Block block;
-  explicit FixedParams(const EffectDescription& effect) : block(*static_cast<const Block*>(effect.recordStart)) {}
-  bool FetchParams(Block& out) noexcept override {
-    out = block;
-    return false;
-  }
-};
-
 /// Voices that drift over a little noise: noise alone has no best offset, and a plain tone too many.
-std::vector<std::uint8_t> MusicBuffer(const FormatRecord& record, std::uint32_t frames) {
-  std::vector<std::uint8_t> bytes = NoiseBuffer(record, frames, 0.03);
+Bytes MusicBuffer(const FormatRecord& record, std::uint32_t frames) {
+  Bytes bytes = NoiseBuffer(record, frames, 0.03);
   VisitFormat(*SampleFormatOf(record), [&](auto policy) {
     using Format = decltype(policy);
     auto* sample = reinterpret_cast<typename Format::Sample*>(bytes.data());
@@ -45,15 +34,12 @@ std::vector<std::uint8_t> MusicBuffer(const FormatRecord& record, std::uint32_t 
   return bytes;
 }
 
-void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecord& record) {
-  const auto source = MusicBuffer(record, kStreamFrames);
-  std::vector<std::uint8_t> buffer(std::size_t{kFrames} * record.blockAlign);
-  std::vector<std::uint8_t> out(std::size_t{4} * kFrames * record.blockAlign);
+void Stretch(benchmark::State& state, StretchEngine& engine, const FormatRecord& record) {
+  const Bytes source = MusicBuffer(record, kStreamFrames);
+  Bytes buffer(std::size_t{kFrames} * record.blockAlign), out(4 * buffer.size());
   engine.Start(record);
   std::size_t at = 0;
-  // Whole passes: the work comes in hops.
-  FrameTimer timer(kStreamFrames / kFrames * kFrames);
-  for (auto _ : state) {
+  const auto work = [&] {
     std::copy_n(source.begin() + static_cast<std::ptrdiff_t>(at), buffer.size(), buffer.begin());
     at += buffer.size();
     if (at + buffer.size() > source.size()) at = 0;
@@ -66,66 +52,48 @@ void RunEngine(benchmark::State& state, StretchEngine& engine, const FormatRecor
       from += std::size_t{taken} * record.blockAlign;
       left -= taken;
     }
-    benchmark::ClobberMemory();
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+  };
+  // Whole passes: the work comes in hops.
+  RunRounds(state, kFrames, work, kStreamFrames / kFrames * kFrames);
 }
 
-void RunTime(benchmark::State& state, SampleFormat format, std::uint16_t channels, std::int32_t mode) {
-  FixedParams<TimeParams> params(kTimeEffect);
-  params.block.mode = mode;
-  params.block.percentTimes100 = 15000.0;
-  TimeEngine engine(params);
-  RunEngine(state, engine, MakeFormat(format, channels, kRate));
+void Time(benchmark::State& state, const FormatRecord& record, std::int32_t mode) {
+  HeldParams held(PresetBlock<TimeParams>(kTimeEffect, 0));
+  held.block.mode = mode;
+  held.block.percentTimes100 = 15000.0;
+  TimeEngine engine(held);
+  Stretch(state, engine, record);
 }
 
-struct PitchSetting {
-  std::int32_t accuracy;
-  bool keep, filter;
-};
-
-void RunPitch(benchmark::State& state, SampleFormat format, std::uint16_t channels, PitchSetting setting) {
-  FixedParams<PitchsParams> params(kPitchsEffect);
-  params.block.transposition = TranspositionOf(4, 0);
-  params.block.accuracy = setting.accuracy;
-  params.block.preserveDuration = setting.keep ? 1 : 0;
-  params.block.antiAlias = setting.filter ? 1 : 0;
-  PitchsEngine engine(params);
-  RunEngine(state, engine, MakeFormat(format, channels, kRate));
+void Pitch(benchmark::State& state, const FormatRecord& record, std::int32_t accuracy, bool keep) {
+  HeldParams held(PresetBlock<PitchsParams>(kPitchsEffect, 0));
+  held.block.transposition = TranspositionOf(4, 0);
+  held.block.accuracy = accuracy;
+  held.block.preserveDuration = keep ? 1 : 0;
+  held.block.antiAlias = 0;
+  PitchsEngine engine(held);
+  Stretch(state, engine, record);
 }
 
-void RunFilter(benchmark::State& state, SampleFormat format, std::uint16_t channels) {
+void Filter(benchmark::State& state, const FormatRecord& record) {
   AntiAliasFilter filter;
   filter.DesignAntiAlias(0.4);
-  auto buffer = NoiseBuffer(MakeFormat(format, channels, kRate), kFrames);
-  FrameTimer timer;
-  for (auto _ : state) {
-    filter.FilterInPlace(format, buffer.data(), channels, kFrames);
-    benchmark::ClobberMemory();
-    timer.Worked(kFrames);
-  }
-  timer.Report(state);
+  Bytes buffer = NoiseBuffer(record);
+  RunRounds(state, kFrames,
+            [&] { filter.FilterInPlace(*SampleFormatOf(record), buffer.data(), record.channels, kFrames); });
 }
 
 const bool kRegistered = [] {
-  for (const SampleFormat format : kAllFormats) {
-    for (const std::uint16_t channels : kChannelCounts) {
-      for (const std::int32_t mode : {0, 1, 6, 15}) {
-        Add(KernelName("time-stretch/150%/mode " + std::to_string(mode), format, channels),
-            [=](auto& state) { RunTime(state, format, channels, mode); });
-      }
-      for (const std::int32_t accuracy : {1, 2, 3}) {
-        Add(KernelName("pitch-shift/+4/accuracy " + std::to_string(accuracy), format, channels), [=](auto& state) {
-          RunPitch(state, format, channels, {accuracy, false, false});
-        });
-      }
-      Add(KernelName("pitch-shift/+4/kept", format, channels), [=](auto& state) {
-        RunPitch(state, format, channels, {2, true, false});
-      });
-      Add(KernelName("pitch-shift/filter", format, channels), [=](auto& state) { RunFilter(state, format, channels); });
-    }
+  for (const std::int32_t mode : {0, 1, 6, 15}) {
+    AddStreams("time-stretch/150%/mode " + std::to_string(mode),
+               [=](auto& state, const auto& record) { Time(state, record, mode); });
   }
+  for (const std::int32_t accuracy : {1, 2, 3}) {
+    AddStreams("pitch-shift/+4/accuracy " + std::to_string(accuracy),
+               [=](auto& state, const auto& record) { Pitch(state, record, accuracy, false); });
+  }
+  AddStreams("pitch-shift/+4/kept", [](auto& state, const auto& record) { Pitch(state, record, 2, true); });
+  AddStreams("pitch-shift/filter", Filter);
   return true;
 }();
 

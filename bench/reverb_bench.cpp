@@ -1,24 +1,14 @@
-#include <chrono>
-#include <cstring>
+#include <xmmintrin.h>
+
 #include <ctime>
 
-#include "audio/process_mode.h"
 #include "bench_shared.h"
-#include "platform/denormals.h"
 #include "reverb/reverb_engine.h"
 #include "reverb/reverb_params.h"
+#include "support/held_params.h"
 
 namespace korva::bench {
 namespace {
-
-struct Source : ParamSource<ReverbParams> {
-  bool FetchParams(ReverbParams& block) noexcept override {
-    block = params;
-    return false;
-  }
-  // Ten combs, both filters on.
-  ReverbParams params = *static_cast<const ReverbParams*>(kReverbEffect.presets.Block(0));
-};
 
 // The processor's flushing stays as a block of mode 0 leaves it, so every run puts it back.
 struct KeepFlushBits {
@@ -26,25 +16,24 @@ struct KeepFlushBits {
   ~KeepFlushBits() { _mm_setcsr(bits); }
 };
 
-void Process(ReverbEngine& engine, std::uint8_t* buffer, std::uint32_t frames, ProcessMode mode) {
-  engine.ReverbProcess(mode, buffer, frames, false);
-  benchmark::DoNotOptimize(buffer);
-}
+// Ten combs, both filters on.
+struct Rig {
+  explicit Rig(const FormatRecord& record) { engine.SetFormat(record); }
+
+  HeldParams<ReverbParams> held{PresetBlock<ReverbParams>(kReverbEffect, 0)};
+  ReverbEngine engine{held};
+};
 
 // All in the calling thread.
-void Reverb(benchmark::State& state, SampleFormat format, std::uint16_t channels, bool vector) {
+void Reverb(benchmark::State& state, const FormatRecord& record, bool vector) {
   const KeepFlushBits keep;
-  const FormatRecord record = MakeFormat(format, channels, kRate);
-  Source source;
-  ReverbEngine engine(source);
-  engine.UseVectorKernel(vector);
-  engine.UseThreads(1);
-  engine.SetFormat(record);
-  engine.ReverbReset();
-  auto first = NoiseBuffer(record, kFrames);
-  Process(engine, first.data(), kFrames, ModeRestart);
-  RunInPlace(state, NoiseBuffer(record, kFrames),
-             [&](std::uint8_t* buffer) { Process(engine, buffer, kFrames, ModeContinue); });
+  Rig rig(record);
+  rig.engine.UseVectorKernel(vector);
+  rig.engine.UseThreads(1);
+  rig.engine.ReverbReset();
+  Bytes first = NoiseBuffer(record);
+  RunBuffer(rig.engine, first, kFrames, ModeRestart);
+  RunEngine(state, rig.engine, record);
 }
 
 // The dearest second of ten seconds of silence after loud noise. Without a restart block the vector kernel runs with
@@ -54,66 +43,52 @@ void ReverbSilence(benchmark::State& state, SampleFormat format, bool vector, bo
   const FormatRecord record = MakeFormat(format, 2, kRate);
   double worst = 0;
   for (auto _ : state) {
-    Source source;
-    source.params.decayTenths = 5;
-    source.params.highHz = 100;
-    ReverbEngine engine(source);
-    engine.UseVectorKernel(vector);
-    engine.SetFormat(record);
-    engine.ReverbReset();
-    auto buffer = NoiseBuffer(record, kRate, 1.0);
-    Process(engine, buffer.data(), kRate, restart ? ModeRestart : ModeContinue);
-    const auto silence = NoiseBuffer(record, kRate, 0.0);
+    Rig rig(record);
+    rig.held.block.decayTenths = 5;
+    rig.held.block.highHz = 100;
+    rig.engine.UseVectorKernel(vector);
+    rig.engine.ReverbReset();
+    Bytes buffer = NoiseBuffer(record, kRate, 1.0);
+    RunBuffer(rig.engine, buffer, kRate, restart ? ModeRestart : ModeContinue);
+    const Bytes silence = NoiseBuffer(record, kRate, 0.0);
     for (int second = 0; second < 10; ++second) {
       buffer = silence;
       const std::clock_t start = std::clock();
-      Process(engine, buffer.data(), kRate, ModeContinue);
+      RunBuffer(rig.engine, buffer, kRate);
       worst = std::max(worst, static_cast<double>(std::clock() - start) * 1e9 / CLOCKS_PER_SEC / kRate);
     }
   }
   state.counters["ns_per_frame"] = worst;
 }
 
-// By the clock on the wall: what the caller waits, with a thread for each processor or all alone.
+// What the caller waits, with a thread for each processor or all alone.
 void ReverbShared(benchmark::State& state, std::uint16_t channels, std::uint32_t frames, bool team) {
   const FormatRecord record = MakeFormat(SampleFormat::kFloat32, channels, kRate);
-  Source source;
-  ReverbEngine engine(source);
-  if (!team) engine.UseThreads(1);
-  engine.SetFormat(record);
-  engine.ReverbReset();
-  const auto input = NoiseBuffer(record, frames);
-  auto buffer = input;
-  Process(engine, buffer.data(), frames, ModeRestart);
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    std::memcpy(buffer.data(), input.data(), input.size());
-    Process(engine, buffer.data(), frames, ModeContinue);
-  }
-  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
-  state.counters["ns_per_frame"] = taken.count() / (static_cast<double>(state.iterations()) * frames);
+  Rig rig(record);
+  if (!team) rig.engine.UseThreads(1);
+  rig.engine.ReverbReset();
+  Bytes buffer = NoiseBuffer(record, frames);
+  RunInPlace(state, frames, buffer, [&] { RunBuffer(rig.engine, buffer, frames); });
 }
 
-// Work that is none: sharing out and joining alone.
+// Work that is none: sharing out and joining alone. A frame is one sharing.
 void Share(benchmark::State& state) {
   ReverbTeam team;
   team.Start(platform::ProcessorCount());
-  const auto start = std::chrono::steady_clock::now();
-  for (auto _ : state) {
-    team.Run(
-        6, [](void*, std::size_t first, std::size_t) { benchmark::DoNotOptimize(first); }, nullptr);
-  }
-  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
-  state.counters["ns_per_share"] = taken.count() / static_cast<double>(state.iterations());
+  const auto nothing = [](void*, std::size_t first, std::size_t) { benchmark::DoNotOptimize(first); };
+  RunRounds(state, 1, [&] { team.Run(6, nothing, nullptr); });
 }
 
 const bool registered = [] {
   for (const SampleFormat format : kAllFormats) {
-    for (const std::uint16_t channels : kChannelCounts) {
-      const std::string name = channels == 2 ? "reverb/plain" : "reverb";
-      Add(KernelName(name, format, channels), [=](auto& state) { Reverb(state, format, channels, false); });
-    }
-    Add(KernelName("reverb/vector", format, 2), [=](auto& state) { Reverb(state, format, 2, true); });
+    const auto add = [&](const char* name, std::uint16_t channels, bool vector) {
+      Add(KernelName(name, format, channels),
+          [=](auto& state) { Reverb(state, MakeFormat(format, channels, kRate), vector); });
+    };
+    add("reverb", 1, false);
+    add("reverb/plain", 2, false);
+    add("reverb/vector", 2, true);
+    add("reverb", 6, false);
   }
   for (const SampleFormat format : {SampleFormat::kPcm16, SampleFormat::kFloat32}) {
     const auto add = [&](const std::string& name, bool vector, bool restart) {
