@@ -29,7 +29,7 @@ std::vector<Slot> SlotsOf(const Subject& subject) {
     const char last = word.back();
     const std::size_t equals = word.find('=');
     const std::string name = word.substr(0, word.find_first_of("*^="));
-    const ParamDescriptor& row = RowNamed(subject.effect, name);
+    const ParamDescriptor& row = subject.effect.rows[RowNamed(subject.effect, name)];
     const double most = equals != word.npos ? std::stod(word.substr(equals + 1)) : row.externalMax;
     slots.push_back({&row, last == '*' || last == '^' ? last : '\0', most});
   }
@@ -68,7 +68,7 @@ TEST_P(Contract, EverySlotReachesItsParameterAndHoldsIt) {
       Bytes block = made.Block();
       if (std::string(s.row->name) == "semitones" || std::string(s.row->name) == "cents") {
         // The ratio is set by whoever sets these.
-        CopyField(RowNamed(effect(), "transposition"), expected.data(), block.data());
+        CopyField(effect().rows[RowNamed(effect(), "transposition")], expected.data(), block.data());
       }
       EXPECT_EQ(block, expected) << value;
       // What is set again has not changed.

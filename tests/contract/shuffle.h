@@ -1,8 +1,12 @@
 #pragma once
 
-#include <cmath>
-#include <string_view>
+#include <gtest/gtest.h>
 
+#include <cmath>
+#include <sstream>
+#include <string>
+
+#include "frame/block_holder.h"
 #include "frame/effect_description.h"
 #include "frame/row_values.h"
 
@@ -18,6 +22,26 @@ inline double FieldOf(const ParamDescriptor& row, const void* block) {
 inline void PutField(const ParamDescriptor& row, void* block, double value) {
   if (row.storage != Storage::kDouble) return StoreField(row, block, static_cast<std::int32_t>(value));
   std::memcpy(static_cast<std::uint8_t*>(block) + row.blockOffset, &value, sizeof value);
+}
+
+/// The row of that name.
+inline std::size_t RowNamed(const EffectDescription& effect, const std::string& name) {
+  for (std::size_t row = 0; row < effect.rows.size(); ++row) {
+    if (name == effect.rows[row].name) return row;
+  }
+  ADD_FAILURE() << effect.name << " has no " << name;
+  return 0;
+}
+
+/// Sets rows by name, in block units: "delay=10 decay=1".
+inline void SetRows(BlockHolder& parameters, const std::string& settings) {
+  std::istringstream words(settings);
+  for (std::string word; words >> word;) {
+    const std::size_t equals = word.find('='), row = RowNamed(parameters.effect(), word.substr(0, equals));
+    alignas(8) std::uint8_t block[kLargestBlock];
+    PutField(parameters.effect().rows[row], block, std::stod(word.substr(equals + 1)));
+    parameters.WriteRow(row, block);
+  }
 }
 
 /// Fills a block from a random preset and moves about half of its rows, one in three of those to an end of its range.

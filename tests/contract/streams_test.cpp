@@ -63,10 +63,11 @@ TEST_P(Contract, SamplesDependNeitherOnCutsNorOnTheRoadNorOnTheFormat) {
     Bytes block = Make().Block();
     Shuffle(effect(), block.data(), random);
     // A format of its own rounds once more before the filter for aliases.
-    if (!InPlace() && effect().rows.size() == 8) PutField(RowNamed(effect(), "anti-alias"), block.data(), 0);
+    const bool shifts = effect().name == std::string("pitch-shift");
     const auto make = [&] {
       Instance made = Make();
       made.parameters->WriteBlock(block.data());
+      made.Set(shifts ? "anti-alias=0" : "");
       return made;
     };
     const std::uint32_t rate = random() % 2 == 0 ? 8000 : 44100;

@@ -1,7 +1,5 @@
 #include "contract/subject.h"
 
-#include <sstream>
-
 #include "chorus/chorus_filter.h"
 #include "delay/echomt/echomt_filter.h"
 #include "delay/echos/echos_filter.h"
@@ -28,16 +26,6 @@ Instance Make() {
 }
 
 }  // namespace
-
-void Instance::Set(const std::string& settings) const {
-  Bytes block = Block();
-  std::istringstream words(settings);
-  for (std::string word; words >> word;) {
-    const std::size_t equals = word.find('=');
-    PutField(RowNamed(effect(), word.substr(0, equals)), block.data(), std::stod(word.substr(equals + 1)));
-  }
-  if (!settings.empty()) parameters->WriteBlock(block.data());
-}
 
 const std::vector<Subject>& Subjects() {
   static const std::vector<Subject> subjects = {

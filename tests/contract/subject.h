@@ -28,8 +28,7 @@ struct Instance {
     parameters->ReadBlock(block.data());
     return block;
   }
-  /// Sets rows by name, in block units: "delay=10 decay=1".
-  void Set(const std::string& settings) const;
+  void Set(const std::string& settings) const { SetRows(*parameters, settings); }
 };
 
 /// One of the six effects, and what about it a test has to know beforehand.
@@ -65,15 +64,6 @@ class Contract : public testing::TestWithParam<Subject> {
  private:
   const long objects_ = CBaseObject::ObjectsActive();
 };
-
-/// The row of that name.
-inline const ParamDescriptor& RowNamed(const EffectDescription& effect, const std::string& name) {
-  for (const ParamDescriptor& row : effect.rows) {
-    if (name == row.name) return row;
-  }
-  ADD_FAILURE() << effect.name << " has no " << name;
-  return effect.rows[0];
-}
 
 /// One operation of an interface by its slot, as hosts in other languages call it.
 template <class... Arguments>

@@ -2,137 +2,116 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <random>
 #include <span>
-#include <utility>
+#include <string>
 #include <vector>
 
-#include "pitchtime/pitchs_engine.h"
-#include "pitchtime/pitchs_params.h"
-#include "pitchtime/time_engine.h"
-#include "pitchtime/time_params.h"
-#include "support/signals.h"
+#include "contract/shuffle.h"
+#include "pitchtime/pitchs_filter.h"
+#include "pitchtime/time_filter.h"
+#include "support/test_graph.h"
 
 namespace korva {
 
-/// Parameters as a filter would hand them over.
-template <class Block>
-struct StandInStore : ParamSource<Block> {
-  Block block;
-  bool changed = true;
-  explicit StandInStore(const EffectDescription& effect) : block(*static_cast<const Block*>(effect.recordStart)) {}
-  bool FetchParams(Block& out) noexcept override {
-    out = block;
-    return std::exchange(changed, false);
+/// Buffers of a sink whose size is the sink's choice, whatever was asked for and told.
+class SinkAllocator final : public IMemAllocator {
+ public:
+  explicit SinkAllocator(std::size_t bytes) : bytes_(static_cast<LONG>(bytes)) { CreateMemoryAllocator(inner_.Put()); }
+  KORVA_STACK_UNKNOWN(IMemAllocator);
+  HRESULT SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override {
+    ALLOCATOR_PROPERTIES own{1, bytes_, request->cbAlign, request->cbPrefix};
+    const HRESULT result = inner_->SetProperties(&own, actual);
+    actual->cbBuffer = std::max<LONG>(bytes_, 512);
+    return result;
   }
-};
-
-/// An engine on a stream, driven as a filter drives it.
-template <class Engine, class Block>
-struct StretchRig {
-  StretchRig(const EffectDescription& effect, SampleFormat sampleFormat, std::uint16_t channelCount, std::uint32_t rate)
-      : store(effect), format(MakeFormat(sampleFormat, channelCount, rate)), channels(channelCount) {}
-
-  std::int32_t Start() { return result = engine.Start(format); }
-
-  void Change() {
-    store.changed = true;
-    engine.RaiseRebuild();
+  HRESULT GetProperties(ALLOCATOR_PROPERTIES* properties) override { return inner_->GetProperties(properties); }
+  HRESULT Commit() override { return inner_->Commit(); }
+  HRESULT Decommit() override { return inner_->Decommit(); }
+  HRESULT GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFERENCE_TIME*, DWORD) override {
+    return refusesAfter-- == 0 ? VFW_E_TIMEOUT : inner_->GetBuffer(sample, nullptr, nullptr, 0);
   }
+  HRESULT ReleaseBuffer(IMediaSample* sample) override { return inner_->ReleaseBuffer(sample); }
 
-  /// One buffer, as `Receive` does it: every frame is offered until it is taken.
-  void Receive(std::span<const double> input, std::size_t outFrames, ProcessMode mode = ModeContinue) {
-    Bytes in = Encode(format, input), out(outFrames * format.blockAlign);
-    auto left = static_cast<std::uint32_t>(in.size() / format.blockAlign);
-    if ((result = engine.PrepareInput(mode, in.data(), left)) < 0) return;
-    const std::uint8_t* at = in.data();
-    for (int idle = 0; idle < 100; ++idle) {
-      std::uint32_t taken = left, written = static_cast<std::uint32_t>(outFrames);
-      result = engine.Process(mode, at, &taken, out.data(), &written);
-      if (result < 0) return;
-      Keep(out, written);
-      if (taken >= left) return;
-      if (taken != 0 || written != 0) idle = 0;
-      at += std::size_t{taken} * format.blockAlign;
-      left -= taken;
-      if (mode == ModeRestart) mode = ModeContinue;
-    }
-    hung = true;
-  }
-
-  /// The end of the stream.
-  void Drain(std::size_t outFrames) {
-    Bytes out(outFrames * format.blockAlign);
-    for (int idle = 0; idle <= 2; ++idle) {
-      auto written = static_cast<std::uint32_t>(outFrames);
-      result = engine.Process(ModeFlush, nullptr, nullptr, out.data(), &written);
-      Keep(out, written);
-      if (result != kGoOn) return;
-      if (written != 0) idle = -1;
-    }
-    hung = true;
-  }
-
-  /// A whole stream in buffers of these sizes.
-  const std::vector<double>& Run(std::span<const double> input, std::size_t inFrames, std::size_t outFrames) {
-    output.clear();
-    if (Start() < 0) return output;
-    ProcessMode mode = ModeRestart;
-    for (std::size_t at = 0; at < input.size() && result >= 0; at += inFrames * channels) {
-      Receive(input.subspan(at, std::min(inFrames * channels, input.size() - at)), outFrames, mode);
-      mode = ModeContinue;
-    }
-    Drain(outFrames);
-    return output;
-  }
-
-  std::size_t frames() const { return output.size() / channels; }
-
-  StandInStore<Block> store;
-  Engine engine{store};
-  FormatRecord format;
-  std::uint16_t channels;
-  std::vector<double> output;  // interleaved
-  std::int32_t result = 0;
-  bool hung = false;
+  int refusesAfter = -1;  ///< buffers given before one is refused; negative for never
 
  private:
-  void Keep(const Bytes& out, std::uint32_t written) {
-    ASSERT_LE(std::size_t{written} * format.blockAlign, out.size());
-    const auto samples = Decode(format, std::span(out).first(std::size_t{written} * format.blockAlign));
-    output.insert(output.end(), samples.begin(), samples.end());
-  }
+  const LONG bytes_;
+  ComPtr<IMemAllocator> inner_;
 };
 
-struct PitchRig : StretchRig<PitchsEngine, PitchsParams> {
-  explicit PitchRig(double transposition, bool keep, SampleFormat f = SampleFormat::kFloat32, std::uint16_t c = 1,
-                    std::uint32_t rate = 44100)
-      : StretchRig(kPitchsEffect, f, c, rate) {
-    store.block.transposition = transposition;
-    store.block.preserveDuration = keep ? 1 : 0;
+/// What makes a Pitch Shift or a Time Stretch, with the rows that tests set most.
+inline std::string Shifted(double transposition, bool keep, const std::string& more = "") {
+  return "pitch-shift transposition=" + std::to_string(transposition) +
+         " preserve-duration=" + std::to_string(int{keep}) + " " + more;
+}
+inline std::string Stretched(double percent, int mode = 16) {
+  return "time-stretch percent=" + std::to_string(percent * 100) + " mode=" + std::to_string(mode);
+}
+
+inline const FormatRecord kMonoFloats = MakeFormat(SampleFormat::kFloat32, 1, 44100);
+
+/// One of the two in a graph: `StretchRig(Shifted(1.5, true)).Run(samples)`. Buffers downstream hold `outBytes`.
+struct StretchRig {
+  explicit StretchRig(const std::string& settings, const FormatRecord& streamFormat = kMonoFloats,
+                      std::size_t outBytes = 32768, GraphOptions options = {})
+      : filter(Make(settings)), format(streamFormat), allocator(outBytes), graph(filter, format, options) {
+    Set(settings.substr(settings.find(' ')));
+    // The output is connected anew, so that it delivers into these buffers.
+    filter.GetPin(1)->Disconnect();
+    graph.sink->pin.Disconnect();
+    graph.sink->pin.NotifyAllocator(&allocator, FALSE);
+    EXPECT_EQ(filter.GetPin(1)->Connect(&graph.sink->pin, nullptr), S_OK);
   }
+
+  void Set(const std::string& settings) { SetRows(filter.parameters(), settings); }
+
+  /// Sends samples and answers what came out at that.
+  std::vector<double> Send(std::span<const double> samples, bool jump = false) {
+    const Bytes bytes = Encode(format, samples);
+    const std::size_t step = 4096U * format.blockAlign;
+    for (std::size_t at = 0; at < bytes.size(); at += step) {
+      const auto part = std::span(bytes).subspan(at, std::min(step, bytes.size() - at));
+      EXPECT_EQ(graph.Send(part, {-1, jump && at == 0, false}), S_OK);
+    }
+    return Take();
+  }
+  std::vector<double> End() {
+    EXPECT_EQ(graph.source->pin.DeliverEndOfStream(), S_OK);
+    return Take();
+  }
+  /// A whole stream in buffers of `frames`.
+  std::vector<double> Run(std::span<const double> samples, std::size_t frames = 4096) {
+    const Bytes output = graph.Run(Encode(format, samples), frames);
+    EXPECT_EQ(graph.outcome, S_OK);
+    return Decode(format, output);
+  }
+
+  CQvStretchFilter& filter;
+  const ComPtr<IBaseFilter> object{&filter};
+  const FormatRecord format;
+  SinkAllocator allocator;
+  TestGraph graph;
+
+ private:
+  static CQvStretchFilter& Make(const std::string& settings) {
+    if (settings.starts_with("pitch")) return *new CQvPitchs(nullptr);
+    return *new CQvTime(nullptr);
+  }
+  std::vector<double> Take() { return Decode(format, std::exchange(graph.sink->pin.received, {})); }
 };
 
-struct TimeRig : StretchRig<TimeEngine, TimeParams> {
-  explicit TimeRig(double percent, std::int32_t mode = 0, SampleFormat f = SampleFormat::kFloat32, std::uint16_t c = 1,
-                   std::uint32_t rate = 44100)
-      : StretchRig(kTimeEffect, f, c, rate) {
-    store.block.percentTimes100 = percent * 100;
-    store.block.mode = mode;
-  }
-};
-
-inline std::vector<double> Sine(double hz, std::size_t frames, double level = 0.5, double rate = 44100) {
+inline std::vector<double> Sine(double hz, std::size_t frames) {
   std::vector<double> sine(frames);
-  for (std::size_t i = 0; i < frames; ++i)
-    sine[i] = level * std::sin(6.283185307179586 * hz * static_cast<double>(i) / rate);
+  for (std::size_t i = 0; i < frames; ++i) {
+    sine[i] = 0.5 * std::sin(6.283185307179586 * hz * static_cast<double>(i) / kMonoFloats.samplesPerSecond);
+  }
   return sine;
 }
 
 /// Tones that drift, with noise, another mixture in every channel, on the grid of 8-bit samples.
-inline std::vector<double> Music(std::size_t frames, std::size_t channels, std::uint32_t seed = 1) {
-  std::minstd_rand random(seed);
+inline std::vector<double> Music(std::size_t frames, std::size_t channels = 1) {
+  std::minstd_rand random(1);
   std::vector<double> music(frames * channels);
   for (std::size_t i = 0; i < frames; ++i) {
     const auto t = static_cast<double>(i);
@@ -145,28 +124,31 @@ inline std::vector<double> Music(std::size_t frames, std::size_t channels, std::
   return music;
 }
 
-/// The frequency of one tone, from its rising zero crossings between two places.
-inline double FrequencyOf(std::span<const double> tone, std::size_t from, std::size_t to, double rate = 44100) {
+/// How far one tone is from `target`, in cents, by its rising zero crossings.
+inline double CentsOff(std::span<const double> tone, double target) {
   double first = -1, last = -1;
   int periods = -1;
-  for (std::size_t i = from; i + 1 < to; ++i) {
+  for (std::size_t i = 0; i + 1 < tone.size(); ++i) {
     if (!(tone[i] < 0 && tone[i + 1] >= 0)) continue;
     last = static_cast<double>(i) + tone[i] / (tone[i] - tone[i + 1]);
     if (first < 0) first = last;
     ++periods;
   }
-  return periods * rate / (last - first);
+  return 1200 * std::log2(periods * kMonoFloats.samplesPerSecond / (last - first) / target);
 }
 
-inline double CentsBetween(double hz, double target) {
-  return 1200 * std::log2(hz / target);
-}
-
-/// Root mean square between two places.
-inline double LevelOf(std::span<const double> samples, std::size_t from, std::size_t to) {
+/// Root mean square.
+inline double LevelOf(std::span<const double> samples) {
   double sum = 0;
-  for (std::size_t i = from; i < to; ++i) sum += samples[i] * samples[i];
-  return std::sqrt(sum / static_cast<double>(to - from));
+  for (const double x : samples) sum += x * x;
+  return std::sqrt(sum / static_cast<double>(samples.size()));
+}
+
+/// The largest step from one sample to the next.
+inline double LargestStep(std::span<const double> samples) {
+  double largest = 0;
+  for (std::size_t i = 1; i < samples.size(); ++i) largest = std::max(largest, std::fabs(samples[i] - samples[i - 1]));
+  return largest;
 }
 
 }  // namespace korva
