@@ -7,20 +7,17 @@
 
 #include "platform/denormals.h"
 #include "reverb/reverb_params.h"
+#include "support/held_params.h"
 #include "support/signals.h"
 
 namespace korva {
 namespace {
 
 /// An engine on a stream of doubles, with its parameters.
-struct Rig : ParamSource<ReverbParams> {
+struct Rig : HeldParams<ReverbParams> {
   Rig(const ReverbParams& params, std::uint16_t channelCount, std::uint32_t rate = 44100)
-      : block(params), channels(channelCount) {
+      : HeldParams(params), channels(channelCount) {
     engine.SetFormat(MakeFormat(SampleFormat::kFloat64, channels, rate));
-  }
-  bool FetchParams(ReverbParams& out) noexcept override {
-    out = block;
-    return false;
   }
   std::vector<double> Run(std::vector<double> samples, ProcessMode mode = ModeContinue) {
     auto frames = static_cast<std::uint32_t>(samples.size() / channels);
@@ -28,7 +25,6 @@ struct Rig : ParamSource<ReverbParams> {
     return samples;
   }
 
-  ReverbParams block;
   std::uint16_t channels;
   ReverbEngine engine{*this};
 };
