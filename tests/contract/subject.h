@@ -7,6 +7,7 @@
 
 #include "contract/shuffle.h"
 #include "frame/in_place_filter.h"
+#include "support/slots.h"
 #include "support/test_graph.h"
 
 namespace korva {
@@ -64,12 +65,5 @@ class Contract : public testing::TestWithParam<Subject> {
  private:
   const long objects_ = CBaseObject::ObjectsActive();
 };
-
-/// One operation of an interface by its slot, as hosts in other languages call it.
-template <class... Arguments>
-HRESULT CallSlot(IUnknown* object, std::size_t slot, Arguments... arguments) {
-  void* const* const table = *reinterpret_cast<void* const* const*>(object);
-  return reinterpret_cast<HRESULT (*)(IUnknown*, Arguments...)>(table[slot])(object, arguments...);
-}
 
 }  // namespace korva

@@ -4,27 +4,41 @@
 
 #include <chrono>
 #include <cstring>
-#include <thread>
+#include <future>
 
-#include "platform/services.h"
 #include "streaming/com_ptr.h"
 #include "streaming/media_type.h"
 
 namespace korva {
 namespace {
 
-ComPtr<IMemAllocator> MakeAllocator(ALLOCATOR_PROPERTIES request = {2, 100, 16, 0}) {
+ComPtr<IMemAllocator> MakeAllocator() {
   ComPtr<IMemAllocator> allocator;
   EXPECT_EQ(CreateMemoryAllocator(allocator.Put()), S_OK);
-  ALLOCATOR_PROPERTIES actual{};
-  EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
   return allocator;
 }
 
-ComPtr<IMediaSample> Take(IMemAllocator& allocator, DWORD flags = 0) {
-  ComPtr<IMediaSample> sample;
-  allocator.GetBuffer(sample.Put(), nullptr, nullptr, flags);
-  return sample;
+HRESULT Propose(const ComPtr<IMemAllocator>& allocator, ALLOCATOR_PROPERTIES request) {
+  ALLOCATOR_PROPERTIES actual{};
+  return allocator->SetProperties(&request, &actual);
+}
+
+/// One whose buffers are there.
+ComPtr<IMemAllocator> Committed(const ALLOCATOR_PROPERTIES& request) {
+  auto allocator = MakeAllocator();
+  EXPECT_EQ(Propose(allocator, request), S_OK);
+  EXPECT_EQ(allocator->Commit(), S_OK);
+  return allocator;
+}
+
+HRESULT Take(const ComPtr<IMemAllocator>& allocator, ComPtr<IMediaSample>& sample, DWORD flags = AM_GBF_NOWAIT) {
+  return allocator->GetBuffer(sample.Put(), nullptr, nullptr, flags);
+}
+
+BYTE* BytesOf(const ComPtr<IMediaSample>& sample) {
+  BYTE* bytes = nullptr;
+  EXPECT_EQ(sample->GetPointer(&bytes), S_OK);
+  return bytes;
 }
 
 TEST(Allocator, RefusesPropertiesThatNoBufferCanHave) {
@@ -42,111 +56,91 @@ TEST(Allocator, RefusesPropertiesThatNoBufferCanHave) {
       {{1, 100, -16, 0}, VFW_E_BADALIGN},
   };
   for (const auto& row : rows) {
-    ComPtr<IMemAllocator> allocator;
-    ASSERT_EQ(CreateMemoryAllocator(allocator.Put()), S_OK);
+    const auto allocator = MakeAllocator();
     EXPECT_EQ(allocator->Commit(), VFW_E_SIZENOTSET);
-    ALLOCATOR_PROPERTIES request = row.request, actual{};
-    EXPECT_EQ(allocator->SetProperties(&request, &actual), row.expected)
+    EXPECT_EQ(Propose(allocator, row.request), row.expected)
         << row.request.cBuffers << ' ' << row.request.cbBuffer << ' ' << row.request.cbAlign;
     if (row.expected != S_OK) continue;
     EXPECT_EQ(allocator->Commit(), S_OK);
-    EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_ALREADY_COMMITTED);
+    EXPECT_EQ(Propose(allocator, row.request), VFW_E_ALREADY_COMMITTED);
   }
 }
 
 TEST(Allocator, BuffersAreAlignedAfterTheirPrefixAndDoNotOverlap) {
   for (const LONG align : {1, 16, 4096}) {
     for (const LONG prefix : {0, 1, 100}) {
-      const auto allocator = MakeAllocator({3, 333, align, prefix});
-      ASSERT_EQ(allocator->Commit(), S_OK);
+      const auto allocator = Committed({3, 333, align, prefix});
       ComPtr<IMediaSample> samples[3];
-      BYTE* bytes[3] = {};
       for (int i = 0; i < 3; ++i) {
-        samples[i] = Take(*allocator.Get());
-        ASSERT_TRUE(samples[i]);
-        EXPECT_EQ(samples[i]->GetSize(), 333);
-        ASSERT_EQ(samples[i]->GetPointer(&bytes[i]), S_OK);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes[i] - prefix) % static_cast<std::uintptr_t>(align), 0U);
-        std::memset(bytes[i] - prefix, i + 1, static_cast<std::size_t>(prefix) + 333);
+        ASSERT_EQ(Take(allocator, samples[i]), S_OK);
+        BYTE* const start = BytesOf(samples[i]) - prefix;
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(start) % static_cast<std::uintptr_t>(align), 0U);
+        std::memset(start, i + 1, static_cast<std::size_t>(prefix) + 333);
       }
-      for (int i = 0; i < 3; ++i) EXPECT_EQ(bytes[i][-prefix] + bytes[i][332], 2 * (i + 1));
+      for (int i = 0; i < 3; ++i) {
+        const BYTE* const bytes = BytesOf(samples[i]);
+        EXPECT_EQ(bytes[-prefix] + bytes[332], 2 * (i + 1));
+      }
     }
   }
 }
 
 TEST(Allocator, LendsOnlyWhatItHasAndOnlyWhileCommitted) {
   const auto allocator = MakeAllocator();
-  ComPtr<IMediaSample> sample;
-  EXPECT_EQ(allocator->GetBuffer(sample.Put(), nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
+  ComPtr<IMediaSample> first, second, third;
+  EXPECT_EQ(Propose(allocator, {2, 100, 16, 0}), S_OK);
+  EXPECT_EQ(Take(allocator, first), VFW_E_NOT_COMMITTED);
   ASSERT_EQ(allocator->Commit(), S_OK);
-  const auto first = Take(*allocator.Get());
-  auto second = Take(*allocator.Get());
-  ASSERT_TRUE(first && second);
-  EXPECT_EQ(allocator->GetBuffer(sample.Put(), nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
+  EXPECT_EQ(Take(allocator, first), S_OK);
+  EXPECT_EQ(Take(allocator, second), S_OK);
+  EXPECT_EQ(Take(allocator, third), VFW_E_TIMEOUT);
   second.Reset();
   REFERENCE_TIME start = 5, stop = 9;
-  ASSERT_EQ(allocator->GetBuffer(sample.Put(), &start, &stop, AM_GBF_NOWAIT), S_OK);
+  ASSERT_EQ(allocator->GetBuffer(third.Put(), &start, &stop, 0), S_OK);
   start = stop = 0;
-  EXPECT_EQ(sample->GetTime(&start, &stop), S_OK);
-  EXPECT_EQ(start, 5);
-  EXPECT_EQ(stop, 9);
+  EXPECT_EQ(third->GetTime(&start, &stop), S_OK);
+  EXPECT_TRUE(start == 5 && stop == 9);
 }
 
 TEST(Allocator, BuffersThatAreOutAtADecommitOutliveIt) {
-  auto allocator = MakeAllocator();
-  ALLOCATOR_PROPERTIES larger{4, 200, 1, 0}, actual{};
-  ASSERT_EQ(allocator->Commit(), S_OK);
-  auto sample = Take(*allocator.Get());
-  const auto fill = [&sample](std::size_t size) {
-    BYTE* bytes = nullptr;
-    sample->GetPointer(&bytes);
-    std::memset(bytes, 1, size);
-  };
+  auto allocator = Committed({2, 100, 16, 0});
+  constexpr ALLOCATOR_PROPERTIES kLarger{4, 200, 1, 0};
+  ComPtr<IMediaSample> sample, other;
+  ASSERT_EQ(Take(allocator, sample), S_OK);
   ASSERT_EQ(allocator->Decommit(), S_OK);
-  fill(100);
-  EXPECT_EQ(allocator->SetProperties(&larger, &actual), VFW_E_BUFFERS_OUTSTANDING);
+  std::memset(BytesOf(sample), 1, 100);
+  EXPECT_EQ(Propose(allocator, kLarger), VFW_E_BUFFERS_OUTSTANDING);
   ASSERT_EQ(allocator->Commit(), S_OK);
-  EXPECT_TRUE(Take(*allocator.Get(), AM_GBF_NOWAIT));
+  EXPECT_EQ(Take(allocator, other), S_OK);
+  other.Reset();
   EXPECT_EQ(allocator->Decommit(), S_OK);
   sample.Reset();
-  EXPECT_EQ(allocator->SetProperties(&larger, &actual), S_OK);
+  EXPECT_EQ(Propose(allocator, kLarger), S_OK);
   ASSERT_EQ(allocator->Commit(), S_OK);
-  sample = Take(*allocator.Get());
+  ASSERT_EQ(Take(allocator, sample), S_OK);
   EXPECT_EQ(sample->GetSize(), 200);
   // The last sample out keeps an allocator that nobody else holds.
   allocator->Decommit();
   allocator.Reset();
-  fill(200);
+  std::memset(BytesOf(sample), 1, 200);
 }
 
 TEST(Allocator, AWaitingThreadIsWokenByAReturnAndByADecommit) {
   for (const bool decommit : {false, true}) {
-    const auto allocator = MakeAllocator({1, 100, 1, 0});
-    ASSERT_EQ(allocator->Commit(), S_OK);
-    auto held = Take(*allocator.Get());
-    HRESULT result = E_UNEXPECTED;
-    std::atomic<bool> waiting{false};
-    std::thread thread([&] {
-      ComPtr<IMediaSample> sample;
-      waiting = true;
-      result = allocator->GetBuffer(sample.Put(), nullptr, nullptr, 0);
-    });
-    while (!waiting) std::this_thread::yield();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (decommit) {
-      allocator->Decommit();
-    } else {
-      held.Reset();
-    }
-    thread.join();
-    EXPECT_EQ(result, decommit ? VFW_E_NOT_COMMITTED : S_OK);
+    const auto allocator = Committed({1, 100, 1, 0});
+    ComPtr<IMediaSample> held, waitedFor;
+    ASSERT_EQ(Take(allocator, held), S_OK);
+    auto result = std::async(std::launch::async, [&] { return Take(allocator, waitedFor, 0); });
+    EXPECT_EQ(result.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    decommit ? void(allocator->Decommit()) : held.Reset();
+    EXPECT_EQ(result.get(), decommit ? VFW_E_NOT_COMMITTED : S_OK);
   }
 }
 
 TEST(MediaSample, KeepsTimesFlagsAndTypeUntilItGoesBack) {
-  const auto allocator = MakeAllocator({1, 100, 1, 0});
-  ASSERT_EQ(allocator->Commit(), S_OK);
-  auto sample = Take(*allocator.Get());
+  const auto allocator = Committed({1, 100, 1, 0});
+  ComPtr<IMediaSample> sample;
+  ASSERT_EQ(Take(allocator, sample), S_OK);
   REFERENCE_TIME start = 10, stop = 20;
   EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
   EXPECT_EQ(sample->SetTime(&start, nullptr), S_OK);
@@ -170,7 +164,7 @@ TEST(MediaSample, KeepsTimesFlagsAndTypeUntilItGoesBack) {
   DeleteMediaType(carried);
 
   sample.Reset();
-  sample = Take(*allocator.Get());
+  ASSERT_EQ(Take(allocator, sample), S_OK);
   EXPECT_EQ(sample->GetMediaType(&carried), S_FALSE);
   EXPECT_EQ(sample->IsDiscontinuity(), S_FALSE);
   EXPECT_EQ(sample->GetActualDataLength(), 100);
@@ -178,27 +172,28 @@ TEST(MediaSample, KeepsTimesFlagsAndTypeUntilItGoesBack) {
 }
 
 TEST(MediaSample, PropertiesMayBeGivenInPartAndNeverMoveTheBuffer) {
-  const auto allocator = MakeAllocator();
-  ASSERT_EQ(allocator->Commit(), S_OK);
-  const auto sample = Query<IMediaSample2>(Take(*allocator.Get()).Get());
-  ASSERT_TRUE(sample);
+  const auto allocator = Committed({1, 100, 1, 0});
+  ComPtr<IMediaSample> taken;
+  ASSERT_EQ(Take(allocator, taken), S_OK);
+  const auto sample = Query<IMediaSample2>(taken.Get());
   AM_SAMPLE2_PROPERTIES all{}, part{};
   ASSERT_EQ(sample->GetProperties(sizeof all, reinterpret_cast<BYTE*>(&all)), S_OK);
-  EXPECT_EQ(all.cbData, sizeof all);
-  EXPECT_EQ(all.cbBuffer, 100);
-
+  const auto set = [&](DWORD bytes, const AM_SAMPLE2_PROPERTIES& properties) {
+    return sample->SetProperties(bytes, reinterpret_cast<const BYTE*>(&properties));
+  };
+  // What follows the length that a caller knows of keeps what it holds.
   part.cbData = offsetof(AM_SAMPLE2_PROPERTIES, tStart);
   part.dwSampleFlags = AM_SAMPLE_DATADISCONTINUITY;
   part.lActual = 30;
-  EXPECT_EQ(sample->SetProperties(part.cbData, reinterpret_cast<BYTE*>(&part)), S_OK);
+  for (const DWORD bytes : {part.cbData, static_cast<DWORD>(sizeof part)}) EXPECT_EQ(set(bytes, part), S_OK);
   EXPECT_EQ(sample->GetActualDataLength(), 30);
   EXPECT_EQ(sample->IsDiscontinuity(), S_OK);
   part.lActual = 101;
-  EXPECT_EQ(sample->SetProperties(part.cbData, reinterpret_cast<BYTE*>(&part)), VFW_E_BUFFER_OVERFLOW);
-  EXPECT_EQ(sample->SetProperties(2, reinterpret_cast<BYTE*>(&part)), E_INVALIDARG);
+  EXPECT_EQ(set(part.cbData, part), VFW_E_BUFFER_OVERFLOW);
+  EXPECT_EQ(set(2, part), E_INVALIDARG);
   BYTE elsewhere = 0;
   all.pbBuffer = &elsewhere;
-  EXPECT_EQ(sample->SetProperties(sizeof all, reinterpret_cast<BYTE*>(&all)), E_INVALIDARG);
+  EXPECT_EQ(set(sizeof all, all), E_INVALIDARG);
 }
 
 TEST(MediaType, BlocksThatAreMissingMatchNothingAndCrashNothing) {
