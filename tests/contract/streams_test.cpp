@@ -102,34 +102,29 @@ struct Tail {
   const char* effect;
   std::string settings;
   std::size_t frames, framesOfFloats;  // at 8 kHz, in buffers of 3000
-  std::vector<std::size_t> rung;       // of stereo tail-only samples of 1000 frames
-  std::string answers;                 // of as many such calls by the direct road, with what they rang
+  std::vector<std::size_t> rung;       // of stereo tail-only samples of 1000 frames; none: not looked at
+  std::size_t goingOn;                 // such calls by the direct road that are not yet answered as the end
 };
 
 // One echo of 100 ms, one tap of 100 ms in a line of 105 ms, combs of 41 ms and more. Simple Delay counts the decay
 // once for each channel, and in whole numbers rings for one buffer alone. Reverb rings for whole seconds.
-const std::string kEcho = "delay=100 decay=10 delay-out=0 dry-out=-800 multiple-delays=",
-                  kTap = "tap-delay-1=100 dry-out=-800 wet-out=-10 feedback=",
-                  kHall =
-                      "dry-out=-800 reverb-out=0 early-out=-800 reverb-mode=2 pre-delay=0 bass-on=0 high-on=0 decay=";
+const std::string kEcho = "dry-out=-800 delay-out=0 delay=100 decay=10 multiple-delays=",
+                  kTap = "dry-out=-800 wet-out=-10 tap-delay-1=100 feedback=",
+                  kHall = "dry-out=-800 early-out=-800 reverb-out=0 reverb-mode=2 pre-delay=0 bass-on=0 high-on=0 ";
 const Tail kTails[] = {
-    {"chorus", "", 0, 0, {0}, "1:0 "},
-    {"simple-delay", kEcho + "0", 800, 800, {800, 0}, "1:800 1:0 "},
-    {"simple-delay", kEcho + "1", 3000, 8800, {}, ""},
-    {"simple-delay", kEcho + "1 delay=10 decay=1", 880, 880, {1000, 680, 0, 0}, "0:1000 1:680 1:0 "},
-    {"simple-delay", kEcho + "1 bypass=1", 0, 0, {}, ""},
-    {"multi-tap-delay", kTap + "0", 840, 840, {840, 0}, "0:840 1:0 "},
-    {"multi-tap-delay",
-     kTap + "50",
-     4200,
-     4200,
-     {1000, 1000, 1000, 1000, 200, 0},
-     "0:1000 0:1000 0:1000 0:1000 0:200 1:0 "},
-    {"multi-tap-delay", kTap + "100", 160000, 160000, {}, ""},
-    {"reverb", kHall + "9", 0, 0, {}, ""},
-    {"reverb", kHall + "10", 8000, 8000, {1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000, 0}, ""},
-    {"reverb", kHall + "29 bypass=1", 16000, 16000, {}, ""},
-    {"reverb", kHall + "50", 40000, 40000, {}, ""},
+    {"chorus", "", 0, 0, {0}, 0},
+    {"simple-delay", kEcho + "0", 800, 800, {800, 0}, 0},
+    {"simple-delay", kEcho + "1", 3000, 8800, {}, 0},
+    {"simple-delay", kEcho + "1 delay=10 decay=1", 880, 880, {1000, 680, 0, 0}, 1},
+    {"simple-delay", kEcho + "1 bypass=1", 0, 0, {}, 0},
+    {"multi-tap-delay", kTap + "0", 840, 840, {840, 0}, 1},
+    {"multi-tap-delay", kTap + "50", 4200, 4200, {1000, 1000, 1000, 1000, 200, 0}, 5},
+    {"multi-tap-delay", kTap + "90", 24360, 24360, {}, 0},
+    {"multi-tap-delay", kTap + "100", 160000, 160000, {}, 0},
+    {"reverb", kHall + "decay=9", 0, 0, {}, 0},
+    {"reverb", kHall + "decay=10", 8000, 8000, {1000, 1000, 1000, 1000, 1000, 1000, 1000, 1000, 0}, 8},
+    {"reverb", kHall + "decay=29 bypass=1", 16000, 16000, {}, 0},
+    {"reverb", kHall + "decay=50", 40000, 40000, {}, 0},
 };
 
 TEST_P(Contract, TheTailIsAsLongAsItShouldByBothRoadsInAllFormats) {
@@ -194,14 +189,12 @@ TEST_P(Contract, TailOnlySamplesRingOutAreSkippedAndTheNextRealOneStartsAnew) {
     EXPECT_EQ(made.inPlace->FloatStart(2, 8000), S_OK);
     std::vector<float> audio(2 * 1000, 0.125F);
     EXPECT_EQ(made.inPlace->FloatProcess(audio.data(), 1000, 0), S_OK);
-    std::string answers;
-    for (std::size_t i = 0; answers.size() < tail.answers.size(); ++i) {
+    for (std::size_t i = 0; i < tail.rung.size(); ++i) {
       std::vector<float> buffer(2 * 1000, 0.25F);
-      answers += std::to_string(made.inPlace->FloatProcess(buffer.data(), 1000, 1));
+      EXPECT_EQ(made.inPlace->FloatProcess(buffer.data(), 1000, 1), i < tail.goingOn ? S_OK : S_FALSE) << i;
       const auto kept = std::find_if(buffer.rbegin(), buffer.rend(), [](float x) { return x != 0.25F; });
-      answers += ':' + std::to_string((buffer.rend() - kept) / 2) + ' ';
+      EXPECT_EQ(static_cast<std::size_t>(buffer.rend() - kept), 2 * tail.rung[i]) << i;
     }
-    EXPECT_EQ(answers, tail.answers) << tail.settings;
     EXPECT_EQ(made.inPlace->FloatStop(), S_OK);
   }
 }
@@ -244,19 +237,17 @@ TEST_P(Contract, SilenceComesToRestAndNoSampleIsDenormal) {
 
 TEST_P(Contract, StatesAreAnsweredWithTheirCodes) {
   const Instance made = Make();
-  const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 2, 44100);
   CMediaType refused;
   refused.SetWave(MakeFormat(SampleFormat::kPcm16, 33, 44100));
   EXPECT_EQ(made.filter->GetPin(0)->QueryAccept(&refused.get()), S_FALSE);
-  EXPECT_NE(made.filter->CheckInputType(refused.get()), S_OK);
-  TestGraph graph(*made.filter, format);
+  TestGraph graph(*made.filter, MakeFormat(SampleFormat::kPcm16, 2, 44100));
   ASSERT_EQ(graph.connected, S_OK);
   TestSample sample(Bytes(400));
-  EXPECT_EQ(graph.input().Receive(&sample), VFW_E_WRONG_STATE);
   EXPECT_EQ(graph.input().Receive(nullptr), E_POINTER);
   for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(graph.input().Receive(&sample), VFW_E_WRONG_STATE);
     ASSERT_EQ(graph.Start(), S_OK);
-    EXPECT_EQ(graph.Send(Bytes(400)), S_OK);
+    EXPECT_EQ(graph.input().Receive(&sample), S_OK);
     float frame[2] = {};
     DWORD frames = 1;
     if (made.inPlace != nullptr) {
@@ -265,14 +256,7 @@ TEST_P(Contract, StatesAreAnsweredWithTheirCodes) {
       EXPECT_EQ(made.inPlace->FloatTail(frame, &frames), S_FALSE);
       EXPECT_EQ(made.inPlace->FloatStop(), VFW_E_WRONG_STATE);
     }
-    // While the stream is flushed nothing is taken; after it everything is.
-    graph.source->pin.DeliverBeginFlush();
-    EXPECT_EQ(graph.input().Receive(&sample), S_FALSE);
-    graph.source->pin.DeliverEndFlush();
-    EXPECT_EQ(graph.Send(Bytes(400)), S_OK);
-    graph.Stop();
-    graph.Stop();
-    EXPECT_EQ(graph.input().Receive(&sample), VFW_E_WRONG_STATE);
+    for (int i = 0; i < 2; ++i) graph.Stop();
     if (made.inPlace == nullptr) continue;
     EXPECT_EQ(made.inPlace->FloatStart(2, 44100), S_OK);
     EXPECT_EQ(graph.Start(), VFW_E_WRONG_STATE);
