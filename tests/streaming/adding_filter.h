@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "streaming/trans_in_place.h"
+#include "support/test_pins.h"
 
 namespace korva {
 
@@ -49,6 +50,21 @@ class AddingFilter final : public CTransInPlaceFilter {
   std::function<bool()> onStop;  ///< called under the filter lock; false gives the stop up
   std::atomic<int> starts{0}, stops{0};
   HRESULT startResult = S_OK;
+};
+
+/// A source, the filter and a sink that a test connects as it likes. Taken apart at the end.
+struct LoosePins {
+  ~LoosePins() {
+    for (IPin* const pin : pins) pin->Disconnect();
+  }
+
+  Owned<SourceFilter> sourceFilter;
+  Owned<AddingFilter> filter;
+  Owned<SinkFilter> sinkFilter;
+  SourcePin& source = sourceFilter->pin;
+  SinkPin& sink = sinkFilter->pin;
+  IPin *const in = filter->GetPin(0), *const out = filter->GetPin(1);
+  IPin* const pins[4] = {in, out, &source, &sink};
 };
 
 }  // namespace korva

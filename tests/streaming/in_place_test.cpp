@@ -57,27 +57,23 @@ TEST(InPlace, SharesBuffersWhereverBothSidesAllowIt) {
 
 TEST(InPlace, BuffersMeetWhatDownstreamRequires) {
   for (const bool downstreamFirst : {false, true}) {
-    Owned<AddingFilter> filter;
-    Owned<SourceFilter> source;
-    Owned<SinkFilter> sink;
-    source->pin.formats = {kStereo};
-    sink->pin.requirements = {5, 8000, 64, 0};
-    IPin* const in = filter->GetPin(0);
-    IPin* const out = filter->GetPin(1);
+    LoosePins pins;
+    pins.source.formats = {kStereo};
+    pins.sink.requirements = {5, 8000, 64, 0};
     // Before upstream is there, there is nothing to propose.
-    EXPECT_EQ(out->Connect(&sink->pin, nullptr), VFW_E_NO_ACCEPTABLE_TYPES);
+    EXPECT_EQ(pins.out->Connect(&pins.sink, nullptr), VFW_E_NO_ACCEPTABLE_TYPES);
     for (const bool down : {downstreamFirst, !downstreamFirst}) {
-      EXPECT_EQ(down ? out->Connect(&sink->pin, AudioType()) : source->pin.Connect(in, AudioType()), S_OK);
+      EXPECT_EQ(down ? pins.out->Connect(&pins.sink, AudioType()) : pins.source.Connect(pins.in, AudioType()), S_OK);
     }
+    const auto used = pins.filter->outputPin()->allocator();
     ALLOCATOR_PROPERTIES actual{}, heard{};
-    filter->outputPin()->allocator()->GetProperties(&actual);
+    used->GetProperties(&actual);
     EXPECT_GE(actual.cbAlign, 64) << downstreamFirst;
-    EXPECT_EQ(filter->outputPin()->allocator().Get(), sink->pin.allocator().Get());
-    EXPECT_EQ(filter->inputPin()->allocator().Get(), sink->pin.allocator().Get());
+    EXPECT_EQ(used.Get(), pins.sink.allocator().Get());
+    EXPECT_EQ(used.Get(), pins.filter->inputPin()->allocator().Get());
     // A source that asks the input pin hears downstream's wishes; what it then decides is its own affair.
-    EXPECT_EQ(filter->inputPin()->GetAllocatorRequirements(&heard), S_OK);
+    EXPECT_EQ(pins.filter->inputPin()->GetAllocatorRequirements(&heard), S_OK);
     EXPECT_EQ(heard.cBuffers, 5);
-    for (IPin* pin : {in, out, static_cast<IPin*>(&source->pin), static_cast<IPin*>(&sink->pin)}) pin->Disconnect();
   }
 }
 
