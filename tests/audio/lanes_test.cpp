@@ -13,14 +13,8 @@ namespace korva {
 namespace {
 
 template <class Value>
-auto Bits(Value value) {
-  if constexpr (sizeof(Value) == 8) {
-    return std::bit_cast<std::uint64_t>(value);
-  } else if constexpr (sizeof(Value) == 4) {
-    return std::bit_cast<std::uint32_t>(value);
-  } else {
-    return value;
-  }
+bool SameBits(Value left, Value right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;
 }
 
 // Any bits at all, and values around the halves and the limits of a format, where rules would part.
@@ -50,8 +44,8 @@ void ExpectTheRules() {
     four.a.Store(read);
     four.b.Store(read + 2);
     for (int i = 0; i < 4; ++i) {
-      ASSERT_EQ(Bits(written[i]), Bits(Format::Write(values[i]))) << values[i];
-      ASSERT_EQ(Bits(read[i]), Bits(Format::Read(samples[i])));
+      ASSERT_TRUE(SameBits(written[i], Format::Write(values[i]))) << values[i];
+      ASSERT_TRUE(SameBits(read[i], Format::Read(samples[i])));
     }
   }
 }
@@ -84,8 +78,8 @@ TEST(Sine, IsTheSameInAllLanesAndWithinALastPlace) {
     for (int i = 0; i < 2; ++i) {
       const SineCosine<Single> one = SineAndCosine(Single{x[i]});
       if (one.sine.value == one.sine.value) {
-        ASSERT_EQ(Bits(sine[i]), Bits(one.sine.value)) << x[i];
-        ASSERT_EQ(Bits(cosine[i]), Bits(one.cosine.value)) << x[i];
+        ASSERT_TRUE(SameBits(sine[i], one.sine.value)) << x[i];
+        ASSERT_TRUE(SameBits(cosine[i], one.cosine.value)) << x[i];
       } else {
         ASSERT_FALSE(std::isfinite(x[i]) || sine[i] == sine[i] || cosine[i] == cosine[i]) << x[i];
       }
@@ -100,19 +94,6 @@ TEST(Sine, IsTheSameInAllLanesAndWithinALastPlace) {
     const double crest = 1.5707963267948966 + 3.141592653589793 * turn;
     EXPECT_EQ(SineAndCosine(Single{crest}).sine.value, turn % 2 == 0 ? 1.0 : -1.0);
     EXPECT_EQ(SineAndCosine(Single{crest - 1.5707963267948966}).cosine.value, turn % 2 == 0 ? 1.0 : -1.0);
-  }
-}
-
-TEST(Sine, CountsWithoutDrift) {
-  for (const double period : {1.0, 7.0, 441.0, 88200.0, 1e9}) {
-    CountedSine sine;
-    sine.SetStep(6.283185307179586 / period);
-    for (double at = 0; at <= period; at += 1 + period / 9973) {
-      const auto count = static_cast<std::int32_t>(at);
-      EXPECT_NEAR(sine.From<Single>(count).At(0).value, std::sin(count * (6.283185307179586 / period)),
-                  2e-15);  // what rounds is the angle
-      EXPECT_EQ(sine.From<Pair>(count).At(0).low(), sine.From<Single>(count).At(0).value);
-    }
   }
 }
 

@@ -3,6 +3,7 @@
 #include "chorus/chorus_engine.h"
 #include "chorus/chorus_params.h"
 #include "contract/shuffle.h"
+#include "support/held_params.h"
 #include "support/seed.h"
 #include "support/signals.h"
 
@@ -85,7 +86,7 @@ TEST(ChorusEngine, VoicesComeInAsLoudAndLateAsChannelCountAndPlaceSay) {
       {2, 0, 2, 357, 0.9}, {2, 1, 2, 357, 0.95}, {1, 0, 3, 499, 0.729}, {2, 1, 3, 499, 0.95},
   };
   for (const auto& row : rows) {
-    ChorusParams block = *static_cast<const ChorusParams*>(kChorusEffect.presets.Block(0));
+    auto block = PresetBlock<ChorusParams>(kChorusEffect, 0);
     block.dryOut = block.chorusOut = 0;
     block.chorusSize = row.voices;
     block.delay = 100;
@@ -109,11 +110,12 @@ TEST(ChorusEngine, VoicesComeInAsLoudAndLateAsChannelCountAndPlaceSay) {
 }
 
 // A swing of 2 Hz and a tenth of 50 ms moves the tap by 40 frames to both sides, four times a second through its
-// centre; one that follows a song at 90 in 6/8 and lasts a measure takes two seconds.
+// centre; one that follows a song at 90 in 6/8 and lasts a measure takes two seconds. A low-pass whose corner is at
+// half the rate is none.
 TEST(ChorusEngine, TheSwingIsAsWideAndAsLongAsToldByHandAndBySong) {
   const TempoInfo song{kTempoValid | kMeterValid, 90, 6, 8};
   for (const bool synced : {false, true}) {
-    ChorusParams block{0, -600, 0, 1, 0, 0, 500, 2000, 10, 0, 5000, 0, 0, 18, 1000, synced ? 1 : 0};
+    ChorusParams block{0, -600, 0, 1, 0, 0, 500, 2000, 10, 1, 4000, 0, 0, 18, 1000, synced ? 1 : 0};
     ChorusEngine engine;
     ASSERT_EQ(engine.Start(MakeFormat(SampleFormat::kFloat64, 1, 8000)), 0);
     engine.UpdateEngine(block, false, &song);

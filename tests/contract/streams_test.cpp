@@ -118,7 +118,7 @@ const Tail kTails[] = {
     {"simple-delay", kEcho + "1 delay=10 decay=1", 880, 880, {1000, 680, 0, 0}, 1},
     {"simple-delay", kEcho + "1 bypass=1", 0, 0, {}, 0},
     {"multi-tap-delay", kTap + "0", 840, 840, {840, 0}, 1},
-    {"multi-tap-delay", kTap + "50", 4200, 4200, {1000, 1000, 1000, 1000, 200, 0}, 5},
+    {"multi-tap-delay", kTap + "60", 5880, 5880, {1000, 1000, 1000, 1000, 1000, 880, 0}, 6},
     {"multi-tap-delay", kTap + "90", 24360, 24360, {}, 0},
     {"multi-tap-delay", kTap + "100", 160000, 160000, {}, 0},
     {"reverb", kHall + "decay=9", 0, 0, {}, 0},

@@ -19,6 +19,9 @@ TEST(PitchShift, LengthIsTheInputsWhereItIsKept) {
       EXPECT_NEAR(static_cast<double>(output.size()), fed(frames, transposition), 2.5) << transposition;
     }
   }
+  // The end is padded with bytes of zero, in eight bits too, where they are no silence.
+  StretchRig eightBits(Shifted(2, true), MakeFormat(SampleFormat::kPcm8, 1, 44100));
+  EXPECT_EQ(eightBits.Run(std::vector<double>(30000, 0.25)).back(), -1);
   // What no page gives acts as 1, or as the least and the most that there is.
   const std::pair<const char*, double> strange[] = {{"0", 1},   {"-1", 1},      {"inf", 1},     {"-inf", 1},
                                                     {"nan", 1}, {"1e300", 1e9}, {"44101", 1e9}, {"1e-300", 0.001}};
@@ -61,37 +64,6 @@ TEST(PitchShift, UnityReturnsTheInputUpToRounding) {
     const auto output = rig.Run(input, 512);
     ASSERT_GT(output.size(), 2 * 19990U);
     EXPECT_LT(LargestDifference(output, std::span(input).first(output.size())), 1.1 / 32768);
-  }
-}
-
-TEST(PitchShift, PaddingInEightBitsIsNotSilence) {
-  StretchRig rig(Shifted(2, true), MakeFormat(SampleFormat::kPcm8, 1, 44100));
-  EXPECT_EQ(rig.Run(std::vector<double>(30000, 0.25)).back(), -1.0);
-}
-
-TEST(PitchShift, KeepsPaceOverAnyTimeWhereAsked) {
-  constexpr std::uint32_t kRate = 8000;
-  const auto input = Music(std::size_t{kRate} * 60);
-  for (const int semitones : {-7, -1, 1, 7}) {
-    // The first and the last lag behind the input, looked at as often as a block goes out.
-    const auto drift = [&](bool keepPace) {
-      StretchRig rig(Shifted(TranspositionOf(semitones, 0), true), MakeFormat(SampleFormat::kFloat32, 1, kRate));
-      rig.filter.engine().SetKeepPace(keepPace);
-      EXPECT_EQ(rig.graph.Start(), S_OK);
-      std::vector<double> lags;
-      std::size_t given = 0;
-      for (std::size_t at = 0; at < input.size(); at += kRate) {
-        double most = 0;
-        for (std::size_t i = 0; i < kRate; i += 40) {
-          given += rig.Send(std::span(input).subspan(at + i, 40), at + i == 0).size();
-          most = std::max(most, static_cast<double>(at + i + 40) - static_cast<double>(given));
-        }
-        lags.push_back(most);
-      }
-      return std::fabs(lags.back() - lags[3]);
-    };
-    EXPECT_LE(drift(true), 40) << semitones;
-    EXPECT_TRUE(semitones != 1 || drift(false) >= 120);
   }
 }
 

@@ -144,11 +144,4 @@ inline double LevelOf(std::span<const double> samples) {
   return std::sqrt(sum / static_cast<double>(samples.size()));
 }
 
-/// The largest step from one sample to the next.
-inline double LargestStep(std::span<const double> samples) {
-  double largest = 0;
-  for (std::size_t i = 1; i < samples.size(); ++i) largest = std::max(largest, std::fabs(samples[i] - samples[i - 1]));
-  return largest;
-}
-
 }  // namespace korva

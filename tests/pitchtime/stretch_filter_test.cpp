@@ -46,27 +46,6 @@ TEST_F(StretchFilter, SamplesDoNotDependOnTheSizesOfBuffers) {
   }
 }
 
-TEST_F(StretchFilter, ADiscontinuityStartsAnewAndEmptyBuffersDoNothing) {
-  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 22050);
-  const Bytes old = NoiseBytes(format, 3000), fresh = NoiseBytes(format, 3000, 0.5, 2);
-  const auto part = std::span(fresh);
-  for (const std::string& settings :
-       {Shifted(1.5, false, "anti-alias=1"), Shifted(1.5, true, "anti-alias=1 mode=16"), Stretched(150)}) {
-    const auto run = [&](bool interrupted) {
-      StretchRig rig(settings, format);
-      EXPECT_EQ(rig.graph.Start(), S_OK);
-      if (interrupted) rig.graph.Send(old, {0, true, false});
-      rig.graph.sink->pin.received.clear();
-      // Bytes past the last whole frame are dropped.
-      rig.graph.Send(part.first(1003 * 8 + (interrupted ? 5 : 0)), {0, true, false});
-      if (interrupted) rig.graph.Send({});
-      rig.graph.Send(part.subspan(1003 * 8));
-      return rig.End();
-    };
-    EXPECT_EQ(run(true), run(false)) << settings;
-  }
-}
-
 TEST_F(StretchFilter, StampsCountOutputFromTheLastDiscontinuity) {
   const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 1, 10000);  // 500 frames a block, of which 250 go out
   const struct {
@@ -224,20 +203,6 @@ TEST_F(StretchFilter, TakesAnotherFormatWhereDownstreamWould) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(rig.graph.Send(NoiseBytes(mono, 2000), {0, i == 0, false}), S_OK);
   EXPECT_TRUE(announced.starts_with("T-") && announced.find("-T-") != std::string::npos) << announced;
   rig.filter.JoinFilterGraph(nullptr, nullptr);
-}
-
-TEST_F(StretchFilter, AsksForBuffersOfFourTimesTheInputsSize) {
-  constexpr LONG kMost = std::numeric_limits<LONG>::max();
-  const std::tuple<LONG, HRESULT, LONG> rows[] = {
-      {127, E_FAIL, 508}, {128, S_OK, 512}, {4096, S_OK, 16384}, {kMost / 2, S_OK, kMost}};
-  for (const auto& [upstream, result, size] : rows) {
-    Owned<CQvTime> filter;
-    ComPtr<IMemAllocator> allocator;
-    CreateMemoryAllocator(allocator.Put());
-    ALLOCATOR_PROPERTIES properties{3, upstream, 16, 0};
-    EXPECT_EQ(filter->DecideBufferSize(*allocator.Get(), properties), result);
-    EXPECT_EQ(properties.cbBuffer, size);
-  }
 }
 
 }  // namespace

@@ -34,35 +34,6 @@ TEST(TimeStretch, StartsUnfadedAndKeepsThePitch) {
   }
 }
 
-TEST(Stretch, RatioChangesDropNothingAndModeChangesFadeIn) {
-  const auto tone = Sine(300, 120000);
-  const auto part = [&](std::size_t n) { return std::span(tone).subspan(n * 40000, 40000); };
-  const struct {
-    std::string settings, change;
-    std::size_t least;  // of frames after the change
-  } rows[] = {{Shifted(1, false), "transposition=1.3", 30000},
-              {Shifted(1, true), "transposition=1.3", 30000},
-              {Stretched(100, 0), "percent=20000", 60000}};
-  for (const auto& row : rows) {
-    StretchRig rig(row.settings);
-    ASSERT_EQ(rig.graph.Start(), S_OK);
-    auto output = rig.Send(part(0), true);
-    rig.Set(row.change);
-    const auto after = rig.Send(part(1));
-    EXPECT_GT(after.size(), row.least);
-    output.insert(output.end(), after.begin(), after.end());
-    EXPECT_LT(LargestStep(output), 0.08) << row.settings;
-
-    // Another mode drops the blocks held and comes up from silence.
-    if (row.settings != Stretched(100, 0)) continue;
-    rig.Set("mode=6");
-    const auto fresh = rig.Send(part(2));
-    ASSERT_GT(fresh.size(), 2000U);
-    EXPECT_EQ(fresh[0], 0.0);
-    EXPECT_LT(LevelOf(std::span(fresh).first(100)), 0.06);
-  }
-}
-
 TEST(TimeStretch, AStreamMayGoOnAfterItsEnd) {
   const auto input = Music(30000);
   for (const bool rebuilt : {false, true}) {
