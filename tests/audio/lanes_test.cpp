@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -14,7 +15,8 @@ namespace {
 
 template <class Value>
 bool SameBits(Value left, Value right) {
-  return std::memcmp(&left, &right, sizeof left) == 0;
+  using Bytes = std::array<std::byte, sizeof(Value)>;
+  return std::bit_cast<Bytes>(left) == std::bit_cast<Bytes>(right);
 }
 
 // Any bits at all, and values around the halves and the limits of a format, where rules would part.

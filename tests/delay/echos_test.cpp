@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "delay/echos/echos_filter.h"
 #include "support/test_graph.h"
 #include "support/test_song.h"
@@ -65,23 +63,6 @@ TEST(SimpleDelay, EchoesStandWhereAndAsLoudAsTold) {
         ASSERT_NEAR(output[i], gain * static_cast<double>(i % channels + 1), 1e-12) << "frame " << frame;
       }
     }
-  }
-}
-
-TEST(SimpleDelay, ASongMaySayAnyTempo) {
-  EchosEngine engine;
-  engine.SetFormat(MakeFormat(SampleFormat::kFloat64, 2, 8000));
-  EchosParams synced = kEcho;
-  synced.tempoSyncDelay = synced.tempoSyncDecay = 1;
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  for (const double bpm : {0.0, 1e-300, -1.0, 1e300, kInfinity, -kInfinity, std::nan("")}) {
-    // A delay is refused, or of the shortest.
-    const TempoInfo song{kTempoValid | kMeterValid, bpm, -1, 0, 0.0};
-    const bool endless = bpm == 0.0 || bpm == 1e-300;
-    EXPECT_EQ(engine.UpdateEngine(synced, ModeContinue, &song), endless ? kEngineOutOfMemory : 0) << bpm;
-    std::vector<double> samples(2);
-    std::uint32_t count = 1;
-    EXPECT_EQ(engine.Process(ModeContinue, samples.data(), count, false) >= 0 && count == 1, !endless) << bpm;
   }
 }
 

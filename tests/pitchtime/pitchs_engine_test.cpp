@@ -19,6 +19,8 @@ TEST(PitchShift, LengthIsTheInputsWhereItIsKept) {
       EXPECT_NEAR(static_cast<double>(output.size()), fed(frames, transposition), 2.5) << transposition;
     }
   }
+  // Blocks move on by at most their length: lower than an octave goes no pitch that is kept in time.
+  EXPECT_EQ(StretchRig(Shifted(0.3, true)).Run(Music(50000)), StretchRig(Shifted(0.5, true)).Run(Music(50000)));
   // The end is padded with bytes of zero, in eight bits too, where they are no silence.
   StretchRig eightBits(Shifted(2, true), MakeFormat(SampleFormat::kPcm8, 1, 44100));
   EXPECT_EQ(eightBits.Run(std::vector<double>(30000, 0.25)).back(), -1);

@@ -205,5 +205,16 @@ TEST_F(StretchFilter, TakesAnotherFormatWhereDownstreamWould) {
   rig.filter.JoinFilterGraph(nullptr, nullptr);
 }
 
+TEST_F(StretchFilter, AsksForBuffersOfFourTimesTheInputsSize) {
+  constexpr LONG kMost = std::numeric_limits<LONG>::max();
+  for (const auto& [upstream, size] : {std::pair<LONG, LONG>{127, 508}, {128, 512}, {kMost / 2, kMost}}) {
+    ComPtr<IMemAllocator> allocator;
+    CreateMemoryAllocator(allocator.Put());
+    ALLOCATOR_PROPERTIES properties{3, upstream, 16, 0};
+    EXPECT_EQ(Owned<CQvTime>()->DecideBufferSize(*allocator.Get(), properties), size < 512 ? E_FAIL : S_OK);
+    EXPECT_EQ(properties.cbBuffer, size);
+  }
+}
+
 }  // namespace
 }  // namespace korva

@@ -4,13 +4,14 @@
 
 #include "audio/param_source.h"
 #include "frame/effect_description.h"
+#include "frame/row_values.h"
 
 namespace korva {
 
 /// The block of a preset.
 template <class Block>
 Block PresetBlock(const EffectDescription& effect, std::int32_t preset) {
-  return *static_cast<const Block*>(effect.presets.Block(preset));
+  return LoadBlock<Block>(effect.presets.Block(preset));
 }
 
 /// Parameters as a filter hands them to its engine: who writes to `block` raises `changed`.
