@@ -22,7 +22,9 @@ namespace fs = std::filesystem;
 /// One call for each input, each output named after it.
 Outcome<std::vector<RenderRequest>> Split(const RenderRequest& request) {
   std::error_code error;
-  if (!fs::is_directory(request.outDir, error)) return Failed(request.outDir + " is no folder");
+  if (!fs::is_directory(request.outDir, error)) {
+    return Failed("--out-dir takes a folder that is there; " + request.outDir + " is none, and mkdir makes one");
+  }
   std::vector<RenderRequest> calls;
   for (const std::string& input : request.inputs) {
     RenderRequest call = request;
