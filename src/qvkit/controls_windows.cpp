@@ -21,25 +21,20 @@ LRESULT CALLBACK StaticProc(HWND window, UINT message, WPARAM wparam, LPARAM lpa
   return staticBase.PassOn(window, message, wparam, lparam);
 }
 
-constexpr WCHAR kBelow[] = L"qvkit.wheel.below";
+LRESULT CALLBACK ListProc(HWND list, UINT message, WPARAM wparam, LPARAM lparam);
+constexpr SubClass kListWheel(L"qvkit.wheel.below", &ListProc);
 
 LRESULT CALLBACK ListProc(HWND list, UINT message, WPARAM wparam, LPARAM lparam) {
-  const auto below = reinterpret_cast<WNDPROC>(::GetPropW(list, kBelow));
   if (message == WM_MOUSEWHEEL && ::GetFocus() != list) return ::DefWindowProcW(list, message, wparam, lparam);
-  if (message == WM_DESTROY) {
-    ::SetWindowLongPtrW(list, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(below));
-    ::RemovePropW(list, kBelow);
-  }
-  return ::CallWindowProcW(below, list, message, wparam, lparam);
+  if (message != WM_DESTROY) return kListWheel.PassOn(list, message, wparam, lparam);
+  kListWheel.Remove(list);
+  return ::SendMessageW(list, message, wparam, lparam);
 }
 
 }  // namespace
 
 void KeepWheelToFocus(HWND list) noexcept {
-  const LONG_PTR below = ::GetWindowLongPtrW(list, GWLP_WNDPROC);
-  if (below != 0 && ::SetPropW(list, kBelow, reinterpret_cast<HANDLE>(below))) {
-    ::SetWindowLongPtrW(list, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&ListProc));
-  }
+  kListWheel.Put(list);
 }
 
 bool StaticInitialize(const WCHAR* name, HMODULE module) noexcept {

@@ -10,7 +10,9 @@ namespace korva {
 namespace {
 
 constexpr WCHAR kBuddyOwner[] = L"qvkit.spinner";
-constexpr WCHAR kBuddyProcedure[] = L"qvkit.spinner.below";
+
+LRESULT CALLBACK BuddyProc(HWND edit, UINT message, WPARAM wparam, LPARAM lparam);
+constexpr SubClass kBuddyKeys(L"qvkit.spinner.below", &BuddyProc);
 
 SuperClass spinnerBase;
 
@@ -44,7 +46,6 @@ WORD CodeOf(WPARAM key) noexcept {
 LRESULT CALLBACK BuddyProc(HWND edit, UINT message, WPARAM wparam, LPARAM lparam) {
   constexpr LPARAM kRepeated = 0x40000000;
   const auto spinner = static_cast<HWND>(::GetPropW(edit, kBuddyOwner));
-  const auto below = reinterpret_cast<WNDPROC>(::GetPropW(edit, kBuddyProcedure));
   const bool isKey = message == WM_KEYDOWN || message == WM_KEYUP;
   if (const WORD code = isKey ? CodeOf(wparam) : WORD{SB_ENDSCROLL}; code != SB_ENDSCROLL && ::IsWindow(spinner)) {
     if (message == WM_KEYUP) {
@@ -56,24 +57,20 @@ LRESULT CALLBACK BuddyProc(HWND edit, UINT message, WPARAM wparam, LPARAM lparam
     return 0;
   }
   if (message == WM_DESTROY) {
-    ::SetWindowLongPtrW(edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(below));
+    kBuddyKeys.Remove(edit);
     ::RemovePropW(edit, kBuddyOwner);
-    ::RemovePropW(edit, kBuddyProcedure);
     // The control has a procedure of its own under ours and lets go of it while the box is whole, or never.
     if (::IsWindow(spinner)) ::SendMessageW(spinner, UDM_SETBUDDY, 0, 0);
     return ::SendMessageW(edit, message, wparam, lparam);
   }
-  return ::CallWindowProcW(below, edit, message, wparam, lparam);
+  return kBuddyKeys.PassOn(edit, message, wparam, lparam);
 }
 
 void Tie(HWND window, Spinner& spinner, HWND edit) noexcept {
   if (spinner.buddy != nullptr || edit == nullptr) return;
   spinner.buddy = edit;
   spinnerBase.PassOn(window, UDM_SETBUDDY, reinterpret_cast<WPARAM>(edit), 0);
-  const LONG_PTR below = ::GetWindowLongPtrW(edit, GWLP_WNDPROC);
-  if (::SetPropW(edit, kBuddyOwner, window) && ::SetPropW(edit, kBuddyProcedure, reinterpret_cast<HANDLE>(below))) {
-    ::SetWindowLongPtrW(edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&BuddyProc));
-  }
+  if (::SetPropW(edit, kBuddyOwner, window)) kBuddyKeys.Put(edit);
 }
 
 void MoveTo(HWND window, Spinner& spinner, LONG value) noexcept {

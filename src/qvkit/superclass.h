@@ -37,4 +37,25 @@ class SuperClass {
   int slot_ = 0;  // where our pointer stands, after the bytes of the class below
 };
 
+/// A procedure in front of that of one window, which another may own. What it covers is kept with the window, under a
+/// name of the procedure's own.
+class SubClass {
+ public:
+  constexpr SubClass(const WCHAR* name, WNDPROC procedure) noexcept : name_(name), procedure_(procedure) {}
+
+  /// Once is enough. False when the system refuses.
+  bool Put(HWND window) const noexcept;
+  /// Takes it away: at the window's end at the latest.
+  void Remove(HWND window) const noexcept;
+  LRESULT PassOn(HWND window, UINT message, WPARAM wparam, LPARAM lparam) const noexcept {
+    return ::CallWindowProcW(Below(window), window, message, wparam, lparam);
+  }
+
+ private:
+  WNDPROC Below(HWND window) const noexcept { return reinterpret_cast<WNDPROC>(::GetPropW(window, name_)); }
+
+  const WCHAR* name_;
+  WNDPROC procedure_;
+};
+
 }  // namespace korva

@@ -26,4 +26,17 @@ bool SuperClass::Unregister(const WCHAR* name, HMODULE module) noexcept {
   return ::UnregisterClassW(name, module) != 0;
 }
 
+bool SubClass::Put(HWND window) const noexcept {
+  const LONG_PTR below = ::GetWindowLongPtrW(window, GWLP_WNDPROC);
+  if (below == reinterpret_cast<LONG_PTR>(procedure_)) return true;
+  if (below == 0 || !::SetPropW(window, name_, reinterpret_cast<HANDLE>(below))) return false;
+  ::SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(procedure_));
+  return true;
+}
+
+void SubClass::Remove(HWND window) const noexcept {
+  ::SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(Below(window)));
+  ::RemovePropW(window, name_);
+}
+
 }  // namespace korva
