@@ -28,9 +28,9 @@ LiveResult ResultOf(HRESULT result) noexcept {
 LiveEffect::LiveEffect(const EffectKind& kind) noexcept : kind_(kind), instance_(kind.create()) {
   if (!instance_.filter) return;
   if (instance_.inPlace != nullptr) {
-    road_ = new (std::nothrow) InPlaceRoad(*instance_.inPlace);
+    road_.reset(new (std::nothrow) InPlaceRoad(*instance_.inPlace));
   } else {
-    road_ = new (std::nothrow) StretchRoad(*instance_.stretch, *instance_.parameters);
+    road_.reset(new (std::nothrow) StretchRoad(*instance_.stretch, *instance_.parameters));
   }
   instance_.parameters->ReadBlock(block_.data());
   now_ = block_;
@@ -42,7 +42,6 @@ LiveEffect::~LiveEffect() {
   if (connected_) {
     if (const ComPtr<IMfxSoftSynth> synth = Query<IMfxSoftSynth>(instance_.filter.Get())) synth->Disconnect();
   }
-  delete road_;
 }
 
 LiveResult LiveEffect::Post(const LiveBlock& block, bool whole) noexcept {

@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <span>
 
@@ -68,11 +69,10 @@ class LiveEffect {
     kVariableLength  ///< `Stream`
   };
   static constexpr std::uint32_t kMostRate = 384000;
-  /// `channels` 1 to 32, `rate` in frames a second.
+  /// `channels` 1 to 32, `rate` in frames a second, up to `kMostRate`.
   LiveResult Start(Use use, std::uint32_t channels, std::uint32_t rate) noexcept;
   void Stop() noexcept;
   bool running() const noexcept { return running_.load(std::memory_order_relaxed); }
-  std::uint32_t channels() const noexcept { return channels_; }
   /// Drops all that rings, as if just started.
   void Rewind() noexcept;
   /// In frames. Changes with the mode of the pitch shift, at the next buffer.
@@ -114,7 +114,7 @@ class LiveEffect {
 
   const EffectKind& kind_;
   EffectInstance instance_;
-  LiveRoad* road_ = nullptr;
+  std::unique_ptr<LiveRoad> road_;
   LiveTempo tempo_;
   LiveMail mail_;
 
