@@ -13,7 +13,7 @@ struct Pair {
   static constexpr std::size_t kLanes = 2;
   __m128d value;
 
-  static Pair Both(double x) noexcept { return {_mm_set1_pd(x)}; }
+  static Pair Broadcast(double x) noexcept { return {_mm_set1_pd(x)}; }
   static Pair Of(double low, double high) noexcept { return {_mm_set_pd(high, low)}; }
   static Pair Load(const double* from) noexcept { return {_mm_loadu_pd(from)}; }
   /// One double in the low half, 0 in the high half.
@@ -59,7 +59,7 @@ struct Pair {
   bool AnySet() const noexcept { return _mm_movemask_pd(value) != 0; }
   /// Through the precision of a 32-bit float.
   friend Pair ThroughFloat(Pair a) noexcept { return {_mm_cvtps_pd(_mm_cvtpd_ps(a.value))}; }
-  friend Pair Magnitude(Pair a) noexcept { return Without(a, Both(-0.0)); }
+  friend Pair Magnitude(Pair a) noexcept { return Without(a, Broadcast(-0.0)); }
 
   /// The low halves of `a` and `b`, side by side; likewise the high halves.
   friend Pair Lows(Pair a, Pair b) noexcept { return {_mm_unpacklo_pd(a.value, b.value)}; }

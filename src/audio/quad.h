@@ -15,7 +15,7 @@ struct Quad {
   static constexpr std::size_t kLanes = 4;
   __m256d value;
 
-  static Quad Both(double x) noexcept { return {_mm256_set1_pd(x)}; }
+  static Quad Broadcast(double x) noexcept { return {_mm256_set1_pd(x)}; }
   static Quad Load(const double* from) noexcept { return {_mm256_loadu_pd(from)}; }
   static Quad Gather(const double* from, const std::int32_t (&at)[4]) noexcept {
     return {_mm256_set_pd(from[at[3]], from[at[2]], from[at[1]], from[at[0]])};

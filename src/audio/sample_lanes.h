@@ -20,16 +20,16 @@ struct Four {
 namespace lanes {
 
 inline Four Scaled(__m128i whole, const IntegerScale& scale) noexcept {
-  return {Pair{_mm_cvtepi32_pd(whole)} * Pair::Both(scale.in),
-          Pair{_mm_cvtepi32_pd(_mm_unpackhi_epi64(whole, whole))} * Pair::Both(scale.in)};
+  return {Pair{_mm_cvtepi32_pd(whole)} * Pair::Broadcast(scale.in),
+          Pair{_mm_cvtepi32_pd(_mm_unpackhi_epi64(whole, whole))} * Pair::Broadcast(scale.in)};
 }
 
 // Not-a-number has to become 0 before it is held to the range; the conversion rounds to the nearest, ties to even. What
 // lies below all words comes out as the lowest one, which saturates to the format's lowest sample.
 inline __m128i Rounded(Pair value, const IntegerScale& scale) noexcept {
-  value = value * Pair::Both(scale.out);
+  value = value * Pair::Broadcast(scale.out);
   const Pair number{_mm_and_pd(value.value, _mm_cmpord_pd(value.value, value.value))};
-  return _mm_cvtpd_epi32(Smaller(number, Pair::Both(scale.high)).value);
+  return _mm_cvtpd_epi32(Smaller(number, Pair::Broadcast(scale.high)).value);
 }
 inline __m128i Rounded(const Four& four, const IntegerScale& scale) noexcept {
   return _mm_unpacklo_epi64(Rounded(four.a, scale), Rounded(four.b, scale));
@@ -106,7 +106,7 @@ void WriteSome(const Four& four, typename Format::Sample* to, std::size_t count)
 /// `count` samples into doubles, each times `gain`. `to` has room for a multiple of four.
 template <class Format>
 void ReadSamples(const typename Format::Sample* from, std::size_t count, double gain, double* to) noexcept {
-  const Pair factor = Pair::Both(gain);
+  const Pair factor = Pair::Broadcast(gain);
   for (std::size_t i = 0; i < count; i += 4) {
     const Four four = count - i >= 4 ? ReadFour(Format{}, from + i) : ReadSome<Format>(from + i, count - i);
     (four.a * factor).Store(to + i);

@@ -39,14 +39,14 @@ Lanes PlainRemainder(Lanes x, double largest) noexcept {
 template <class Lanes>
 inline ReducedAngle<Lanes> ReduceAngle(Lanes x) noexcept {
   constexpr double kLargest = 1e8;
-  if (!Less(Magnitude(x), Lanes::Both(kLargest)).AllSet()) x = PlainRemainder(x, kLargest);
-  const Lanes bias = Lanes::Both(kRoundingBias);
-  const Lanes quarters = x * Lanes::Both(0x1.45f306dc9c883p-1) + bias;
+  if (!Less(Magnitude(x), Lanes::Broadcast(kLargest)).AllSet()) x = PlainRemainder(x, kLargest);
+  const Lanes bias = Lanes::Broadcast(kRoundingBias);
+  const Lanes quarters = x * Lanes::Broadcast(0x1.45f306dc9c883p-1) + bias;
   const Lanes turns = quarters - bias;
-  const Lanes rough = x - turns * Lanes::Both(0x1.921fb54p+0);
-  const Lanes second = turns * Lanes::Both(0x1.10b461p-30);
+  const Lanes rough = x - turns * Lanes::Broadcast(0x1.921fb54p+0);
+  const Lanes second = turns * Lanes::Broadcast(0x1.10b461p-30);
   const Lanes close = rough - second;
-  const Lanes rest = (rough - close) - second - turns * Lanes::Both(0x1.a62633145c06ep-58);
+  const Lanes rest = (rough - close) - second - turns * Lanes::Broadcast(0x1.a62633145c06ep-58);
   const Lanes y = close + rest;
   return {y, (close - y) + rest, quarters};
 }
@@ -54,7 +54,7 @@ inline ReducedAngle<Lanes> ReduceAngle(Lanes x) noexcept {
 // The polynomials of FDLIBM (Sun Microsystems, 1993) for up to an eighth of a turn.
 template <class Lanes>
 inline Lanes SinePolynomial(Lanes y, Lanes tail) noexcept {
-  const auto number = [](double value) { return Lanes::Both(value); };
+  const auto number = [](double value) { return Lanes::Broadcast(value); };
   const Lanes z = y * y;
   Lanes s = number(2.75573137070700676789e-06) +
             z * (number(-2.50507602534068634195e-08) + z * number(1.58969099521155010221e-10));
@@ -64,7 +64,7 @@ inline Lanes SinePolynomial(Lanes y, Lanes tail) noexcept {
 }
 template <class Lanes>
 inline Lanes CosinePolynomial(Lanes y, Lanes tail) noexcept {
-  const auto number = [](double value) { return Lanes::Both(value); };
+  const auto number = [](double value) { return Lanes::Broadcast(value); };
   const Lanes z = y * y;
   const Lanes half = number(0.5) * z;
   Lanes c = number(-2.75573143513906633035e-07) +
@@ -81,7 +81,7 @@ inline SineCosine<Lanes> SineAndCosine(Lanes x) noexcept {
   const ReducedAngle<Lanes> angle = ReduceAngle(x);
   const Lanes sine = SinePolynomial(angle.y, angle.tail), cosine = CosinePolynomial(angle.y, angle.tail);
   const Lanes odd = angle.quarters.template MaskOfBit<0>(), negative = angle.quarters.template MaskOfBit<1>();
-  const Lanes sign = Lanes::Both(-0.0);
+  const Lanes sign = Lanes::Broadcast(-0.0);
   return {Select(odd, cosine, sine) ^ (negative & sign), Select(odd, sine, cosine) ^ ((odd ^ negative) & sign)};
 }
 
@@ -128,7 +128,7 @@ class CountedSine {
     const std::int32_t at = count % (2 * kSpan);
     MoveTo(count - at);
     const auto half = static_cast<std::size_t>(at / kSpan), i = static_cast<std::size_t>(at % kSpan);
-    return {Lanes::Both(anchorSines_[half]), Lanes::Both(anchorCosines_[half]), &sines_[i], &cosines_[i]};
+    return {Lanes::Broadcast(anchorSines_[half]), Lanes::Broadcast(anchorCosines_[half]), &sines_[i], &cosines_[i]};
   }
 
  private:

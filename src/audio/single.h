@@ -12,7 +12,7 @@ struct Single {
   static constexpr std::size_t kLanes = 1;
   double value;
 
-  static Single Both(double x) noexcept { return {x}; }
+  static Single Broadcast(double x) noexcept { return {x}; }
   static Single Load(const double* from) noexcept { return {*from}; }
   static Single Gather(const double* from, const std::int32_t (&at)[1]) noexcept { return {from[at[0]]}; }
   static Single Neighbours(const double* from, const std::int32_t (&at)[1], Single& next) noexcept {

@@ -19,8 +19,8 @@ constexpr double kFlushBelow = 2e-11;
 constexpr double kTame = 1e100;
 
 bool AllTame(const double* samples, int count) noexcept {
-  const Pair tame = Pair::Both(kTame);
-  Pair all = Less(Pair::Both(0.0), tame);
+  const Pair tame = Pair::Broadcast(kTame);
+  Pair all = Less(Pair::Broadcast(0.0), tame);
   int i = 0;
   for (; i + 2 <= count; i += 2) all = all & Less(Magnitude(Pair::Load(samples + i)), tame);
   return all.AllSet() && (i == count || std::fabs(samples[i]) < kTame);
@@ -40,8 +40,8 @@ void ChorusEngine::Mirror(Voice& voice) const noexcept {
 template <bool kWraps>
 void ChorusEngine::PlaceRun(const CountedSine::Row<Pair>& sines, Pair centre, int frames, Places& places,
                             int first) const noexcept {
-  const Pair depth = Pair::Both(depthFrames_), length = Pair::Both(lineFrames_), zero = Pair::Both(0.0);
-  const Pair bias = Pair::Both(kRoundingBias), downwards = Pair::Both(kDownwards), two = Pair::Both(2.0);
+  const Pair depth = Pair::Broadcast(depthFrames_), length = Pair::Broadcast(lineFrames_), zero = Pair::Broadcast(0.0);
+  const Pair bias = Pair::Broadcast(kRoundingBias), downwards = Pair::Broadcast(kDownwards), two = Pair::Broadcast(2.0);
   for (int i = 0; i < frames; i += 2, centre = centre - two) {
     Pair at = centre;
     if constexpr (kWraps) at = at + (Less(at, zero) & length);
@@ -94,8 +94,9 @@ template <class Lanes, int kChannels, int kVoices, bool kLowPass>
 void ChorusEngine::RunLanes(double* block, int frames, const Places* places, std::size_t channel) noexcept {
   constexpr bool kStereo = kChannels == 2;
   const auto channels = static_cast<std::ptrdiff_t>(kChannels != 0 ? kChannels : channels_);
-  const Lanes in = Lanes::Both(lowPassIn_), back = Lanes::Both(lowPassBack_), floor = Lanes::Both(kFlushBelow);
-  const Lanes feedback = Lanes::Both(feedbackGain_), dry = Lanes::Both(dryGain_);
+  const Lanes in = Lanes::Broadcast(lowPassIn_), back = Lanes::Broadcast(lowPassBack_),
+              floor = Lanes::Broadcast(kFlushBelow);
+  const Lanes feedback = Lanes::Broadcast(feedbackGain_), dry = Lanes::Broadcast(dryGain_);
   const Lanes pan = Lanes::Load(pan_.data());
   struct {
     const double* line;
@@ -107,7 +108,7 @@ void ChorusEngine::RunLanes(double* block, int frames, const Places* places, std
     double* const line = voice.line.data() + channel;
     // The stereo form is not the mono one twice: its first voice takes the wet gain a second time with the pan, and the
     // later voices take no fade of their own.
-    const Lanes gain = kStereo && v != 0 ? pan : Lanes::Both(voice.gain);
+    const Lanes gain = kStereo && v != 0 ? pan : Lanes::Broadcast(voice.gain);
     voices[v] = {line, line + voice.writePos * channels, Lanes::Load(&voice.memory[channel]), gain};
   }
   double* frame = block + channel;

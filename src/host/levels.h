@@ -19,14 +19,15 @@ class Levels {
     VisitFormat(format, [&](auto policy) {
       using Policy = decltype(policy);
       const auto* in = static_cast<const typename Policy::Sample*>(data);
-      const Pair largest = Pair::Both(std::numeric_limits<double>::max());
-      Pair peak = Pair::Both(peak_), sums[2] = {Pair::Both(0.0), Pair::Both(0.0)}, real = Pair::Both(0.0);
+      const Pair largest = Pair::Broadcast(std::numeric_limits<double>::max());
+      Pair peak = Pair::Broadcast(peak_), sums[2] = {Pair::Broadcast(0.0), Pair::Broadcast(0.0)},
+           real = Pair::Broadcast(0.0);
       for (std::size_t i = 0; i < samples; i += 4) {
         const Four four = samples - i >= 4 ? ReadFour(Policy{}, in + i) : ReadSome<Policy>(in + i, samples - i);
         std::size_t half = 0;
         for (const Pair value : {four.a, four.b}) {
           const Pair size = Magnitude(value), isReal = AtLeast(largest, size), counted = size & isReal;
-          real = real + (Pair::Both(1.0) & isReal);
+          real = real + (Pair::Broadcast(1.0) & isReal);
           peak = Larger(counted, peak);
           sums[half] = sums[half] + counted * counted;
           ++half;

@@ -60,17 +60,18 @@ void SoundWriter::Narrow(const typename Policy::Sample* from, std::size_t sample
   const int bits = static_cast<int>(CountOf(plan_.bits));
   const double full = std::ldexp(1.0, bits - 1);
   // In units of the noise.
-  const Pair scale = Pair::Both(full / Dither::kUnit);
+  const Pair scale = Pair::Broadcast(full / Dither::kUnit);
   const IntegerScale grid{1 / full, Dither::kUnit, -full, full - 1};
   // Everything lies on the grid where no noise is wanted.
-  const Pair bias = Pair::Both(plan_.dither ? kRoundingBias / Dither::kUnit : 0);
-  const Pair lowestAim = Pair::Both(-full / Dither::kUnit);
-  const Pair highest = Pair::Both((full - 0.5) / Dither::kUnit), lowest = Pair::Both((-full - 0.5) / Dither::kUnit);
+  const Pair bias = Pair::Broadcast(plan_.dither ? kRoundingBias / Dither::kUnit : 0);
+  const Pair lowestAim = Pair::Broadcast(-full / Dither::kUnit);
+  const Pair highest = Pair::Broadcast((full - 0.5) / Dither::kUnit),
+             lowest = Pair::Broadcast((-full - 0.5) / Dither::kUnit);
   const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(sizeof(Word)) * 8 - bits);
-  Pair clipped = Pair::Both(0.0);
+  Pair clipped = Pair::Broadcast(0.0);
   const auto aim = [&](Pair value, __m128i dice) {
     const Pair exact = value * scale;
-    clipped = clipped + (Pair::Both(1.0) & (Less(highest, exact) ^ Less(exact, lowest)));
+    clipped = clipped + (Pair::Broadcast(1.0) & (Less(highest, exact) ^ Less(exact, lowest)));
     const Pair noise = Without(Pair{_mm_cvtepi32_pd(dice)}, Equal(exact + bias - bias, exact));
     return Larger(lowestAim, exact + noise);
   };

@@ -60,10 +60,10 @@ template <class Lanes, std::size_t kGroups>
 void AntiAliasFilter::Run(double* samples, std::size_t channel, std::size_t channels, std::size_t frames) noexcept {
   Lanes recursive[kPoles], forward[kPoles];
   for (std::size_t k = 0; k < kPoles; ++k) {
-    recursive[k] = Lanes::Both(recursive_[k]);
-    forward[k] = Lanes::Both(forward_[k]);
+    recursive[k] = Lanes::Broadcast(recursive_[k]);
+    forward[k] = Lanes::Broadcast(forward_[k]);
   }
-  const Lanes forwardNewest = Lanes::Both(forwardNewest_);
+  const Lanes forwardNewest = Lanes::Broadcast(forwardNewest_);
   // The newest values stand first; the window moves down a frame at a time instead of every value up.
   Lanes held[(kBlockFrames + kPoles) * kGroups];
   for (std::size_t k = 0; k < kPoles; ++k) {

@@ -16,9 +16,9 @@ namespace {
 /// What the taps of one frame give, the newest frame's first.
 template <int kTaps, class Lanes>
 void SumTaps(const double* weights, const double* newest, std::size_t channels, double* out) noexcept {
-  Lanes sum = Lanes::Both(0.0);
+  Lanes sum = Lanes::Broadcast(0.0);
   for (int tap = 0; tap < kTaps; ++tap, newest -= channels) {
-    sum = sum + Lanes::Both(weights[tap]) * Lanes::Load(newest);
+    sum = sum + Lanes::Broadcast(weights[tap]) * Lanes::Load(newest);
   }
   sum.Store(out);
 }
@@ -154,7 +154,7 @@ void Resampler::MakeSinc(const Places& places) noexcept {
     // All taps stand the same fraction of a step off the table's entries.
     const double scaled = places.lead[i] * steps;
     const std::int32_t step = std::min(static_cast<std::int32_t>(scaled), steps - 1);
-    const Pair fraction = Pair::Both(scaled - step);
+    const Pair fraction = Pair::Broadcast(scaled - step);
     const double* const row = rows() + static_cast<std::size_t>(step) * RowLength(kTaps);
     double weights[RowLength(kTaps)];
     for (std::size_t tap = 0; tap < RowLength(kTaps); tap += 2) {

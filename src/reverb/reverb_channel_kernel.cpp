@@ -11,10 +11,10 @@ namespace {
 template <class Lanes>
 void Mix(ReverbChannel& channel, const ReverbMix& mix, const double* sum, double* samples,
          std::size_t frames) noexcept {
-  const Lanes e1 = Lanes::Both(mix.earlyLeft[0]), e2 = Lanes::Both(mix.earlyLeft[1]),
-              e3 = Lanes::Both(mix.earlyLeft[2]);
-  const Lanes earlyGain = Lanes::Both(mix.earlyGain), reverbGain = Lanes::Both(mix.reverbGain),
-              dryGain = Lanes::Both(mix.dryGain);
+  const Lanes e1 = Lanes::Broadcast(mix.earlyLeft[0]), e2 = Lanes::Broadcast(mix.earlyLeft[1]),
+              e3 = Lanes::Broadcast(mix.earlyLeft[2]);
+  const Lanes earlyGain = Lanes::Broadcast(mix.earlyGain), reverbGain = Lanes::Broadcast(mix.reverbGain),
+              dryGain = Lanes::Broadcast(mix.dryGain);
   const std::size_t preDelayEntries = channel.preDelay.entries, earlyEntries = channel.early.entries;
   std::size_t write = channel.preDelayPosition;
   std::size_t taps[kEarlyTaps] = {channel.taps[0], channel.taps[1], channel.taps[2]};

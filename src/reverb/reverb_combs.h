@@ -35,7 +35,7 @@ constexpr double kDampingFloor = 1e-20;
 
 template <class Rules>
 Pair FlushDamping(Pair damping) noexcept {
-  if constexpr (Rules::kFlushes) return FlushBelow(damping, Pair::Both(kDampingFloor));
+  if constexpr (Rules::kFlushes) return FlushBelow(damping, Pair::Broadcast(kDampingFloor));
   return damping;
 }
 
@@ -46,8 +46,8 @@ struct CombPair {
       : first(a),
         second(b),
         damping(Pair::Of(a.damping, b.damping)),
-        gainA(Pair::Both(a.gain)),
-        gainB(Pair::Both(b.gain)) {}
+        gainA(Pair::Broadcast(a.gain)),
+        gainB(Pair::Broadcast(b.gain)) {}
 
   void Keep() const noexcept {
     first.damping = damping.low();
@@ -93,7 +93,8 @@ struct CombPair {
 /// The comb left over when their count is odd.
 template <class Rules>
 struct OneComb {
-  explicit OneComb(ReverbComb& c) noexcept : comb(c), damping(Pair::Both(c.damping)), gain(Pair::Both(c.gain)) {}
+  explicit OneComb(ReverbComb& c) noexcept
+      : comb(c), damping(Pair::Broadcast(c.damping)), gain(Pair::Broadcast(c.gain)) {}
 
   void Keep() const noexcept { comb.damping = damping.low(); }
   std::size_t Begin(std::size_t frames) noexcept {
@@ -125,7 +126,7 @@ struct OneComb {
 /// The same comb of two channels, by the plain rules: each half is a channel, and an entry of the ring holds both.
 struct TwoChannelComb {
   TwoChannelComb(ReverbComb& a, ReverbComb& b) noexcept
-      : first(a), second(b), damping(Pair::Of(a.damping, b.damping)), gain(Pair::Both(a.gain)) {}
+      : first(a), second(b), damping(Pair::Of(a.damping, b.damping)), gain(Pair::Broadcast(a.gain)) {}
 
   void Keep() const noexcept {
     first.damping = damping.low();
@@ -158,8 +159,8 @@ struct TwoChannelComb {
 template <class Input, std::size_t... C>
 void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, ReverbComb* second,
                         const ReverbMix& mix, Input input, double* sum, std::size_t frames) noexcept {
-  const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
-  const Pair floor = Pair::Both(kDampingFloor);
+  const Pair in = Pair::Broadcast(mix.lowPassIn), back = Pair::Broadcast(mix.lowPassBack);
+  const Pair floor = Pair::Broadcast(kDampingFloor);
   TwoChannelComb combs[] = {{first[C], second[C]}...};
   while (frames != 0) {
     std::size_t run = frames;
@@ -188,7 +189,7 @@ void RunTwoChannelCombs(std::index_sequence<C...> /*combs*/, ReverbComb* first, 
 template <class Rules, bool kOdd, class Input, std::size_t... P>
 void RunCombs(std::index_sequence<P...> /*pairs*/, ReverbComb* combs, const ReverbMix& mix, Input input, double* sum,
               std::size_t frames) noexcept {
-  const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
+  const Pair in = Pair::Broadcast(mix.lowPassIn), back = Pair::Broadcast(mix.lowPassBack);
   CombPair<Rules> pairs[] = {{combs[2 * P], combs[2 * P + 1]}...};
   OneComb<Rules> odd(combs[kOdd ? 2 * sizeof...(P) : 0]);
   while (frames != 0) {
@@ -199,14 +200,14 @@ void RunCombs(std::index_sequence<P...> /*pairs*/, ReverbComb* combs, const Reve
     Pair a, b;
     for (; i + 2 <= run; i += 2) {
       const Pair s = input.Two(i);
-      Pair total = Pair::Both(0.0);
+      Pair total = Pair::Broadcast(0.0);
       ((pairs[P].StepTwo(i, s, in, back, a, b), total = Rules::Add(total, a, b)), ...);
       if constexpr (kOdd) total = total + odd.StepTwo(i, s, in, back);
       total.Store(sum + i);
     }
     if (i != run) {
-      const Pair s = Pair::Both(input.At(i).value);
-      Pair total = Pair::Both(0.0);
+      const Pair s = Pair::Broadcast(input.At(i).value);
+      Pair total = Pair::Broadcast(0.0);
       ((pairs[P].StepOne(i, s, in, back, a, b), total = Rules::Add(total, a, b)), ...);
       if constexpr (kOdd) total = total + odd.StepOne(i, s, in, back);
       total.StoreLow(sum + i);

@@ -18,9 +18,9 @@ void Mix(ReverbChannel& bank, const ReverbMix& mix, const double* sums, double* 
   const Pair e1 = Pair::Of(mix.earlyLeft[0], mix.earlyRight[0]);
   const Pair e2 = Pair::Of(mix.earlyLeft[1], mix.earlyRight[1]);
   const Pair e3 = Pair::Of(mix.earlyLeft[2], mix.earlyRight[2]);
-  const Pair earlyGain = Pair::Both(mix.earlyGain);
-  const Pair reverbGain = Pair::Both(mix.reverbGain);
-  const Pair dryGain = Pair::Both(mix.dryGain);
+  const Pair earlyGain = Pair::Broadcast(mix.earlyGain);
+  const Pair reverbGain = Pair::Broadcast(mix.reverbGain);
+  const Pair dryGain = Pair::Broadcast(mix.dryGain);
   const std::size_t preDelayEntries = bank.preDelay.entries, earlyEntries = bank.early.entries;
   std::size_t write = bank.preDelayPosition;
   std::size_t taps[kEarlyTaps] = {bank.taps[0], bank.taps[1], bank.taps[2]};
@@ -61,7 +61,7 @@ void Mix(ReverbChannel& bank, const ReverbMix& mix, const double* sums, double* 
 template <class Rules, int kRest>
 void RunSides(ReverbComb* combs, ReverbChannel& left, ReverbChannel& right, const ReverbMix& mix, const double* input,
               const double* sum, double* sums, std::size_t frames) noexcept {
-  const Pair in = Pair::Both(mix.lowPassIn), back = Pair::Both(mix.lowPassBack);
+  const Pair in = Pair::Broadcast(mix.lowPassIn), back = Pair::Broadcast(mix.lowPassBack);
   CombPair<Rules> zero(left.combs[0], right.combs[0]), one(left.combs[1], right.combs[1]);
   CombPair<Rules> rest(combs[0], combs[kRest == 2 ? 1 : 0]);
   OneComb<Rules> odd(combs[0]);
@@ -89,7 +89,7 @@ void RunSides(ReverbComb* combs, ReverbChannel& left, ReverbChannel& right, cons
       Highs(onLeft, onRight).Store(sums + 2 * i + 2);
     }
     if (i != run) {
-      const Pair s = Pair::Both(input[i]);
+      const Pair s = Pair::Broadcast(input[i]);
       Pair shared = Pair::LoadLow(sum + i);
       if constexpr (kRest == 2) {
         rest.StepOne(i, s, in, back, a, b);

@@ -20,11 +20,11 @@ class FilteredInput {
   FilteredInput(const Channels& channels, const ReverbMix& mix, double* block) noexcept
       : channels_(channels),
         block_(block),
-        in_(Lanes::Both(mix.lowPassIn)),
-        back_(Lanes::Both(mix.lowPassBack)),
-        b1_(Lanes::Both(channels[0]->bass.b1)),
-        b2_(Lanes::Both(channels[0]->bass.b2)),
-        a0_(Lanes::Both(channels[0]->bass.a0)) {
+        in_(Lanes::Broadcast(mix.lowPassIn)),
+        back_(Lanes::Broadcast(mix.lowPassBack)),
+        b1_(Lanes::Broadcast(channels[0]->bass.b1)),
+        b2_(Lanes::Broadcast(channels[0]->bass.b2)),
+        a0_(Lanes::Broadcast(channels[0]->bass.a0)) {
     double lowPass[Lanes::kLanes], last[Lanes::kLanes], beforeLast[Lanes::kLanes];
     for (std::size_t c = 0; c < Lanes::kLanes; ++c) {
       lowPass[c] = channels[c]->lowPass;
@@ -65,7 +65,7 @@ class FilteredInput {
 
  private:
   static Lanes Flush(Lanes value) noexcept {
-    const Lanes floor = Lanes::Both(0x1p-32);
+    const Lanes floor = Lanes::Broadcast(0x1p-32);
     if constexpr (!Rules::kFlushes) return value;
     if constexpr (Lanes::kLanes == 1) return FlushBelow(value, floor);
     // Two channels wait on this filter, and a jump that is foreseen does not lengthen the wait.

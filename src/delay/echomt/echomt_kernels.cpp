@@ -30,16 +30,16 @@ void ForLanes(int count, Work work) noexcept {
 // Flushes a block; false if any of it is no number or infinite.
 bool FlushFinite(double* block, int count) noexcept {
   double notFinite = 0.0;
-  Pair notFinitePair = Pair::Both(0.0);
+  Pair notFinitePair = Pair::Broadcast(0.0);
   ForLanes(count, [&](auto lanes, int i) {
     using Lanes = decltype(lanes);
-    const Lanes value = Lanes::Load(block + i), nothing = value * Lanes::Both(0.0);
+    const Lanes value = Lanes::Load(block + i), nothing = value * Lanes::Broadcast(0.0);
     if constexpr (Lanes::kLanes == 2) {
       notFinitePair = notFinitePair + nothing;
     } else {
       notFinite = nothing.value;
     }
-    FlushBelow(value, Lanes::Both(kFlushBelow)).Store(block + i);
+    FlushBelow(value, Lanes::Broadcast(kFlushBelow)).Store(block + i);
   });
   return notFinite + notFinitePair.low() + notFinitePair.high() == 0.0;
 }
@@ -145,7 +145,7 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
   const double gain = inputGain_;
   int read = 0;
   if constexpr (kSides == 2) {
-    const Pair factor = Pair::Both(gain);
+    const Pair factor = Pair::Broadcast(gain);
     for (; read + 2 <= frames; read += 2) {
       const Four four = ReadFour(Format{}, buffer + 2 * read);
       const Pair now = four.a * factor, next = four.b * factor;
@@ -181,9 +181,9 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
           const Lanes sum = Lanes::Load(sides[0] + at + k);
           return kSides == 2 ? sum + Lanes::Load(sides[kSides - 1] + at + k) : sum;
         };
-        Lanes feed = add(sums) * Lanes::Both(feedback) + add(held);
-        if constexpr (kSides == 2) feed = feed * Lanes::Both(0.5);
-        Larger(Lanes::Both(-kLineLimit), Smaller(Lanes::Both(kLineLimit), feed)).Store(slots + k);
+        Lanes feed = add(sums) * Lanes::Broadcast(feedback) + add(held);
+        if constexpr (kSides == 2) feed = feed * Lanes::Broadcast(0.5);
+        Larger(Lanes::Broadcast(-kLineLimit), Smaller(Lanes::Broadcast(kLineLimit), feed)).Store(slots + k);
       });
       todo -= count;
       writePosition -= count;
@@ -195,7 +195,7 @@ void EchomtEngine::RunBlock(typename Format::Sample* buffer, std::uint32_t chann
   const double dry = dryGain_, wet = wetGain_;
   int written = 0;
   if constexpr (kSides == 2) {
-    const Pair dryPair = Pair::Both(dry), wetPair = Pair::Both(wet), floor = Pair::Both(kFlushBelow);
+    const Pair dryPair = Pair::Broadcast(dry), wetPair = Pair::Broadcast(wet), floor = Pair::Broadcast(kFlushBelow);
     const auto mix = [&](std::size_t side, int at) {
       return FlushBelow(dryPair * Pair::Load(in[side] + at) + wetPair * Pair::Load(sums[side] + at), floor);
     };

@@ -73,9 +73,9 @@ inline constexpr auto kCounts = [] {
 /// end: it comes back in one slot short of the ring that the write head goes round, above and below.
 template <bool kWraps, class Lanes>
 Lanes ReadBetween(const double* line, std::int32_t lineLast, Lanes position) noexcept {
-  const Lanes bias = Lanes::Both(kRoundingBias);
-  if constexpr (kWraps) position = position + (Less(position, Lanes::Both(0.0)) & Lanes::Both(lineLast));
-  const Lanes biased = position - Lanes::Both(kDownwards) + bias;
+  const Lanes bias = Lanes::Broadcast(kRoundingBias);
+  if constexpr (kWraps) position = position + (Less(position, Lanes::Broadcast(0.0)) & Lanes::Broadcast(lineLast));
+  const Lanes biased = position - Lanes::Broadcast(kDownwards) + bias;
   const Lanes fraction = position - (biased - bias);
   double words[Lanes::kLanes];
   biased.Store(words);
@@ -103,7 +103,7 @@ Lanes ReadBetween(const double* line, std::int32_t lineLast, Lanes position) noe
 /// What all taps give in the frames from `k` on.
 template <class Lanes, int kSides, TapMotion kMotion>
 void SumTaps(const Taps& taps, int k, double* const (&sums)[2]) noexcept {
-  Lanes left = Lanes::Both(0.0), right = left;
+  Lanes left = Lanes::Broadcast(0.0), right = left;
   for (std::size_t i = 0; i < taps.count; ++i) {
     const TapRun& tap = taps.runs[i];
     Lanes value;
@@ -135,9 +135,9 @@ template <class Lanes>
 void FindSwing(const double* phases, int frames, EchomtSwing& swing) noexcept {
   constexpr int kLanes = Lanes::kLanes;
   static_assert(kEchomtBlock % kLanes == 0 && kLanes <= kMostLanes);
-  Lanes least = Lanes::Both(2.0), most = Lanes::Both(0.0);
+  Lanes least = Lanes::Broadcast(2.0), most = Lanes::Broadcast(0.0);
   for (int i = 0; i < frames; i += kLanes) {
-    const Lanes value = Sine(Lanes::Load(phases + i)) + Lanes::Both(1.0);
+    const Lanes value = Sine(Lanes::Load(phases + i)) + Lanes::Broadcast(1.0);
     least = Smaller(value, least);
     most = Larger(value, most);
     value.Store(swing.value + i);

@@ -27,7 +27,7 @@ struct PairGains {
 template <class Format, bool kReadInput>
 void EchoFour(double* line, typename Format::Sample* samples, const PairGains& gains) noexcept {
   const Pair delayedA = Pair::Load(line), delayedB = Pair::Load(line + 2);
-  const Four x = kReadInput ? ReadFour(Format{}, samples) : Four{Pair::Both(0.0), Pair::Both(0.0)};
+  const Four x = kReadInput ? ReadFour(Format{}, samples) : Four{Pair::Broadcast(0.0), Pair::Broadcast(0.0)};
   (delayedA * gains.feedback + x.a).Store(line);
   (delayedB * gains.feedback + x.b).Store(line + 2);
   WriteFour(Format{}, {x.a * gains.dry + delayedA * gains.wet, x.b * gains.dry + delayedB * gains.wet}, samples);
@@ -157,7 +157,7 @@ void EchosEngine::EnterBypass() noexcept {
 
 template <class Format, bool kReadInput>
 void EchosEngine::Run(typename Format::Sample* buffer, std::size_t samples) noexcept {
-  const PairGains gains{Pair::Both(feedbackGain_), Pair::Both(dryOutGain_), Pair::Both(delayOutGain_)};
+  const PairGains gains{Pair::Broadcast(feedbackGain_), Pair::Broadcast(dryOutGain_), Pair::Broadcast(delayOutGain_)};
   while (samples != 0) {
     const std::size_t run = std::min(samples, delayLength_ - position_);
     lines_[line_].Clean(position_, run);
