@@ -41,8 +41,11 @@ namespace access {
 
 template <class T>
 T Cut(double value) noexcept {
-  if constexpr (std::is_integral_v<T>) return Truncate<T>(value);
-  return value;
+  if constexpr (std::is_integral_v<T>) {
+    return Truncate<T>(value);
+  } else {
+    return value;
+  }
 }
 
 template <auto operation>
