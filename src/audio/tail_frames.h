@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-// Counts of frames that a delay still rings out. Hosts read such a count as a signed word, so none exceeds one.
+// Counts of frames that an effect still rings out. Hosts read such a count as a signed word, so none exceeds one.
 namespace korva {
 
 inline constexpr std::uint32_t kLongestTail = std::numeric_limits<std::int32_t>::max();
