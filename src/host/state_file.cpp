@@ -91,6 +91,11 @@ Outcome<StateRecord> RecordOf(const std::string& path, const std::string& conten
   const std::vector<std::uint8_t> bytes(content.begin(), content.end());
   const std::string size = std::to_string(bytes.size()) + " bytes";
   RecordHeader header{};
+  if (content.find('=') != std::string::npos && content.find('\0') == std::string::npos) {
+    return Failed(path + " is no record of any effect; " +
+                  (IsStateText(content) ? "it is a text of values, which korva render ... --state reads"
+                                        : "a text of values has a line such as effect = chorus in front"));
+  }
   if (bytes.size() < sizeof header) return Failed(path + " is no effect record: it has only " + size);
   std::memcpy(&header, bytes.data(), sizeof header);
   for (const EffectRow& effect : EffectTable()) {

@@ -18,42 +18,32 @@ using KeptTest = HostTest;
 // What stays true goes along where the file can hold it, and the rest is named.
 TEST_F(KeptTest, NotesTagsPicturesAndLoopsAreKeptOrNamed) {
   PutSound("plain.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, 4800);
+  PutSound("plain.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 4800);
   PutSound("plain.mp3", SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III, 1, 4800);
   PutSound("plain.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1, 4800);
+  const auto chunk = [](const std::string& id, const std::string& body) {
+    return id + std::string{static_cast<char>(body.size()), static_cast<char>(body.size() >> 8), 0, 0} + body;
+  };
+  const auto zeros = [](std::size_t count) { return std::string(count, '\0'); };
   constexpr std::size_t kAfterStreamInfo = 42;
-  Put("picture.flac", Bytes("plain.flac").insert(kAfterStreamInfo, "\6\0\0\x20"s + std::string(32, '\0')));
+  Put("picture.flac", Bytes("plain.flac").insert(kAfterStreamInfo, "\6\0\0\x20"s + zeros(32)));
   Put("tagged.flac", Bytes("plain.flac").insert(kAfterStreamInfo, "\4\0\0\x18\0\0\0\0\1\0\0\0\x0C\0\0\0LABEL=a firm"s));
+  Put("wordy.wav", Bytes("plain.wav") + chunk("LIST", "INFO" + chunk("INAM", "Gr\xFC\xDF\0\0"s) +
+                                                          chunk("ICMT", std::string(60000, 'c'))));
   Put("tagged.mp3", kId3 + Bytes("plain.mp3"));
   Put("tagged.aiff", Bytes("plain.aiff") + "ID3 \0\0\0\x44"s + kId3);
-  const std::vector<double> samples(28800, 0.25);
-  {
-    SndfileHandle noted(Path("noted.wav"), SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 48000);
-    noted.setString(SF_STR_TITLE, "A title");
-    noted.setString(SF_STR_ALBUM, "An album");
-    SF_CUES cues{};
-    cues.cue_count = 1;
-    cues.cue_points[0].indx = 1;
-    cues.cue_points[0].sample_offset = 500;
-    noted.command(SFC_SET_CUE, &cues, sizeof cues);
-    SF_BROADCAST_INFO broadcast{};
-    broadcast.time_reference_low = 96000;
-    noted.command(SFC_SET_BROADCAST_INFO, &broadcast, sizeof broadcast);
-    SF_INSTRUMENT instrument{};
-    instrument.loop_count = 1;
-    instrument.loops[0] = {SF_LOOP_FORWARD, 1000, 3000, 0};
-    noted.command(SFC_SET_INSTRUMENT, &instrument, sizeof instrument);
-    noted.writef(samples.data(), 4800);
-    SndfileHandle placed(Path("placed.wav"), SFM_WRITE, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 6, 48000);
-    int places[] = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
-                    SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
-    placed.command(SFC_SET_CHANNEL_MAP_INFO, places, sizeof places);
-    placed.writef(samples.data(), 4800);
-    SndfileHandle wordy(Path("wordy.flac"), SFM_WRITE, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 1, 48000);
-    wordy.setString(SF_STR_TITLE, "A title");
-    wordy.setString(SF_STR_COMMENT, std::string(60000, 'c').c_str());
-    wordy.writef(samples.data(), 4800);
-  }
-  Put("noted.wav", Bytes("noted.wav") + "LIST\x16\0\0\0adtllabl\x0A\0\0\0\1\0\0\0verse\0id3 \x44\0\0\0"s + kId3);
+  // A title and an album, a mark with a name, a record that starts at frame 96000, a loop, and ID3.
+  Put("noted.wav",
+      Bytes("plain.wav") + chunk("LIST", "INFO" + chunk("INAM", "A title\0"s) + chunk("IPRD", "An album\0\0"s)) +
+          chunk("cue ", "\1\0\0\0\1\0\0\0\0\0\0\0data"s + zeros(8) + "\xF4\1\0\0"s) +
+          chunk("LIST", "adtl" + chunk("labl", "\1\0\0\0verse\0"s)) +
+          chunk("bext", zeros(338) + "\0\x77\1\0"s + zeros(260)) +
+          chunk("smpl", zeros(28) + "\1"s + zeros(15) + "\xE8\3\0\0\xB8\x0B"s + zeros(10)) + chunk("id3 ", kId3));
+  SndfileHandle placed(Path("placed.wav"), SFM_WRITE, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 2, 48000);
+  int places[] = {SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
+  placed.command(SFC_SET_CHANNEL_MAP_INFO, places, sizeof places);
+  placed.writef(std::vector<double>(9600).data(), 4800);
+  placed = SndfileHandle();
   const struct {
     const char *in, *out, *chain, *lost, *title, *holds = "";
     int loops = 0, marks = 0;
@@ -65,12 +55,13 @@ TEST_F(KeptTest, NotesTagsPicturesAndLoopsAreKeptOrNamed) {
       {"noted.wav", "out.aiff", "reverb", "album, the broadcast record, loops", "A title", "verse", 0, 1},
       {"noted.wav", "out.flac", "reverb", "the broadcast record, markers, loops, ID3 tags", "A title"},
       {"noted.wav", "out.au", "reverb", "title, album, the broadcast record, markers, loops, ID3 tags", ""},
-      {"plain.flac", "out.flac", "reverb", "", ""},
       {"picture.flac", "out.flac", "reverb", "a picture", ""},
       {"tagged.flac", "out.flac", "reverb", "other tags (label)", ""},
       {"tagged.mp3", "out.wav", "reverb", "a picture", "A title"},
       {"tagged.aiff", "out.aiff", "reverb", "", "", "APIC"},
-      {"wordy.flac", "out.aiff", "reverb", "comment", "A title"},
+      {"wordy.wav", "out.aiff", "reverb", "comment", "Gr\xFC\xDF"},
+      {"wordy.wav", "out.flac", "reverb", "", "Gr\xC3\xBC\xC3\x9F"},
+      {"wordy.wav", "out.mp3", "reverb", "", "Gr\xC3\xBC\xC3\x9F", "Gr\xFC\xDF"},
       {"placed.wav", "out.wav", "reverb", "", ""},
       {"placed.wav", "out.caf", "reverb", "the places of the channels", ""},
   };

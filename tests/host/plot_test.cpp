@@ -69,14 +69,15 @@ TEST_F(PlotTest, CurvesSayWhatTheChainDoes) {
   EXPECT_GT(At(comb, 1000) - At(comb, 500), 12);
   EXPECT_NEAR(At(comb, 1000), 0, 0.5);
   EXPECT_EQ(Made("--response chorus").panels[0].curves.size(), 3U) << "a swing is looked at three times";
-  // A low-pass of one pole loses 3 dB at its corner.
-  const Curve low = Made(
-                        "--response --rate 96000 chorus --wet --set chorus-size=1 --set mod-depth=1 --set chorus-out=0 "
-                        "--set attenuate-high=on --set attenuation-hz=1000")
-                        .panels[0]
-                        .curves[0];
-  EXPECT_NEAR(At(low, 1000) - At(low, 50), -3, 0.2);
-  EXPECT_NEAR(At(low, 8000) - At(low, 4000), -6, 0.4);
+  // A low-pass of one pole loses 3 dB at its corner, two of them lose 6.
+  for (const auto& [chain, poles] :
+       {std::pair(
+            "chorus --wet --set chorus-size=1 --set mod-depth=1 --set attenuate-high=on --set attenuation-hz=1000", 1),
+        {"multi-tap-delay --wet --set low-pass-enabled=on --set low-pass-hz=1000", 2}}) {
+    const Curve low = Made(std::string("--response --rate 96000 ") + chain).panels[0].curves[0];
+    EXPECT_NEAR(At(low, 1000) - At(low, 50), -3 * poles, 0.2) << chain;
+    EXPECT_NEAR(At(low, 8000) - At(low, 4000), -5.8 * poles, 0.3) << chain;
+  }
   // A loud line goes an octave up.
   const auto loudest = [](const Panel& panel) {
     const Heat& heat = *panel.heat;

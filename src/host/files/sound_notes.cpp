@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <string_view>
 
 #include "host/files/unread_notes.h"
 
@@ -31,6 +32,59 @@ std::vector<char> Record(SNDFILE* file, int command, std::size_t size) {
   std::vector<char> record(size);
   if (sf_command(file, command, record.data(), static_cast<int>(size)) != SF_TRUE) record.clear();
   return record;
+}
+
+/// Whether a text is UTF-8, and if so, whether all of it lies below U+0100.
+struct TextKind {
+  bool isUtf8 = true, isLatin = true;
+};
+TextKind KindOf(std::string_view text) {
+  TextKind kind;
+  int left = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool follows = (byte & 0xC0U) == 0x80U;
+    if (follows != (left > 0)) return {false, true};
+    if (follows) {
+      --left;
+    } else if (byte >= 0x80U) {
+      if (byte < 0xC2U || byte > 0xF4U) return {false, true};
+      left = byte < 0xE0U ? 1 : byte < 0xF0U ? 2 : 3;
+      kind.isLatin = kind.isLatin && byte < 0xC4U;
+    }
+  }
+  kind.isUtf8 = left == 0;
+  return kind;
+}
+
+/// Texts of old files are Latin-1.
+std::string Utf8(const std::string& text) {
+  if (KindOf(text).isUtf8) return text;
+  std::string wide;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x80U) wide.push_back(static_cast<char>(0xC0U | byte >> 6U));
+    wide.push_back(static_cast<char>(byte < 0x80U ? byte : 0x80U | (byte & 0x3FU)));
+  }
+  return wide;
+}
+
+/// Nothing where a letter is beyond Latin-1.
+std::string Latin1(const std::string& text) {
+  const TextKind kind = KindOf(text);
+  if (!kind.isUtf8) return text;
+  if (!kind.isLatin) return {};
+  std::string narrow;
+  unsigned upper = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0xC0U) {
+      upper = (byte & 3U) << 6U;
+    } else {
+      narrow.push_back(static_cast<char>(byte < 0x80U ? byte : upper | (byte & 0x3FU)));
+    }
+  }
+  return narrow;
 }
 
 /// One mark of a record, which lies anywhere.
@@ -135,11 +189,12 @@ SoundNotes ReadNotes(SNDFILE* file, int descriptor) {
 
 void WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, const NoteTimes& times) {
   const int container = sndfileFormat & SF_FORMAT_TYPEMASK;
-  const bool isAiff = container == SF_FORMAT_AIFF, isRf64 = container == SF_FORMAT_RF64;
+  const bool isAiff = container == SF_FORMAT_AIFF;
   const bool isPlainWave = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX;
+  const bool isWave = isPlainWave || container == SF_FORMAT_RF64;
   // The library makes these heads in a small memory, and writes a broken file when they grow beyond it.
-  const bool isSmall = isPlainWave || isRf64 || isAiff || container == SF_FORMAT_CAF ||
-                       (sndfileFormat & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
+  const bool isSmall =
+      isWave || isAiff || container == SF_FORMAT_CAF || (sndfileFormat & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
   std::size_t room = isSmall ? 50000 : std::numeric_limits<std::size_t>::max();
   // It does not read longer ones back, nor those behind them.
   const std::size_t mostText = isAiff ? 8000 : room;
@@ -149,7 +204,9 @@ void WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, const
     return true;
   };
   for (const auto& [number, text] : notes.texts) {
-    if (text.size() <= mostText && fits(text.size())) sf_set_string(file, number, text.c_str());
+    // WAV and AIFF do not say how their letters are to be read; MP3 and the rest do.
+    const std::string own = container == SF_FORMAT_MPEG ? Latin1(text) : isWave || isAiff ? text : Utf8(text);
+    if (!own.empty() && own.size() <= mostText && fits(own.size())) sf_set_string(file, number, own.c_str());
   }
   const auto keep = [&](std::vector<char> record, std::size_t bytes, int command) {
     if (!record.empty() && fits(bytes)) {
@@ -167,7 +224,7 @@ void WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, const
     chunk.data = bytes.data();
     sf_set_chunk(file, &chunk);
   };
-  if (isPlainWave || isRf64) {
+  if (isWave) {
     keep(Brought(notes.broadcast, times), RecordBytes(notes.broadcast), SFC_SET_BROADCAST_INFO);
     keep(notes.cart, RecordBytes(notes.cart), SFC_SET_CART_INFO);
   }
@@ -181,7 +238,7 @@ void WriteNotes(SNDFILE* file, int sndfileFormat, const SoundNotes& notes, const
   for (const CarriedChunk& chunk : kCarriedChunks) {
     const auto found = notes.chunks.find(std::string(chunk.id));
     if (found == notes.chunks.end() || (chunk.speaksOfTimes && !times.hold)) continue;
-    if (isPlainWave || isRf64) keepChunk(found->first, found->second);
+    if (isWave) keepChunk(found->first, found->second);
     if (isAiff && chunk.id == "id3 ") keepChunk("ID3 ", found->second);
   }
 }
@@ -192,7 +249,7 @@ std::vector<std::string> NotKept(const SoundNotes& notes, const SoundNotes& kept
     const auto was = notes.texts.find(text.number), is = kept.texts.find(text.number);
     if (was == notes.texts.end()) continue;
     // The library adds its own name to that of the software.
-    if (is != kept.texts.end() && is->second.starts_with(was->second)) continue;
+    if (is != kept.texts.end() && Utf8(is->second).starts_with(Utf8(was->second))) continue;
     lost.push_back(is == kept.texts.end() ? text.name : std::string("part of the ") + text.name);
   }
   const auto check = [&](bool isKept, const char* name) {
