@@ -23,17 +23,6 @@ void Chorus(benchmark::State& state, const FormatRecord& record, const ChorusPar
   RunEngine(state, engine, record);
 }
 
-// Silence after loud noise: what is left in the lines and filters must not slow the processor down.
-void ChorusSilence(benchmark::State& state, SampleFormat format) {
-  const FormatRecord record = MakeFormat(format, 2, kRate);
-  ChorusEngine engine;
-  engine.Start(record);
-  engine.FullRecompute(Voices(3, true), true, nullptr);
-  Bytes noise = NoiseBuffer(record);
-  RunBuffer(engine, noise);
-  RunEngine(state, engine, record, 0);
-}
-
 // A whole buffer from the input pin to the pin downstream, which takes it and does nothing.
 void ChorusReceive(benchmark::State& state, std::uint16_t channels, std::uint32_t frames) {
   const FormatRecord record = MakeFormat(SampleFormat::kFloat32, channels, kRate);
@@ -53,9 +42,6 @@ const bool registered = [] {
     AddStreams(name, [=](auto& state, const auto& record) { Chorus(state, record, Voices(voices, true)); });
     Add(name + "_open/f32/2",
         [=](auto& state) { Chorus(state, MakeFormat(SampleFormat::kFloat32, 2, kRate), Voices(voices, false)); });
-  }
-  for (const SampleFormat format : {SampleFormat::kFloat32, SampleFormat::kFloat64}) {
-    Add(KernelName("chorus3_silence", format, 2), [=](auto& state) { ChorusSilence(state, format); });
   }
   for (const std::uint32_t frames : {64U, 4096U}) {
     for (const std::uint16_t channels : kChannelCounts) {

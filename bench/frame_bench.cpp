@@ -35,16 +35,6 @@ void NextChunkForward(benchmark::State& state, std::int64_t segments) {
   }
 }
 
-// The audio thread's cost of one buffer in which nothing changed: the snapshot of sixteen rows.
-void Snapshot(benchmark::State& state) {
-  Owned<CQvChorus> chorus;
-  ChorusParams block{};
-  for (auto _ : state) {
-    chorus->GetParams(&block);
-    benchmark::DoNotOptimize(block);
-  }
-}
-
 // What a buffer costs beside its frames, by the direct road: it has one.
 template <class Filter>
 void FloatProcessCost(benchmark::State& state) {
@@ -63,7 +53,6 @@ BENCHMARK(FloatProcessCost<CQvEchos>);
 BENCHMARK_CAPTURE(NextChunkForward, none, 0);
 BENCHMARK_CAPTURE(NextChunkForward, 10, 10);
 BENCHMARK_CAPTURE(NextChunkForward, 10000, 10000);
-BENCHMARK(Snapshot);
 
 }  // namespace
 }  // namespace korva::bench

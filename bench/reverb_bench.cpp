@@ -61,24 +61,6 @@ void ReverbSilence(benchmark::State& state, SampleFormat format, bool vector, bo
   state.counters["ns_per_frame"] = worst;
 }
 
-// What the caller waits, with a thread for each processor or all alone.
-void ReverbShared(benchmark::State& state, std::uint16_t channels, std::uint32_t frames, bool team) {
-  const FormatRecord record = MakeFormat(SampleFormat::kFloat32, channels, kRate);
-  Rig rig(record);
-  if (!team) rig.engine.UseThreads(1);
-  rig.engine.ReverbReset();
-  Bytes buffer = NoiseBuffer(record, frames);
-  RunInPlace(state, frames, buffer, [&] { RunBuffer(rig.engine, buffer, frames); });
-}
-
-// Work that is none: sharing out and joining alone. A frame is one sharing.
-void Share(benchmark::State& state) {
-  ReverbTeam team;
-  team.Start(platform::ProcessorCount());
-  const auto nothing = [](void*, std::size_t first, std::size_t) { benchmark::DoNotOptimize(first); };
-  RunRounds(state, 1, [&] { team.Run(6, nothing, nullptr); });
-}
-
 const bool registered = [] {
   for (const SampleFormat format : kAllFormats) {
     const auto add = [&](const char* name, std::uint16_t channels, bool vector) {
@@ -100,16 +82,6 @@ const bool registered = [] {
     add("vector", true, true);
     add("vector-no-restart", true, false);
   }
-  for (const std::uint16_t channels : {std::uint16_t{3}, std::uint16_t{6}}) {
-    for (const std::uint32_t frames : {64U, 256U, 1024U, 4096U}) {
-      for (const bool team : {false, true}) {
-        const std::string name = std::to_string(channels) + "/" + std::to_string(frames);
-        Add((team ? "reverb-team/f32/" : "reverb-alone/f32/") + name,
-            [=](auto& state) { ReverbShared(state, channels, frames, team); });
-      }
-    }
-  }
-  Add("reverb-share", Share);
   return true;
 }();
 

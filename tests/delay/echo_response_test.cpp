@@ -8,17 +8,12 @@
 namespace korva {
 namespace {
 
-struct Tap {
-  std::int32_t delay, gain;
-};
-
-EchomtParams Taps(std::vector<Tap> taps, std::int32_t feedback) {
+EchomtParams Taps(std::vector<std::pair<std::int32_t, std::int32_t>> delaysAndGains, std::int32_t feedback) {
   EchomtParams params{};
-  params.tapCount = static_cast<std::int32_t>(taps.size());
   params.feedback = feedback;
-  for (std::size_t i = 0; i < taps.size(); ++i) {
-    params.tapDelayMs[i] = taps[i].delay;
-    params.tapGain[i] = taps[i].gain;
+  for (const auto& [delay, gain] : delaysAndGains) {
+    params.tapDelayMs[params.tapCount] = delay;
+    params.tapGain[params.tapCount++] = gain;
   }
   return params;
 }

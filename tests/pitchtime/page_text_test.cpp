@@ -101,6 +101,7 @@ TEST(MusicalInterval, HasTheNameThatMusiciansUse) {
       {-3, -15, {{false, 3, '-'}}},
       {-36, 250, {{false, 0, '+'}}},
       {11, 1000, {{true, 0, ' '}}},
+      {1, 1000, {{true, 2, ' '}}},
       {13, -1000, {{true, 0, ' '}}},
       {-12, 1000, {{false, 11, ' '}}},
       {-11, -1000, {{false, 0, ' '}}},

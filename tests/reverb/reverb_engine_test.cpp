@@ -66,32 +66,6 @@ TEST(ReverbEngine, CombsAloneDecayInTheSetTime) {
   }
 }
 
-TEST(ReverbEngine, EarlyReflectionsComeWhenAndWhereTheirStyleSays) {
-  const struct {
-    std::int32_t style;
-    std::size_t frames[3];     // at 100 kHz, the first two a little late
-    double left[3], right[3];  // thousandths
-  } rows[] = {
-      {0, {616, 1719, 2930}, {396, -87, 111}, {64, -513, 99}},
-      {3, {1606, 3020, 5509}, {142, -800, 252}, {648, 0, 148}},
-      {9, {1606, 3020, 5509}, {711, -760, 250}, {79, -40, 150}},
-  };
-  for (const auto& row : rows) {
-    for (const std::uint16_t channels : {std::uint16_t{1}, std::uint16_t{2}}) {
-      Rig rig({-800, -800, 0, 0, row.style, 20, 0, 0, 500, 0, 5000, 0}, channels, 100'000);
-      ASSERT_EQ(rig.engine.ReverbReset(), 0);
-      std::vector<double> input(6000U * channels), expected(input.size());
-      input[0] = 1;
-      for (int t = 0; t < 3; ++t) {
-        // In mono both sides meet.
-        expected[row.frames[t] * channels] += row.left[t] / 1000;
-        expected[row.frames[t] * channels + channels - 1] += row.right[t] / 1000;
-      }
-      EXPECT_LT(LargestDifference(rig.Run(input), expected), 1.01e-3) << row.style << ", channels " << channels;
-    }
-  }
-}
-
 // The longest comb of all is granted by itself; all channels' together are not.
 TEST(ReverbEngine, MemoryGoesToEveryStreamThatCanBeMeantAndToNoOther) {
   Rig rig({-800, 0, -800, 6, 0, 20, 0, 0, 500, 0, 5000, 0}, 32);
@@ -134,7 +108,7 @@ TEST(ReverbTeam, SamplesDoNotDependOnHowManyThereAre) {
 
 TEST(ReverbTeam, EveryItemIsWorkedOnceAndNoThreadOutlivesAStop) {
   ReverbTeam team;
-  for (const std::size_t size : {1U, 4U, 2U, 32U}) {
+  for (const std::size_t size : {1U, 4U, 4U, 2U, 32U}) {
     for (int i = 0; i < 2; ++i) team.Start(size);
     EXPECT_EQ(team.size(), size);
     for (std::size_t items = 1; items < 60; ++items) {

@@ -22,7 +22,7 @@ TEST(InPlace, SharesBuffersWhereverBothSidesAllowIt) {
     GraphOptions options;
     bool shared;
   } rows[] = {
-      {"upstream first", {256, false, false, false, false}, true},
+      {"upstream first", {256}, true},
       {"downstream first", {256, true, false, false, false}, true},
       {"upstream first, its own buffers", {256, false, false, true, false}, true},
       {"downstream first, upstream's own buffers", {256, true, false, true, false}, true},
