@@ -89,8 +89,7 @@ TEST(Flags, OnlyAChangeRaisesThem) {
   } steps[] = {
       {"a new filter", 2, [] { return S_OK; }},
       {"Set of the value in force", 0, [&] { return chorus->SetDelay(400); }},
-      {"Set past the range", 3, [&] { return chorus->SetDelay(5000); }},
-      {"Set past it again", 0, [&] { return chorus->SetDelay(1000000); }},
+      {"Set of another", 3, [&] { return chorus->SetDelay(500); }},
       {"GetParams", 0, [&] { return chorus->GetParams(&block); }},
       {"SetParams of the values in force", 3, [&] { return chorus->SetParams(&block); }},
       {"BeginEdit", 0, [&] { return chorus->BeginEditDelay(); }},

@@ -44,7 +44,7 @@ TEST_F(FilesTest, FilesWhoseLengthWasNeverToldAreReadToTheirEnd) {
     return bytes;
   };
   Put("killed.wav", with("in.wav", "data", std::string(4, '\0')));
-  Put("beyond.wav", with("in.wav", "data", std::string("\x00\x00\x10\x00", 4)));
+  Put("beyond.wav", with("in.wav", "data", std::string("\0\0\x10\0", 4)));
   Put("piped.aiff", with("in.aiff", "SSND", "\x7F\x00\x00\x08"));
   for (const char* name : {"killed.wav", "beyond.wav", "piped.aiff"}) {
     const Run run = Bypassed(std::string("@") + name + " @out.wav");

@@ -26,11 +26,8 @@ TEST_F(RefusalTest, WrongCallsAreAnsweredWithWhatIsRight) {
            {"korva params EFFECT", {"params"}},
            {"did you mean chorus?", {"params chrus"}},
            {"the effects are chorus", {"params qqqqqqqq"}},
-           {"korva presets EFFECT", {"presets chorus reverb"}},
-           {"no option --all", {"effects --all"}},
            {"IN, OUT and at least one effect", {"render"}},
            {"at least one effect", {"render @in.wav @out.wav"}},
-           {"did you mean reverb?", {"render @in.wav @out.wav revreb"}},
            {"behind the name of an effect", {"render @in.wav @out.wav --preset 1 chorus"}},
            {"cannot hold such samples", {"render @in.wav @out.flac chorus --bits float"}},
            {"read twice", {"render - @out.wav chorus --state -"}},
@@ -45,7 +42,6 @@ TEST_F(RefusalTest, WrongCallsAreAnsweredWithWhatIsRight) {
   // What follows an effect.
   for (const auto& [part, calls] : {
            Answer{"there is no effect \"dealy\"", {"dealy"}},
-           {"did you mean --preset", {"--prset 1"}},
            {"no option \"-x\"", {"-x"}},
            {"--preset needs a value", {"--preset", "--preset="}},
            {"told twice", {"--preset 1 --preset 2"}},

@@ -125,6 +125,8 @@ TEST_F(RenderTest, TempoAndAutomationAreHeard) {
   Put("song.mid", MidiFile(MidiTempo(0, 500000) + MidiMeter(0, 3, 2)));
   const std::string echo = "@click.wav @out.wav simple-delay --set delay=100 --set dry-out=0 --set delay-out=0 ";
   const std::string many = echo + "--set multiple-delays=on --set tempo-sync-decay=on --set decay-note=18 ";
+  // Thirty decibels in half a second, by an envelope that is told in seconds.
+  const std::string shorter = echo + "--set multiple-delays=on --set decay=4 --automate decay:0:1:0.5:0.5:jump";
   struct Case {
     std::string line;
     std::size_t frame;  // of the echo
@@ -138,8 +140,10 @@ TEST_F(RenderTest, TempoAndAutomationAreHeard) {
                         {echo + "--set tempo-sync-delay=on --set delay-note=13 --tempo-map @song.mid", 24000, 1},
                         {many + "--tempo 240 --meter 3/4", 9600, second},
                         {many + "--tempo-map @song.mid", 9600, std::sqrt(second)},
+                        {shorter, 9600, std::pow(10, -1.5 * 0.1 / 0.5)},
                         {echo + "--automate delay-out:0.05:1:-20:-20:jump", 4800, 0.1},
-                        {echo + "--automate delay-out:0:0.05:-40:0", 4800, 1}}) {
+                        {echo + "--block 960 --automate delay-out:0:0.2:-40:0", 4800, 0.1},
+                        {echo + "--block 960 --automate delay-out:0:0.2:-40:0:square", 4800, std::pow(10, -1.5)}}) {
     Render(c.line);
     const std::vector<double> out = Read("out.wav").samples;
     ASSERT_GT(out.size(), c.frame) << c.line;

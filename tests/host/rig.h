@@ -71,7 +71,7 @@ class HostTest : public ::testing::Test {
     Sound sound{file.channels(), file.samplerate(), 0, {}};
     // Not every file says how long it is.
     constexpr sf_count_t kPart = 4096;
-    std::vector<double> part(static_cast<std::size_t>(kPart * sound.channels));
+    std::vector<double> part(static_cast<std::size_t>(kPart) * static_cast<std::size_t>(sound.channels));
     for (sf_count_t read = kPart; read == kPart; sound.frames += read) {
       read = file.readf(part.data(), kPart);
       sound.samples.insert(sound.samples.end(), part.begin(), part.begin() + read * sound.channels);
@@ -87,7 +87,9 @@ class HostTest : public ::testing::Test {
   }
   /// A sound of `frames` frames that is nowhere periodic, in any format of the library.
   void PutSound(const std::string& name, int format, int channels, int frames, int rate = 48000) const {
-    PutSamples(name, format, GridNoise(static_cast<std::size_t>(frames * channels), 0.25, 7, 0x1p31), channels, rate);
+    PutSamples(name, format,
+               GridNoise(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels), 0.25, 7, 0x1p31),
+               channels, rate);
   }
 
   /// What one run said, and how it ended.

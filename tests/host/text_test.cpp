@@ -1,7 +1,6 @@
 #include <cmath>
 
 #include "frame/row_values.h"
-#include "host/automation_text.h"
 #include "host/number_text.h"
 #include "host/parameter_text.h"
 #include "host/pitchtime_habits.h"
@@ -120,18 +119,6 @@ TEST(ParameterText, PitchAndTimeAreSetByWhatIsHeard) {
   }
   TimeParams time{};
   EXPECT_TRUE(ApplySetting(stretch, "duration=10", {}, &time)) << "an empty input has no length to change";
-}
-
-TEST(AutomationText, FieldsBecomeASegmentInTheRowsOwnUnits) {
-  const auto span = ParseAutomation(Effect("simple-delay"), "decay:0.5:1.25:2:3.5:square");
-  ASSERT_TRUE(span);
-  EXPECT_EQ(span->segment.rtStart, 5'000'000);
-  EXPECT_EQ(span->segment.rtEnd, 12'500'000);
-  EXPECT_EQ(span->segment.valStart, 20.0F);  // tenths of a second
-  EXPECT_EQ(span->segment.valEnd, 35.0F);
-  EXPECT_EQ(span->segment.iCurve, MP_CURVE_SQUARE);
-  EXPECT_EQ(ParseAutomation(Effect("chorus"), "delay:0:1:5:6")->segment.iCurve, MP_CURVE_LINEAR);
-  EXPECT_EQ(ParseAutomation(Effect("chorus"), "bypass:0:1:on:off:jump")->segment.iCurve, MP_CURVE_JUMP);
 }
 
 }  // namespace
