@@ -1,8 +1,10 @@
 // Envelope lists against a plain list: edits and evaluations, a byte for each choice.
 
+#include <cmath>
+
 #include "frame/envelope.h"
 #include "input.h"
-#include "support/plain_envelope.h"
+#include "plain_envelope.h"
 
 namespace korva {
 namespace {
@@ -32,13 +34,18 @@ void Evaluate(Envelope& envelope, const PlainEnvelope& plain, std::int64_t time,
   std::int64_t until = 0;
   const std::uint32_t said = envelope.Evaluate(time, scale, kRange, until);
   Require(envelope.value >= kRange.minimum && envelope.value <= kRange.maximum, "a value lies in its range");
-  if ((said & Envelope::kInside) == 0) return;
-  Require(until > 0, "time is left inside of a segment");
-  bool covered = false;
-  for (const MP_ENVELOPE_SEGMENT& segment : plain.items) {
-    covered = covered || (segment.rtStart <= time && time < segment.rtEnd);
-  }
-  Require(covered, "a segment covers the time");
+  const bool inside = (said & Envelope::kInside) != 0;
+  Require(inside == envelope.inSegment && (!inside || until > 0), "time is left inside of a segment");
+  const auto covers = [time](const auto& segment) { return segment.rtStart <= time && time < segment.rtEnd; };
+  const auto found = std::find_if(plain.items.begin(), plain.items.end(), covers);
+  Require(!inside || found != plain.items.end(), "a segment covers the time");
+  // Among segments that stand in order time may jump anywhere.
+  const auto meets = [](const auto& a, const auto& b) { return a.rtStart >= a.rtEnd || a.rtEnd > b.rtStart; };
+  const bool inOrder = std::adjacent_find(plain.items.begin(), plain.items.end(), meets) == plain.items.end();
+  if (!inOrder || plain.items.empty() || plain.items.back().rtStart >= plain.items.back().rtEnd) return;
+  Require(inside == (found != plain.items.end()), "the segment that covers the time is found");
+  if (!inside || found->iCurve != MP_CURVE_JUMP || std::isnan(found->valStart)) return;
+  Require(envelope.value == std::clamp(found->valStart, kRange.minimum, kRange.maximum), "its value is in force");
 }
 
 }  // namespace

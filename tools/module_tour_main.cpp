@@ -7,16 +7,24 @@
 
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <string>
 #include <vector>
 
-#include "help_page.h"
 #include "platform/wide_text.h"
+#include "qvkit/help.h"
 #include "registered_effects.h"
 #include "streaming/com_ptr.h"
 
 namespace korva {
 namespace {
+
+/// Whether the page of the help that a property page asks for lies where it is looked for, a page of its own.
+bool HasHelpPage(const PROPPAGEINFO& info) {
+  WCHAR page[MAX_PATH] = {};
+  return info.pszHelpFile != nullptr && QvHelp_PagePath(info.dwHelpContext, info.pszHelpFile, page, MAX_PATH) != 0 &&
+         std::wcscmp(page, info.pszHelpFile) != 0 && ::GetFileAttributesW(page) != INVALID_FILE_ATTRIBUTES;
+}
 
 /// Opens a page over `filter` in a window of its own. Empty when all went well, otherwise what did not.
 std::string VisitPage(REFCLSID pageClass, IUnknown* filter, std::string& title) {

@@ -35,20 +35,41 @@ TEST(PageExchange, EscapeTakesBackOnlyWhatTheArrowsSet) {
   }
 }
 
-TEST(PageExchange, ADragEndsWithItsFilter) {
+TEST(PageExchange, ADragIsABracketToldAtItsEndAndEndsWithItsFilter) {
   PageBench bench(PageOf("chorus"));
   const PageBench other(PageOf("chorus"));
-  bench.Open();
-  const LONG old = other.Whole(kChorusDelay);
-  const POINT thumb = bench.Thumb(6031);
-  bench.Send(6031, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(thumb.x, thumb.y));
-  bench.Send(6031, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(thumb.x + 10, thumb.y));
-  ASSERT_EQ(::GetCapture(), bench[6031]);
-  bench.Connect(other.filter);
-  bench.Send(6031, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(thumb.x + 20, thumb.y));
-  bench.Send(6031, WM_LBUTTONUP, 0, MAKELPARAM(thumb.x + 20, thumb.y));
-  EXPECT_EQ(other.Whole(kChorusDelay), old);
-  bench.ExpectBrackets(std::ranges::count(bench.recorder.heard, '['));
+  for (const auto& [id, row, right, up] : {std::tuple(6031, kChorusDelay, 1, 0), {6020, kChorusDryOut, 0, 1}}) {
+    SCOPED_TRACE(id);
+    bench.Open();
+    const LONG old = other.Whole(row), start = -100 + 400 * right;
+    bench.Show(row, start);
+    const POINT thumb = bench.Thumb(id);
+    const auto drag = [&, id, right, up](UINT message, WPARAM keys, int way) {
+      bench.Send(id, message, keys, MAKELPARAM(thumb.x + right * way, thumb.y - up * way));
+    };
+    bench.Hold(VK_LBUTTON, true);
+    drag(WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    EXPECT_EQ(bench.recorder.Take().substr(0, 1), "[");
+    ASSERT_EQ(::GetCapture(), bench[id]);
+    for (int step = 1; step <= 10; ++step) drag(WM_MOUSEMOVE, MK_LBUTTON, step);
+    EXPECT_EQ(bench.recorder.Take().find_first_of("[]"), std::string::npos);
+    EXPECT_EQ(bench.site.told, 0);
+    bench.Hold(VK_LBUTTON, false);
+    drag(WM_LBUTTONUP, 0, 10);
+    EXPECT_TRUE(bench.recorder.Take().ends_with(']'));
+    EXPECT_GT(bench.site.told, 0);
+    EXPECT_GT(bench.Get(row), start);
+    // Another filter comes in the middle.
+    bench.Show(row, start);
+    drag(WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    drag(WM_MOUSEMOVE, MK_LBUTTON, 10);
+    bench.Connect(other.filter);
+    drag(WM_MOUSEMOVE, MK_LBUTTON, 20);
+    drag(WM_LBUTTONUP, 0, 20);
+    EXPECT_EQ(other.Whole(row), old);
+    bench.ExpectBrackets(std::ranges::count(bench.recorder.heard, '['));
+    bench.page->Deactivate();
+  }
 }
 
 TEST(PageExchange, ATypedTimeTransposesAnew) {

@@ -5,12 +5,10 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "platform/media.h"
 #include "platform/media_params.h"
-#include "platform/notice_window.h"
 #include "platform/services.h"
 #include "platform/tempo_host.h"
 #include "platform/wide_text.h"
@@ -98,46 +96,6 @@ TEST(Platform, LocaleComesFromTheLanguagePartOfTheName) {
       {"zh_TW.UTF-8", 1033}, {"es_MX", 3082}, {"C", 1033},           {"", 1033},           {"den_DK", 1033},
   };
   for (const auto& row : rows) EXPECT_EQ(LocaleFromName(row.name), row.expected) << row.name;
-}
-
-TEST(Platform, NoticeWindowKeepsWhatIsPostedWhileItLives) {
-  HWND handle = nullptr;
-  WPARAM command = 0;
-  {
-    NoticeWindow window;
-    const NoticeWindow other;
-    handle = window.Handle();
-    EXPECT_TRUE(platform::IsWindow(handle));
-    std::thread poster([handle] {
-      for (std::uint16_t code = 0; code < 3; ++code) EXPECT_TRUE(PostCommand(handle, MakeCommand(9, code)));
-    });
-    EXPECT_TRUE(PostCommand(other.Handle(), MakeCommand(1, 1)));
-    poster.join();
-    for (WPARAM code = 0; code < 3; ++code) {
-      ASSERT_TRUE(window.Take(command));
-      EXPECT_EQ(command, code * 0x10000 + 9);
-    }
-    EXPECT_FALSE(window.Take(command));
-  }
-  EXPECT_FALSE(platform::IsWindow(handle));
-  EXPECT_FALSE(PostCommand(handle, 1));
-}
-
-TEST(Platform, FlushedDenormalsStayOnTheirThread) {
-  constexpr double kSmallest = std::numeric_limits<double>::denorm_min();
-  const auto survives = [] {
-    volatile double value = kSmallest;
-    return value * 1.0 != 0.0;
-  };
-  bool flushed = false;
-  std::thread([&] {
-    SetFlushDenormals();
-    flushed = !survives();
-  }).join();
-#if defined(__x86_64__)
-  EXPECT_TRUE(flushed);
-#endif
-  EXPECT_TRUE(survives());
 }
 
 TEST(WideText, ComesOutAsUtf8) {

@@ -43,15 +43,14 @@ class TestSong : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConver
   LONG MsecsToTicks(LONG milliseconds) override { return TickAt(milliseconds / 1000.0); }
   int GetTicksPerQuarterNote() override { return kTicksPerQuarter; }
   int GetTempoIndexForTime(LONG ticks) override {
-    int index = 0;
-    while (index + 1 < GetTempoCount() && tempos[static_cast<std::size_t>(index) + 1].tick <= ticks) ++index;
-    return index;
+    return LastNotAfter(tempos, ticks, [](const Tempo& tempo) { return tempo.tick; });
   }
   int GetTempoCount() override { return static_cast<int>(tempos.size()); }
   HRESULT GetTempoAt(int index, LONG* ticks, int* bpm100) override {
     if (index < 0 || index >= GetTempoCount()) return E_INVALIDARG;
-    *ticks = tempos[static_cast<std::size_t>(index)].tick;
-    *bpm100 = tempos[static_cast<std::size_t>(index)].bpm100;
+    const Tempo& tempo = tempos[static_cast<std::size_t>(index)];
+    *ticks = tempo.tick;
+    *bpm100 = tempo.bpm100;
     return S_OK;
   }
 
@@ -60,17 +59,12 @@ class TestSong : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConver
     LONG tick = 0;
     for (std::size_t i = 0; i < meters.size() && meters[i].measure < measure; ++i) {
       const int last = i + 1 < meters.size() ? std::min(measure, meters[i + 1].measure) : measure;
-      tick += (last - meters[i].measure) * MeasureTicks(meters[i]);
+      tick += (last - meters[i].measure) * (meters[i].top * 4 * kTicksPerQuarter >> meters[i].power);
     }
     return tick;
   }
   int GetMeterIndexForTime(LONG ticks) override {
-    int index = 0;
-    while (index + 1 < GetMeterCount() &&
-           MBTToTicks(meters[static_cast<std::size_t>(index) + 1].measure, 1, 0) <= ticks) {
-      ++index;
-    }
-    return index;
+    return LastNotAfter(meters, ticks, [this](const Meter& meter) { return MBTToTicks(meter.measure, 1, 0); });
   }
   int GetMeterCount() override { return static_cast<int>(meters.size()); }
   HRESULT GetMeterAt(int index, int* measure, int* top, int* bottomPower) override {
@@ -94,17 +88,6 @@ class TestSong : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConver
     return S_OK;
   }
 
-  double Seconds(LONG ticks) const {
-    double seconds = 0;
-    for (std::size_t i = 0; i < tempos.size(); ++i) {
-      const bool last = i + 1 == tempos.size() || tempos[i + 1].tick >= ticks;
-      const LONG end = last ? ticks : tempos[i + 1].tick;
-      seconds += (end - tempos[i].tick) * 60.0 * 100 / tempos[i].bpm100 / kTicksPerQuarter;
-      if (last) break;
-    }
-    return seconds;
-  }
-
   static constexpr int kTicksPerQuarter = 480;
   std::vector<Tempo> tempos;
   std::vector<Meter> meters;
@@ -113,15 +96,29 @@ class TestSong : public IMfxTempoMap, public IMfxMeterMap, public IMfxTimeConver
   std::atomic<ULONG> references{0};
 
  private:
-  static LONG MeasureTicks(const Meter& meter) { return meter.top * 4 * kTicksPerQuarter / (1 << meter.power); }
+  template <class Changes, class TickOf>
+  static int LastNotAfter(const Changes& changes, LONG ticks, TickOf&& tickOf) {
+    std::size_t index = 0;
+    while (index + 1 < changes.size() && tickOf(changes[index + 1]) <= ticks) ++index;
+    return static_cast<int>(index);
+  }
+  static double SecondsOf(LONG ticks, const Tempo& tempo) {
+    return ticks * 60.0 * 100 / tempo.bpm100 / kTicksPerQuarter;
+  }
+  double Seconds(LONG ticks) const {
+    double seconds = 0;
+    std::size_t i = 0;
+    for (; i + 1 < tempos.size() && tempos[i + 1].tick < ticks; ++i) {
+      seconds += SecondsOf(tempos[i + 1].tick - tempos[i].tick, tempos[i]);
+    }
+    return seconds + SecondsOf(ticks - tempos[i].tick, tempos[i]);
+  }
   LONG TickAt(double seconds) const {
     // The last tick not after the time, with a hair of room for the division.
-    for (std::size_t i = tempos.size(); i-- > 0;) {
-      const double from = Seconds(tempos[i].tick);
-      if (seconds + 1e-9 < from && i != 0) continue;
-      return tempos[i].tick + static_cast<LONG>((seconds - from) * tempos[i].bpm100 / 6000.0 * kTicksPerQuarter + 1e-6);
-    }
-    return 0;
+    std::size_t i = tempos.size() - 1;
+    while (i != 0 && seconds + 1e-9 < Seconds(tempos[i].tick)) --i;
+    const double since = seconds - Seconds(tempos[i].tick);
+    return tempos[i].tick + static_cast<LONG>(since * tempos[i].bpm100 / 6000.0 * kTicksPerQuarter + 1e-6);
   }
 };
 

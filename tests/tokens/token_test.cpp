@@ -6,7 +6,6 @@
 #include "module/tokens/token_system.h"
 #include "peer.h"
 #include "token_text.h"
-#include "windows/usage.h"
 
 namespace korva {
 namespace {
@@ -303,19 +302,6 @@ TEST_F(TokenOfPeer, AFailedCallLeavesNothingBehind) {
   EXPECT_EQ(CreateSharedToken(token, 16), S_OK);
   EXPECT_EQ(DestroySharedToken(token), S_OK);
   EXPECT_EQ(DestroySharedToken(token), E_INVALIDARG);
-}
-
-TEST_F(TokenOfPeer, AThousandRoundsKeepNoHandle) {
-  const long before = Usage::Now().handles;
-  for (int i = 0; i < 1000; ++i) {
-    for (_qvmemorytoken token : {plain, shared}) {
-      CMappingOfQvMemoryToken opened(token, kAccesses[i % 4]);
-      ASSERT_NE(opened.Pointer(), nullptr);
-      if (i % 3 == 0) opened.Dispose();
-      COutOfProcessMemoryToken portable(token, kAccesses[i % 4], 0);
-    }
-  }
-  EXPECT_EQ(Usage::Now().handles, before);
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 #include "chorus/chorus_params.h"
 #include "frame/interfaces.h"
 #include "graph_kit.h"
-#include "help_page.h"
 #include "module/class_table.h"
-#include "platform/wide_text.h"
 #include "registered_module.h"
 
 namespace korva {
@@ -144,22 +142,6 @@ TEST(Module, CarriesItsResources) {
     EXPECT_EQ(std::wstring(name) == L"Fast flange 1", locale == 1033) << locale;
   }
   EXPECT_EQ(language->UpdateLanguage(1, 0, 0), E_FAIL);
-}
-
-TEST(Module, EveryPageFindsItsHelpBesideTheModule) {
-  int pages = 0;
-  for (const ClassRow& row : ClassTable()) {
-    if (row.setup) continue;
-    ComPtr<IPropertyPage> page;
-    ASSERT_EQ(Factory(row.classId)->CreateInstance(nullptr, IID_IPropertyPage, page.PutVoid()), S_OK);
-    PROPPAGEINFO info{};
-    ASSERT_EQ(page->GetPageInfo(&info), S_OK);
-    EXPECT_TRUE(HasHelpPage(info)) << platform::ToUtf8(info.pszTitle);
-    ::CoTaskMemFree(info.pszTitle);
-    ::CoTaskMemFree(info.pszHelpFile);
-    ++pages;
-  }
-  EXPECT_EQ(pages, 6);
 }
 
 }  // namespace
