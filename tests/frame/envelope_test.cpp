@@ -158,8 +158,16 @@ TEST(NextChunk, AddsTheBitOfEachRowThatMoved) {
   store.AddEnvelope(kChorusDelay, 1, &delay);
   EXPECT_EQ(moved(), 3U);
   EXPECT_EQ(moved(), 1U) << "the jump stands";
+  auto later = Segment(2 * kSecond, 3 * kSecond, 60, 60, MP_CURVE_JUMP);
+  store.AddEnvelope(kChorusDelay, 1, &later);
+  EXPECT_EQ(moved(), 1U) << "and does so when another one is added";
+  store.FlushEnvelope(kChorusModRate, kLeast, kMost);
+  EXPECT_EQ(moved(), 1U) << "emptied while it moved: told once more";
+  EXPECT_EQ(moved(), 0U);
+  store.AddEnvelope(kChorusModRate, 1, &rate);
+  EXPECT_EQ(moved(), 1U);
   store.FlushEnvelope(0xFFFFFFFF, kLeast, kMost);
-  EXPECT_EQ(moved(10000, 10000), 1U) << "emptied while it moved: told once more, by the short form";
+  EXPECT_EQ(moved(10000, 10000), 1U) << "where no envelope is left, too";
   store.NextChunk(100, nullptr, 1.0);
 }
 

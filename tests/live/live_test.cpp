@@ -183,6 +183,7 @@ TEST(Live, AnEffectThatIsNotHeardHasNoTail) {
       if (heardFrames == kFrames / 2) effect.Set(Row(kind, "mode"), 6);  // blocks of another length
       effect.SetEnabled(false);
       effect.Process(audio.data() + heardFrames, kFrames - heardFrames);
+      EXPECT_TRUE(heardFrames != 0 || effect.latency() != 0 || audio == in) << "off before the first frame";
       bool ended = false;
       std::uint32_t length = 0;
       for (int i = 0; !ended && i < 100; ++i) {
