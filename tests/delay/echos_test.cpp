@@ -66,6 +66,25 @@ TEST(SimpleDelay, EchoesStandWhereAndAsLoudAsTold) {
   }
 }
 
+TEST(SimpleDelay, TheSongGoesOnToTheEndOfTheSampleInWhichTheTailEnds) {
+  // 1680 frames of tail end in the third sample, at its frame 680; the tempo changes at its frame 800.
+  TestSong song({{0, 12000}, {TestSong::kTicksPerQuarter * 7 / 10, 6000}}, {{1, 4, 2}}, 8000);
+  const FormatRecord format = MakeFormat(SampleFormat::kFloat32, 2, 8000);
+  const EchosParams params = FedBack(10, 1);
+  Owned<CQvEchos> filter;
+  filter->SetParams(&params);
+  ASSERT_EQ(song.ConnectTo(*filter), S_OK);
+  filter->OnStart(0);
+  TestGraph graph(*filter, format, {1000});
+  ASSERT_EQ(graph.Start(), S_OK);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(graph.Send(Bytes(format.blockAlign * 1000), {i * 1'250'000, false, i > 0}), S_OK);
+    TempoInfo info;
+    filter->AdvanceTempo(0, 5, info);
+    EXPECT_EQ(info.position, 1000 * (i + 1)) << i;
+  }
+}
+
 TEST(SimpleDelay, BypassEmptiesTheLineAndLetsAChangeWait) {
   const FormatRecord format = MakeFormat(SampleFormat::kPcm16, 2, 8000);
   const Bytes noise = NoiseBytes(format, 500), silence = Encode(format, std::vector<double>(2 * 500));

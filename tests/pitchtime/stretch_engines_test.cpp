@@ -61,6 +61,23 @@ TEST(PitchShift, RaisesAToneWithinTwoCentsAndKeepsAliasesOut) {
   }
 }
 
+TEST(PitchShift, KeepsPaceOverAnyTimeWhereAsked) {
+  const auto input = Music(480'000);
+  for (const bool keepPace : {true, false}) {
+    StretchRig rig(Shifted(TranspositionOf(1, 0), true), MakeFormat(SampleFormat::kFloat32, 1, 8000));
+    rig.filter.engine().SetKeepPace(keepPace);
+    EXPECT_EQ(rig.graph.Start(), S_OK);
+    // How far the output lags behind at most in each second.
+    double given = 0, lags[60] = {};
+    for (std::size_t at = 0; at < input.size(); at += 40) {
+      given += static_cast<double>(rig.Send(std::span(input).subspan(at, 40), at == 0).size());
+      lags[at / 8000] = std::max(lags[at / 8000], static_cast<double>(at + 40) - given);
+    }
+    const double drift = std::fabs(lags[59] - lags[3]);
+    EXPECT_TRUE(keepPace ? drift <= 40 : drift >= 120) << drift;
+  }
+}
+
 TEST(TimeStretch, LengthFollowsTheRatioAndShortStreamsAreExact) {
   for (const double percent : {50.0, 70.0, 100.0, 150.0, 263.7, 500.0}) {
     const auto length = [&](std::size_t frames, std::size_t size) {
