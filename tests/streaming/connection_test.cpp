@@ -159,33 +159,32 @@ TEST(Filter, NamesItsPinsAndItself) {
   EXPECT_EQ(filterInfo.achName[MAX_FILTER_NAME - 2], WCHAR{'x'});
 }
 
-/// Stands in for any interface: each operation answers with the number of its slot.
-struct NumberedSlots {
-  template <HRESULT kSlot>
-  static HRESULT Answer(IUnknown*) {
-    return kSlot;
-  }
-  template <std::size_t... kSlots>
-  explicit NumberedSlots(std::index_sequence<kSlots...>) : table{&Answer<kSlots>...} {}
-
-  HRESULT (*table[20])(IUnknown*);
-  void* first = &table;
-};
-
-/// A source that knows positions, and hears how well its stream is played.
-class Seekable final : public SourcePin {
+/// A source that answers each call about positions with the number of its slot, and hears how its stream is played.
+class Seekable final : public SourcePin, public IMediaPosition {
  public:
   using SourcePin::SourcePin;
+  KORVA_PIN_UNKNOWN()
   HRESULT NonDelegatingQueryInterface(REFIID iid, void** out) override {
-    if (iid != InterfaceId<IMediaPosition>() && iid != InterfaceId<IMediaSeeking>()) {
-      return SourcePin::NonDelegatingQueryInterface(iid, out);
-    }
-    *out = &positions.first;
-    return S_OK;
+    KORVA_ANSWER_OR(SourcePin, AnswerInterface<IMediaPosition>(this, iid, out));
   }
   HRESULT Notify(IBaseFilter*, Quality) override { return heard; }
 
-  NumberedSlots positions{std::make_index_sequence<20>()};
+  HRESULT GetTypeInfoCount(UINT*) override { return 3; }
+  HRESULT GetTypeInfo(UINT, LCID, ITypeInfo**) override { return 4; }
+  HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return 5; }
+  HRESULT Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override { return 6; }
+  HRESULT get_Duration(REFTIME*) override { return 7; }
+  HRESULT put_CurrentPosition(REFTIME) override { return 8; }
+  HRESULT get_CurrentPosition(REFTIME*) override { return 9; }
+  HRESULT get_StopTime(REFTIME*) override { return 10; }
+  HRESULT put_StopTime(REFTIME) override { return 11; }
+  HRESULT get_PrerollTime(REFTIME*) override { return 12; }
+  HRESULT put_PrerollTime(REFTIME) override { return 13; }
+  HRESULT put_Rate(double) override { return 14; }
+  HRESULT get_Rate(double*) override { return 15; }
+  HRESULT CanSeekForward(LONG*) override { return 16; }
+  HRESULT CanSeekBackward(LONG*) override { return 17; }
+
   HRESULT heard = S_OK;
 };
 
@@ -193,8 +192,7 @@ TEST(PassThrough, PositionsAndCallsByNameReachUpstreamThroughTwoFilters) {
   Owned<AddingFilter> first, second;
   Owned<OnePinFilter<Seekable>> source;
   const auto position = Query<IMediaPosition>(second->GetPin(1));
-  const auto seeking = Query<IMediaSeeking>(second->GetPin(1));
-  ASSERT_TRUE(position && seeking);
+  ASSERT_TRUE(position);
   EXPECT_TRUE(Query<IPin>(position.Get()));
   for (const bool connected : {false, true}) {
     if (connected) {
@@ -217,11 +215,6 @@ TEST(PassThrough, PositionsAndCallsByNameReachUpstreamThroughTwoFilters) {
     LONGLONG any = 0;
     for (HRESULT slot = 7; slot < 18; ++slot) {
       EXPECT_EQ(CallSlot(position.Get(), static_cast<std::size_t>(slot), &any), connected ? slot : E_NOTIMPL) << slot;
-    }
-    for (HRESULT slot = 3; slot < 20; ++slot) {
-      EXPECT_EQ(CallSlot(seeking.Get(), static_cast<std::size_t>(slot), &any, &any, &any, &any),
-                connected ? slot : E_NOTIMPL)
-          << slot;
     }
   }
   for (IPin* pin : {first->GetPin(0), first->GetPin(1), second->GetPin(0)}) pin->Disconnect();
