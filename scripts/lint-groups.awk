@@ -18,7 +18,7 @@ FILENAME == "-" { wanted[$0] = 1; next }
   sub("/[^/]*$", "", place)
   key = place SUBSEP command
   if (!(key in group)) {
-    group[key] = "build/lint/groups/" place "/" ++count
+    group[key] = "build/lint/groups/" place "/" ++count[place]
     system("mkdir -p " group[key])
     top = place
     sub("/.*", "", top)
