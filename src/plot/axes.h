@@ -14,6 +14,9 @@ struct TimeAxis {
 };
 TimeAxis TimeUpTo(double seconds);
 
+/// Ranges of levels end at whole steps of this many dB.
+inline constexpr double kLevelStepDb = 6;
+
 /// An axis of levels with a tick every 12 dB, or 6 where that is little.
 Axis LevelAxis(const std::string& name, double from, double to);
 

@@ -48,8 +48,7 @@ double ShownSeconds(std::span<const ImpulseRun> runs) {
 
 /// Where an axis ends that is to show a sound of this peak.
 double TopDb(float peak) {
-  constexpr double kStep = 6;
-  return std::max(0.0, std::ceil(Decibels(static_cast<double>(peak)) / kStep - 0.01) * kStep);
+  return std::max(0.0, std::ceil(Decibels(static_cast<double>(peak)) / kLevelStepDb - 0.01) * kLevelStepDb);
 }
 
 double TopDb(std::span<const ImpulseRun> runs) {

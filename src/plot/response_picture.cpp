@@ -7,7 +7,7 @@
 namespace korva {
 namespace {
 
-constexpr double kStepDb = 6, kMostRangeDb = 72;
+constexpr double kMostRangeDb = 72;
 
 /// The range of levels that all curves need, in whole steps; deep notches are cut off.
 Axis RangeOf(std::span<const FrequencyCurves> curves) {
@@ -20,9 +20,9 @@ Axis RangeOf(std::span<const FrequencyCurves> curves) {
       }
     }
   }
-  most = std::max(std::ceil(most / kStepDb + 0.1) * kStepDb, -kMostRangeDb + kStepDb);
-  least = std::max(std::floor(least / kStepDb) * kStepDb, most - kMostRangeDb);
-  least = std::min(least, most - 4 * kStepDb);
+  most = std::max(std::ceil(most / kLevelStepDb + 0.1) * kLevelStepDb, -kMostRangeDb + kLevelStepDb);
+  least = std::max(std::floor(least / kLevelStepDb) * kLevelStepDb, most - kMostRangeDb);
+  least = std::min(least, most - 4 * kLevelStepDb);
   return LevelAxis("level (dB)", least, most);
 }
 

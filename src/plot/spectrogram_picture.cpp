@@ -8,7 +8,7 @@ namespace korva {
 namespace {
 
 constexpr std::size_t kColumns = 600, kRows = 240;
-constexpr double kRangeDb = 80, kStepDb = 6;
+constexpr double kRangeDb = 80;
 
 }  // namespace
 
@@ -30,7 +30,7 @@ Picture SpectrogramPicture(std::span<const NamedSound> sounds) {
     picture.panels.push_back(std::move(panel));
   }
   for (Panel& panel : picture.panels) {
-    panel.heat->most = std::clamp(std::ceil(static_cast<double>(loudest) / kStepDb) * kStepDb, -60.0, 24.0);
+    panel.heat->most = std::clamp(std::ceil(static_cast<double>(loudest) / kLevelStepDb) * kLevelStepDb, -60.0, 24.0);
     panel.heat->least = panel.heat->most - kRangeDb;
   }
   picture.note = "level over time and frequency";

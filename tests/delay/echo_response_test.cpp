@@ -8,7 +8,7 @@
 namespace korva {
 namespace {
 
-EchomtParams Taps(std::vector<std::pair<std::int32_t, std::int32_t>> delaysAndGains, std::int32_t feedback) {
+EchomtParams Taps(const std::vector<std::pair<std::int32_t, std::int32_t>>& delaysAndGains, std::int32_t feedback) {
   EchomtParams params{};
   params.feedback = feedback;
   for (const auto& [delay, gain] : delaysAndGains) {

@@ -45,7 +45,7 @@ TEST_F(FilesTest, FilesWhoseLengthWasNeverToldAreReadToTheirEnd) {
   };
   Put("killed.wav", with("in.wav", "data", std::string(4, '\0')));
   Put("beyond.wav", with("in.wav", "data", std::string("\0\0\x10\0", 4)));
-  Put("piped.aiff", with("in.aiff", "SSND", "\x7F\x00\x00\x08"));
+  Put("piped.aiff", with("in.aiff", "SSND", std::string("\x7F\0\0\x08", 4)));
   for (const char* name : {"killed.wav", "beyond.wav", "piped.aiff"}) {
     const Run run = Bypassed(std::string("@") + name + " @out.wav");
     EXPECT_NE(run.err.find("does not tell its length"), std::string::npos) << name << run.err;

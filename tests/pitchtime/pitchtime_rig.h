@@ -127,7 +127,7 @@ inline std::vector<double> Music(std::size_t frames, std::size_t channels = 1) {
 /// How far one tone is from `target`, in cents, by its rising zero crossings.
 inline double CentsOff(std::span<const double> tone, double target) {
   double first = -1, last = -1;
-  int periods = -1;
+  double periods = -1;
   for (std::size_t i = 0; i + 1 < tone.size(); ++i) {
     if (!(tone[i] < 0 && tone[i + 1] >= 0)) continue;
     last = static_cast<double>(i) + tone[i] / (tone[i] - tone[i + 1]);

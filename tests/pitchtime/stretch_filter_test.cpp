@@ -20,7 +20,9 @@ TEST(StretchFilter, SamplesDoNotDependOnTheSizesOfBuffers) {
       {Stretched(117, 5), MakeFormat(SampleFormat::kPcm8, 2, 8000)},
       {Stretched(100, 18), MakeFormat(SampleFormat::kFloat64, 1, 3)},
   };
-  for (const auto& [settings, format] : rows) {
+  for (const auto& row : rows) {
+    const std::string& settings = row.settings;
+    const FormatRecord& format = row.format;
     // Ends in many places between two blocks: the drain must not care what was still to be written.
     for (const std::size_t frames : {9001U, 9323U, 9677U}) {
       const auto input = GridNoise(frames * format.channels);

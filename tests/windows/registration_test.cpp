@@ -60,7 +60,7 @@ std::wstring Braced(REFGUID id) {
 std::wstring Text(const std::vector<BYTE>& value) {
   std::wstring text(value.size() / sizeof(WCHAR), L'\0');
   std::copy_n(value.data(), text.size() * sizeof(WCHAR), reinterpret_cast<BYTE*>(text.data()));
-  return text.c_str();
+  return text.substr(0, text.find(L'\0'));
 }
 
 /// How many filters of that name the mapper finds from a merit on.
