@@ -38,19 +38,20 @@ TEST(PageExchange, EscapeTakesBackOnlyWhatTheArrowsSet) {
 TEST(PageExchange, ADragIsABracketToldAtItsEndAndEndsWithItsFilter) {
   PageBench bench(PageOf("chorus"));
   const PageBench other(PageOf("chorus"));
-  for (const auto& [id, row, right, up] : {std::tuple(6031, kChorusDelay, 1, 0), {6020, kChorusDryOut, 0, 1}}) {
-    SCOPED_TRACE(id);
+  const struct { int id, row, right, up; } sliders[] = {{6031, kChorusDelay, 1, 0}, {6020, kChorusDryOut, 0, 1}};
+  for (const auto& slider : sliders) {
+    SCOPED_TRACE(slider.id);
     bench.Open();
-    const LONG old = other.Whole(row), start = -100 + 400 * right;
-    bench.Show(row, start);
-    const POINT thumb = bench.Thumb(id);
-    const auto drag = [&, id, right, up](UINT message, WPARAM keys, int way) {
-      bench.Send(id, message, keys, MAKELPARAM(thumb.x + right * way, thumb.y - up * way));
+    const LONG old = other.Whole(slider.row), start = -100 + 400 * slider.right;
+    bench.Show(slider.row, start);
+    const POINT thumb = bench.Thumb(slider.id);
+    const auto drag = [&](UINT message, WPARAM keys, int way) {
+      bench.Send(slider.id, message, keys, MAKELPARAM(thumb.x + slider.right * way, thumb.y - slider.up * way));
     };
     bench.Hold(VK_LBUTTON, true);
     drag(WM_LBUTTONDOWN, MK_LBUTTON, 0);
     EXPECT_EQ(bench.recorder.Take().substr(0, 1), "[");
-    ASSERT_EQ(::GetCapture(), bench[id]);
+    ASSERT_EQ(::GetCapture(), bench[slider.id]);
     for (int step = 1; step <= 10; ++step) drag(WM_MOUSEMOVE, MK_LBUTTON, step);
     EXPECT_EQ(bench.recorder.Take().find_first_of("[]"), std::string::npos);
     EXPECT_EQ(bench.site.told, 0);
@@ -58,15 +59,15 @@ TEST(PageExchange, ADragIsABracketToldAtItsEndAndEndsWithItsFilter) {
     drag(WM_LBUTTONUP, 0, 10);
     EXPECT_TRUE(bench.recorder.Take().ends_with(']'));
     EXPECT_GT(bench.site.told, 0);
-    EXPECT_GT(bench.Get(row), start);
+    EXPECT_GT(bench.Get(slider.row), start);
     // Another filter comes in the middle.
-    bench.Show(row, start);
+    bench.Show(slider.row, start);
     drag(WM_LBUTTONDOWN, MK_LBUTTON, 0);
     drag(WM_MOUSEMOVE, MK_LBUTTON, 10);
     bench.Connect(other.filter);
     drag(WM_MOUSEMOVE, MK_LBUTTON, 20);
     drag(WM_LBUTTONUP, 0, 20);
-    EXPECT_EQ(other.Whole(row), old);
+    EXPECT_EQ(other.Whole(slider.row), old);
     bench.ExpectBrackets(std::ranges::count(bench.recorder.heard, '['));
     bench.page->Deactivate();
   }

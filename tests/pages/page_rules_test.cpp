@@ -29,7 +29,7 @@ TEST(PageRules, AChorusRateHasTwoSlopes) {
     EXPECT_EQ(bench.Text(6033), c.shown);
     bench.Command(6033, EN_KILLFOCUS);
     EXPECT_EQ(bench.Get(kChorusModRate), c.rate) << "a look at the box changed it";
-    for (const WPARAM code : {SB_THUMBPOSITION, SB_ENDSCROLL}) {
+    for (const WPARAM code : {WPARAM{SB_THUMBPOSITION}, WPARAM{SB_ENDSCROLL}}) {
       ::SendMessageW(bench.dialog(), WM_HSCROLL, code, reinterpret_cast<LPARAM>(bench[6032]));
     }
     EXPECT_EQ(bench.Get(kChorusModRate), c.back);

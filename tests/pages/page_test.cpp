@@ -85,7 +85,7 @@ TEST_P(Page, CodesOfALifecycle) {
   EXPECT_EQ(page.Activate(bench.host, nullptr, FALSE), E_POINTER);
   for (const HRESULT result : {S_OK, E_UNEXPECTED}) EXPECT_EQ(page.Activate(bench.host, &place, FALSE), result);
   EXPECT_NE(::GetWindowLongPtrW(bench.dialog(), GWL_EXSTYLE) & WS_EX_CONTROLPARENT, 0);
-  for (const UINT command : {SW_HIDE, SW_SHOWNORMAL, SW_SHOW}) EXPECT_EQ(page.Show(command), S_OK);
+  for (const UINT command : {UINT{SW_HIDE}, UINT{SW_SHOWNORMAL}, UINT{SW_SHOW}}) EXPECT_EQ(page.Show(command), S_OK);
   EXPECT_EQ(page.Show(SW_MAXIMIZE), E_INVALIDARG);
   EXPECT_EQ(page.Deactivate(), S_OK);
   EXPECT_EQ(bench.dialog(), nullptr);
@@ -398,7 +398,7 @@ TEST_P(Page, PresetsAreOfferedInAMenu) {
   EXPECT_EQ(::GetMenuItemID(presets, 0), 40500u);
   EXPECT_EQ(::GetMenuItemID(menu, 2), 41000u);
   WCHAR text[128];
-  ::GetMenuStringW(presets, last - 1, text, 128, MF_BYPOSITION);
+  ::GetMenuStringW(presets, static_cast<UINT>(last - 1), text, 128, MF_BYPOSITION);
   EXPECT_EQ(platform::ToUtf8(text), platform::ToUtf8(ModuleText(kind.page.effect.presets.NameId(last))));
   ::DestroyMenu(menu);
   // By the menu's items: the first goes with row 1.

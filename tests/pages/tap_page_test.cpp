@@ -160,7 +160,7 @@ TEST(TapPage, TheGraphShowsBarsWhereAndAsHighAsTold) {
   expectTaps("count", bench.Params());
   bench.Click(kFirstTap + 1);
   expectTaps("current tap", bench.Params());
-  for (const WPARAM key : {VK_END, VK_DELETE}) {
+  for (const WPARAM key : {WPARAM{VK_END}, WPARAM{VK_DELETE}}) {
     bench.Press(4026, key);
     expectTaps("gain", bench.Params());
   }
